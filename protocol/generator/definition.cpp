@@ -1,0 +1,127 @@
+#include "protocol/generator/definition.h"
+
+#include <QDomDocument>
+#include <QFile>
+
+namespace {
+
+const FieldType field_types[] = {
+    {"uint8", "uint8", 1, 2},      {"int8", "int8", 1, 3},     {"uint16", "uint16", 2, 4},
+    {"int16", "int16", 2, 5},      {"uint32", "uint32", 4, 6}, {"uint8array", "QByteArray", 1, 8},
+    {"bd_addr", "bd_addr", 6, 10},
+};
+
+const FieldType *find_type(const QString &name)
+{
+    for (const FieldType &type : field_types) {
+        if (name == QLatin1String(type.name))
+            return &type;
+    }
+    return nullptr;
+}
+
+QString attribute(const QDomElement &element, const char *name)
+{
+    return element.attribute(QLatin1String(name));
+}
+
+QVector<QDomElement> children(const QDomElement &parent, const char *tag)
+{
+    QVector<QDomElement> found;
+    const QString name = QLatin1String(tag);
+    for (QDomElement e = parent.firstChildElement(name); !e.isNull(); e = e.nextSiblingElement(name))
+        found.append(e);
+    return found;
+}
+
+class Reader
+{
+public:
+    explicit Reader(QString *error)
+        : m_error(error)
+    {
+    }
+
+    MessageClass message_class(const QDomElement &element)
+    {
+        MessageClass result;
+        result.name = attribute(element, "name");
+        for (const QDomElement &e : children(element, "command")) {
+            result.commands.append(message(e, "params", result.commands.size()));
+            result.responses.append(message(e, "returns", result.responses.size()));
+        }
+        for (const QDomElement &e : children(element, "event"))
+            result.events.append(message(e, "params", result.events.size()));
+        for (const QDomElement &e : children(element, "enums"))
+            result.tables.append(table(e));
+        return result;
+    }
+
+private:
+    void fail(const QDomElement &element, const QString &what)
+    {
+        if (m_error->isEmpty())
+            *m_error = QStringLiteral("line %1: %2").arg(element.lineNumber()).arg(what);
+    }
+
+    Message message(const QDomElement &element, const char *part, int index)
+    {
+        if (attribute(element, "index").toInt() != index)
+            fail(element, QStringLiteral("expected index %1").arg(index));
+        Message result;
+        result.name = attribute(element, "name");
+        const QDomElement fields = element.firstChildElement(QLatin1String(part));
+        for (const QDomElement &e : children(fields, "param")) {
+            if (!result.fields.isEmpty() && result.fields.last().type->code == 8)
+                fail(e, QStringLiteral("a field behind an array"));
+            result.fields.append(field(e));
+        }
+        return result;
+    }
+
+    Field field(const QDomElement &element)
+    {
+        Field result;
+        result.name = attribute(element, "name");
+        result.type = find_type(attribute(element, "type"));
+        result.is_result = attribute(element, "show") == QLatin1String("result");
+        if (!result.type) {
+            fail(element, QStringLiteral("unknown type"));
+            result.type = &field_types[0];
+        }
+        if (result.is_result && qstrcmp(result.type->name, "uint16") != 0)
+            fail(element, QStringLiteral("a result code has 16 bits"));
+        return result;
+    }
+
+    SymbolTable table(const QDomElement &element)
+    {
+        SymbolTable result;
+        result.name = attribute(element, "name");
+        if (!result.name.endsWith(QLatin1String("_names")))
+            fail(element, QStringLiteral("the name of a table ends in _names"));
+        for (const QDomElement &e : children(element, "enum"))
+            result.values.append({attribute(e, "name"), attribute(e, "value")});
+        return result;
+    }
+
+    QString *m_error;
+};
+
+} // namespace
+
+Definition read_definition(const QString &path, QString *error)
+{
+    Definition definition;
+    QFile file(path);
+    QDomDocument document;
+    if (!file.open(QIODevice::ReadOnly) || !document.setContent(&file, error)) {
+        if (error->isEmpty())
+            *error = file.errorString();
+        return definition;
+    }
+    Reader reader(error);
+    for (const QDomElement &e : children(document.documentElement(), "class"))
+        definition.append(reader.message_class(e));
+    return definition;
+}
