@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QString>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+// The module's end of a pseudo-terminal; UartDev opens the other one by its path.
+class pseudo_terminal
+{
+public:
+    pseudo_terminal()
+        : fd(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
+    {
+        ::grantpt(fd);
+        ::unlockpt(fd);
+        char name[64] = {};
+        ::ptsname_r(fd, name, sizeof name);
+        own_path = QString::fromLatin1(name);
+    }
+    ~pseudo_terminal() { unplug(); }
+    pseudo_terminal(const pseudo_terminal &) = delete;
+    pseudo_terminal &operator=(const pseudo_terminal &) = delete;
+
+    const QString &path() const { return own_path; }
+    int descriptor() const { return fd; }
+
+    bool send(const QByteArray &bytes)
+    {
+        return ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+    }
+
+    // What arrives until `count` bytes are there, or until five seconds have passed without any.
+    QByteArray receive(int count)
+    {
+        QByteArray got;
+        pollfd ready = {fd, POLLIN, 0};
+        while (got.size() < count && ::poll(&ready, 1, 5000) > 0) {
+            char chunk[4096];
+            const ssize_t size = ::read(fd, chunk, sizeof chunk);
+            if (size <= 0)
+                break;
+            got.append(chunk, static_cast<int>(size));
+        }
+        return got;
+    }
+
+    void unplug()
+    {
+        if (fd >= 0)
+            ::close(fd);
+        fd = -1;
+    }
+
+private:
+    int fd;
+    QString own_path;
+};

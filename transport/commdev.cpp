@@ -1,0 +1,8 @@
+#include "transport/commdev.h"
+
+CommDev::CommDev(QObject *parent)
+    : QThread(parent)
+{
+}
+
+void CommDev::SetBaudrate(int) {}

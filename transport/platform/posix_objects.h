@@ -1,0 +1,107 @@
+#pragma once
+
+#include "transport/platform/serial_platform.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <unistd.h>
+#include <utility>
+
+// What the handles of the POSIX half stand for. A handle is a number that is never given out twice, so a
+// stale one names nothing; the object behind it, and with it the descriptor, lives until the last operation
+// that found it has ended.
+
+namespace vs::posix {
+
+class unique_fd
+{
+public:
+    explicit unique_fd(int descriptor = -1)
+        : fd(descriptor)
+    {
+    }
+    unique_fd(unique_fd &&other) noexcept
+        : fd(std::exchange(other.fd, -1))
+    {
+    }
+    unique_fd &operator=(unique_fd &&) = delete;
+    ~unique_fd()
+    {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    int get() const { return fd; }
+
+private:
+    int fd;
+};
+
+class object
+{
+public:
+    object() = default;
+    object(const object &) = delete;
+    object &operator=(const object &) = delete;
+    virtual ~object() = default;
+    virtual void shut() {} // its handle was closed
+};
+
+class port : public object
+{
+public:
+    port(unique_fd line_fd, unique_fd shut_fd)
+        : line(std::move(line_fd))
+        , shut_event(std::move(shut_fd))
+    {
+    }
+    ~port() override;
+    void shut() override;
+
+    unique_fd line;
+    unique_fd shut_event; // readable for good once the handle is closed
+    std::atomic<bool> is_shut{false};
+};
+
+// A transfer that did not end at once. Driven by the thread that waits for it.
+struct pending_transfer
+{
+    std::shared_ptr<posix::port> port;
+    bool writes;
+    char *next; // for a write only read from
+    std::uint32_t remaining;
+    std::uint32_t moved = 0;
+    int error = 0;
+
+    bool advance(); // moves what can be moved without waiting; true when ended, with `error` set on failure
+    bool ended() const { return remaining == 0 || error != 0; }
+};
+
+class event : public object
+{
+public:
+    explicit event(unique_fd counter_fd)
+        : counter(std::move(counter_fd))
+    {
+    }
+    bool take_signal(); // true if it was signalled, which it then is no longer
+
+    unique_fd counter;
+    std::optional<pending_transfer> pending; // touched by the thread that started it alone
+};
+
+handle add(std::shared_ptr<object> made);
+std::shared_ptr<object> find(handle name);
+std::shared_ptr<object> remove(handle name); // null if there is none
+
+template <typename T>
+std::shared_ptr<T> find_as(handle name)
+{
+    return std::dynamic_pointer_cast<T>(find(name));
+}
+
+bool fail(int error); // sets last_error() and gives false
+
+unique_fd make_eventfd();
+
+} // namespace vs::posix

@@ -1,0 +1,213 @@
+#include "transport/platform/posix_objects.h"
+
+#include <algorithm>
+#include <asm/termbits.h> // arbitrary speeds; not to be mixed with <termios.h>
+#include <cerrno>
+#include <fcntl.h>
+#include <limits>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+namespace vs {
+namespace posix {
+
+namespace {
+
+enum parity : std::uint8_t { none, odd, even, mark, space };
+
+bool is_pseudo_terminal(int fd)
+{
+    constexpr unsigned first_major = 136;
+    constexpr unsigned last_major = 143;
+    struct stat info = {};
+    return ::fstat(fd, &info) == 0 && major(info.st_rdev) >= first_major && major(info.st_rdev) <= last_major;
+}
+
+void make_raw(termios2 &line)
+{
+    line.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL |
+                                           IXON | IXOFF | IXANY);
+    line.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    line.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    line.c_cflag |= CREAD | CLOCAL;
+    line.c_cc[VMIN] = 1;
+    line.c_cc[VTIME] = 0;
+}
+
+template <typename Flags>
+void set_flags(Flags &flags, Flags mask, bool on)
+{
+    flags = on ? flags | mask : flags & ~mask;
+}
+
+std::uint8_t parity_of(tcflag_t control)
+{
+    if ((control & PARENB) == 0)
+        return none;
+    const bool is_odd = (control & PARODD) != 0;
+    if ((control & CMSPAR) != 0)
+        return is_odd ? mark : space;
+    return is_odd ? odd : even;
+}
+
+std::uint8_t byte_size_of(tcflag_t control)
+{
+    switch (control & CSIZE) {
+    case CS5: return 5;
+    case CS6: return 6;
+    case CS7: return 7;
+    default: return 8;
+    }
+}
+
+tcflag_t size_flag(std::uint8_t byte_size)
+{
+    constexpr tcflag_t flags[] = {CS5, CS6, CS7, CS8};
+    return flags[std::clamp<int>(byte_size, 5, 8) - 5];
+}
+
+// A write ends when the driver has taken the bytes, so the last ones may still be on their way when the port
+// is closed; but a line that is held must not hold up the close, as the system itself does for half a minute.
+void drain(int fd)
+{
+    constexpr int pause_ms = 5;
+    termios2 line = {};
+    int queued = 0;
+    if (::ioctl(fd, TCGETS2, &line) != 0)
+        return;
+    constexpr unsigned fifo_bits_times_1000 = 640 * 1000; // a full hardware queue between two steps
+    const int limit_ms = 250 + static_cast<int>(fifo_bits_times_1000 / std::max(line.c_ospeed, 50U));
+    int idle_ms = 0;
+    for (int before = 0; ::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0; before = queued) {
+        idle_ms = queued == before ? idle_ms + pause_ms : 0;
+        if (idle_ms > limit_ms) {
+            ::ioctl(fd, TCFLSH, TCOFLUSH);
+            return;
+        }
+        ::poll(nullptr, 0, pause_ms);
+    }
+}
+
+// Refuses a port that somebody has open. True with the line ready to carry bytes as they are.
+bool take_line(int fd)
+{
+    termios2 line = {};
+    if (::ioctl(fd, TCGETS2, &line) != 0)
+        return fail(errno);
+    if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
+        return fail(errno == EWOULDBLOCK ? EBUSY : errno);
+    make_raw(line);
+    if (::ioctl(fd, TCSETS2, &line) != 0)
+        return fail(errno);
+    // On a pseudo-terminal the exclusive mode would outlive a process that ends with its port open.
+    if (!is_pseudo_terminal(fd))
+        ::ioctl(fd, TIOCEXCL);
+    return true;
+}
+
+} // namespace
+
+port::~port()
+{
+    drain(line.get());
+    ::ioctl(line.get(), TIOCNXCL);
+    ::flock(line.get(), LOCK_UN); // a child between fork and exec would hold it on
+}
+
+void port::shut()
+{
+    is_shut = true;
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(shut_event.get(), &one, sizeof one);
+}
+
+} // namespace posix
+
+using namespace posix;
+
+handle open_port(const char *path)
+{
+    unique_fd line(::open(path, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    unique_fd shut_event = make_eventfd();
+    if (line.get() < 0 || shut_event.get() < 0) {
+        fail(errno);
+        return invalid_handle;
+    }
+    if (!take_line(line.get()))
+        return invalid_handle;
+    return add(std::make_shared<port>(std::move(line), std::move(shut_event)));
+}
+
+// The queues are the driver's own here, and the line is set to have no timeouts when it is opened.
+bool set_queue_sizes(handle name, std::uint32_t, std::uint32_t)
+{
+    return find_as<port>(name) != nullptr || fail(EBADF);
+}
+
+bool clear_timeouts(handle name)
+{
+    return find_as<port>(name) != nullptr || fail(EBADF);
+}
+
+bool get_line_state(handle name, line_state &state)
+{
+    const auto found = find_as<port>(name);
+    if (!found)
+        return fail(EBADF);
+    termios2 line = {};
+    if (::ioctl(found->line.get(), TCGETS2, &line) != 0)
+        return fail(errno);
+    int modem = TIOCM_DTR; // what a line without modem signals is taken for
+    ::ioctl(found->line.get(), TIOCMGET, &modem);
+    const bool handshake = (line.c_cflag & CRTSCTS) != 0;
+    state = {};
+    state.length = sizeof state;
+    state.baud_rate = line.c_ospeed;
+    state.binary = (line.c_lflag & ICANON) == 0;
+    state.check_parity = (line.c_iflag & INPCK) != 0;
+    state.outx_cts_flow = handshake;
+    state.dtr_control = (modem & TIOCM_DTR) != 0 ? dtr_enable : 0;
+    state.out_x = (line.c_iflag & IXON) != 0;
+    state.in_x = (line.c_iflag & IXOFF) != 0;
+    state.rts_control = handshake ? rts_handshake : 0;
+    state.byte_size = byte_size_of(line.c_cflag);
+    state.parity = parity_of(line.c_cflag);
+    state.stop_bits = (line.c_cflag & CSTOPB) != 0 ? 2 : one_stop_bit;
+    return true;
+}
+
+bool set_line_state(handle name, const line_state &state)
+{
+    const auto found = find_as<port>(name);
+    if (!found)
+        return fail(EBADF);
+    // Speed 0 would hang up.
+    if (state.baud_rate == 0 || state.baud_rate > std::numeric_limits<std::int32_t>::max())
+        return fail(EINVAL);
+    const int fd = found->line.get();
+    termios2 line = {};
+    if (::ioctl(fd, TCGETS2, &line) != 0)
+        return fail(errno);
+    make_raw(line);
+    set_flags<tcflag_t>(line.c_iflag, INPCK, state.check_parity);
+    set_flags<tcflag_t>(line.c_iflag, IXON, state.out_x);
+    set_flags<tcflag_t>(line.c_iflag, IXOFF, state.in_x);
+    set_flags<tcflag_t>(line.c_cflag, CSTOPB, state.stop_bits != one_stop_bit);
+    set_flags<tcflag_t>(line.c_cflag, PARENB, state.parity != none);
+    set_flags<tcflag_t>(line.c_cflag, PARODD, state.parity == odd || state.parity == mark);
+    set_flags<tcflag_t>(line.c_cflag, CMSPAR, state.parity == mark || state.parity == space);
+    set_flags<tcflag_t>(line.c_cflag, CRTSCTS, state.outx_cts_flow && state.rts_control == rts_handshake);
+    line.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CBAUD | (CBAUD << IBSHIFT));
+    line.c_cflag |= size_flag(state.byte_size) | BOTHER | (static_cast<tcflag_t>(BOTHER) << IBSHIFT);
+    line.c_ispeed = line.c_ospeed = state.baud_rate;
+    if (::ioctl(fd, TCSETS2, &line) != 0)
+        return fail(errno);
+    const int dtr = TIOCM_DTR;
+    ::ioctl(fd, state.dtr_control != 0 ? TIOCMBIS : TIOCMBIC, &dtr); // pseudo-terminals have none
+    return true;
+}
+
+} // namespace vs
