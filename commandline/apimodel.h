@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+/// One row of the table of parameter types.
+struct ApiType
+{
+    const char *name;
+    int code;
+    int width; ///< in bytes; 0 for what has no fixed width
+};
+
+/// Type codes of ApiParam::type.
+enum ApiTypeCode : int {
+    api_invalid = 0,
+    api_uint8 = 1,
+    api_int8 = 2,
+    api_uint16 = 3,
+    api_int16 = 4,
+    api_uint32 = 5,
+    api_int32 = 6,
+    api_uint8array = 7,
+    api_string = 8,
+    api_address = 9,
+    api_ipv4 = 10,
+};
+
+/// The table itself, closed by a row without a name.
+extern const ApiType api_types[];
+
+/// The code of the first row called `name`; that of uint8 for a name that is not in the table.
+int api_type_code(const QString &name);
+
+/// The row at position `code`, which from code 10 on is not the row that the code came from: an address is
+/// called "hwaddr" and an ipv4 "bd_addr". The closing row for a position outside the table.
+const ApiType &api_type_row(int code);
+
+/// `text` with the three characters escaped that a rich text would take as markup.
+QString rich_text(const QString &text);
+
+/// A whole message without markup of its own, so that a tooltip shows it as it stands. A tooltip guesses
+/// whether a text is rich: one with "<" in it has to be escaped, any other would show the escapes.
+QString plain_message(const QString &text);
+
+/// A parameter of a message.
+struct ApiParam
+{
+    QString name;
+    int type = api_invalid;
+
+    /// The bytes of a typed argument in wire form, least significant first; empty if `text` cannot be read.
+    /// Unsigned numbers are hexadecimal and signed ones decimal; what lies beyond the width is cut off.
+    /// Appends the reason for a refusal to `message`. An address is rewritten in `text` to its colon form.
+    QByteArray parseArgument(QString &text, QString &message) const;
+};
+
+/// A command, a response or an event.
+struct ApiMessage
+{
+    int script = 0;
+    int index = 0;
+    int class_index = 0;
+    QString name;
+    QString full_name;
+    QList<ApiParam> params;
+
+    /// The packet for typed arguments, byte 0 still 0; empty if their number or one of them is wrong.
+    /// Appends the signature to `message`, and under it the reason. A uint8array at the end may be left out.
+    QByteArray buildCommand(QStringList &args, QString &message) const;
+
+    /// The signature as rich text.
+    [[nodiscard]] QString commandHelp() const;
+};
+
+/// A class of messages.
+struct ApiClass
+{
+    QString name;
+    QList<ApiMessage> events;
+    QList<ApiMessage> commands;
+    QList<ApiMessage> responses; ///< beside each of `commands`, its returns
+
+    /// The packet of the first command called `command`, byte 0 still 0; empty if there is none or its
+    /// arguments are wrong. Appends to `message` as buildCommand does, or that there is no such command.
+    QByteArray findCommand(const QString &command, QStringList &args, QString &message) const;
+};
