@@ -1,0 +1,27 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+// What every measurement prints: a line a figure, and whether all of them kept their budget.
+
+inline double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+enum class Budget { AtLeast, AtMost };
+
+// Prints "NAME ours=… other=… ratio=… budget=… ok|SHORT". Gives false if the ratio misses the budget.
+inline bool print_figure(const char *name, double ours, double other, double ratio, Budget kind,
+                         double budget)
+{
+    const bool kept = kind == Budget::AtLeast ? ratio >= budget : ratio <= budget;
+    std::printf("%s ours=%.4g other=%.4g ratio=%.3f budget=%s%.3g %s\n", name, ours, other, ratio,
+                kind == Budget::AtLeast ? ">=" : "<=", budget, kept ? "ok" : "SHORT");
+    std::fflush(stdout);
+    return kept;
+}

@@ -1,0 +1,217 @@
+// Measures LogView against QPlainTextEdit with the same lines. A line a figure on standard output; ends with
+// 1 if a figure misses its budget.
+
+#include "logview/logview.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QPlainTextEdit>
+#include <QThread>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <malloc.h>
+
+namespace {
+constexpr int lines_a_turn = 200;
+constexpr QSize view_size(1000, 600);
+
+struct Line
+{
+    QString timestamp;
+    QStringList pieces;
+};
+
+// A decoded scan response, with no string shared with any other line.
+Line scan_response(int index)
+{
+    const QLatin1Char zero('0');
+    return {QStringLiteral("<b>2026.01.02 %1:%2:%3.%4</b> ")
+                .arg(index / 3'600'000 % 24, 2, 10, zero)
+                .arg(index / 60'000 % 60, 2, 10, zero)
+                .arg(index / 1000 % 60, 2, 10, zero)
+                .arg(index % 1000, 3, 10, zero),
+            {QStringLiteral("ble_evt_gap_scan_response\t"),
+             QStringLiteral(" rssi:%1 (0x%2)").arg(-50, 8).arg(0xffffffce, 2, 16, zero),
+             QStringLiteral(" packet_type:%1 (0x%2)").arg(0, 8).arg(0, 2, 16, zero),
+             QStringLiteral(" sender:00:07:80:aa:bb:%1").arg(index % 256, 2, 16, zero),
+             QStringLiteral(" address_type:%1 (0x%2)").arg(0, 8).arg(0, 2, 16, zero),
+             QStringLiteral(" bond:%1 (0x%2)").arg(255, 8).arg(255, 2, 16, zero),
+             QStringLiteral(" data:02010607ff4c0010%1").arg(index, 10, 16, zero)}};
+}
+
+std::vector<Line> scan_responses(int first, int count)
+{
+    std::vector<Line> lines;
+    for (int i = 0; i < count; ++i)
+        lines.push_back(scan_response(first + i));
+    return lines;
+}
+
+// A log in its own window, to which lines are added a turn of the event loop at a time.
+class Subject
+{
+public:
+    virtual ~Subject() = default;
+    virtual void add(const Line &line) = 0;
+
+    // Processor time, microseconds a line, of adding `count` lines and showing them.
+    double add_and_show(int count, int a_turn = lines_a_turn)
+    {
+        double spent = 0;
+        for (int done = 0; done < count; done += a_turn, size += a_turn) {
+            const std::vector<Line> lines = scan_responses(size, a_turn);
+            const std::clock_t start = std::clock();
+            for (const Line &line : lines)
+                add(line);
+            QCoreApplication::processEvents();
+            spent += double(std::clock() - start);
+        }
+        return spent / CLOCKS_PER_SEC * 1e6 / count;
+    }
+
+    int size = 0;
+};
+
+class Ours : public Subject
+{
+public:
+    Ours()
+    {
+        view.resize(view_size);
+        view.show();
+    }
+    void add(const Line &line) override { view.addLine(line.timestamp, line.pieces); }
+
+    LogView view;
+};
+
+class Other : public Subject
+{
+public:
+    Other()
+    {
+        edit.setReadOnly(true);
+        edit.setLineWrapMode(QPlainTextEdit::NoWrap); // as ours
+        edit.resize(view_size);
+        edit.show();
+    }
+    void add(const Line &line) override
+    {
+        edit.appendHtml(line.timestamp + line.pieces.join(QLatin1Char(' ')));
+    }
+
+    QPlainTextEdit edit;
+};
+
+double quantile(std::vector<double> values, double q)
+{
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(q * double(values.size() - 1))];
+}
+
+bool all_within = true;
+
+void report(const char *name, const char *unit, double ours, double other, double ratio, double budget)
+{
+    const bool within = ratio <= budget;
+    all_within = all_within && within;
+    std::printf("%s ours=%.2f%s other=%.2f%s ratio=%.3f budget=%.2f %s\n", name, ours, unit, other, unit,
+                ratio, budget, within ? "ok" : "SHORT");
+    std::fflush(stdout);
+}
+
+double heap_in_use()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+}
+
+void measure_time_and_memory()
+{
+    constexpr int at = 20'000;
+    constexpr int rounds = 7;
+    constexpr int lines_a_round = 5 * lines_a_turn;
+
+    const auto filled = [](Subject &subject) {
+        const double before = heap_in_use();
+        subject.add_and_show(at - rounds * lines_a_round / 2);
+        return (heap_in_use() - before) / subject.size;
+    };
+    Ours ours;
+    Other other;
+    QCoreApplication::processEvents();
+    const double our_memory = filled(ours);
+    const double other_memory = filled(other);
+
+    std::vector<double> our_times, other_times, ratios;
+    for (int i = 0; i < rounds; ++i) {
+        our_times.push_back(ours.add_and_show(lines_a_round));
+        other_times.push_back(other.add_and_show(lines_a_round));
+        ratios.push_back(our_times.back() / other_times.back());
+    }
+    report("log.add_and_show_at_20000", "us/line", quantile(our_times, 0.5), quantile(other_times, 0.5),
+           quantile(ratios, 0.5), 0.2);
+    report("log.memory", "B/line", our_memory, other_memory, our_memory / other_memory, 1);
+}
+
+// Turns of the event loop, milliseconds, while 5,000 lines a second arrive: from a batch of lines, due every
+// 10 ms, until all that it set going is done.
+std::vector<double> turns_under_load(Subject &subject, int seconds)
+{
+    constexpr qint64 lines_a_second = 5000;
+    constexpr qint64 batch_period = 10;
+    std::vector<double> turns;
+    QElapsedTimer clock;
+    clock.start();
+    const int first = subject.size;
+    while (clock.elapsed() < seconds * 1000) {
+        std::vector<Line> batch;
+        for (const qint64 due = first + clock.elapsed() * lines_a_second / 1000; subject.size < due;
+             ++subject.size)
+            batch.push_back(scan_response(subject.size));
+        QElapsedTimer turn;
+        turn.start();
+        for (const Line &line : batch)
+            subject.add(line);
+        QCoreApplication::processEvents();
+        turns.push_back(double(turn.nsecsElapsed()) / 1e6);
+        const qint64 rest = batch_period - clock.elapsed() % batch_period;
+        QThread::msleep(static_cast<unsigned long>(rest));
+    }
+    return turns;
+}
+
+void measure_growth_and_turns()
+{
+    constexpr int measured = 100'000;
+    constexpr int coarse_turn = 10'000;
+    Ours ours;
+    QCoreApplication::processEvents();
+    const double early = ours.add_and_show(measured);
+    ours.add_and_show(400'000, coarse_turn);
+    // Other programs only ever make a turn longer, so the calmest round counts.
+    double longest = 1e9;
+    for (int round = 0; round < 5; ++round)
+        longest = qMin(longest, quantile(turns_under_load(ours, 3), 0.99));
+    const int rest = 900'000 - ours.size;
+    ours.add_and_show(rest - rest % lines_a_turn, lines_a_turn);
+    const double late = ours.add_and_show(measured);
+    report("log.last_100000_of_1000000", "us/line", late, early, late / early, 1.3);
+
+    constexpr double budget = 16;
+    const bool within = longest < budget;
+    all_within = all_within && within;
+    std::printf("log.turn_99_percent_at_500000 ours=%.2fms other=- ratio=- budget=%.0fms %s\n", longest,
+                budget, within ? "ok" : "SHORT");
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication application(argc, argv);
+    measure_time_and_memory();
+    measure_growth_and_turns();
+    return all_within ? 0 : 1;
+}

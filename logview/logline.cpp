@@ -1,0 +1,23 @@
+#include "logview/logline.h"
+
+#include "logview/logdocument.h"
+
+#include <QTextBlock>
+#include <QTextLayout>
+
+LogLine::LogLine()
+{
+    // Before these are set, an empty item has no height.
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    auto *document = new LogDocument(this);
+    document->setUndoRedoEnabled(false);
+    setDocument(document);
+    // Comes before the layout, which then keeps the shaped text, so that painting need not shape it again.
+    connect(document, &QTextDocument::contentsChange, document,
+            [document] { document->firstBlock().layout()->setCacheEnabled(true); });
+}
+
+void LogLine::setLine(const QString &html)
+{
+    document()->setHtml(html);
+}

@@ -1,0 +1,366 @@
+#include "logview/logview.h"
+
+#include "logview/logdocument.h"
+#include "logview/logline.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QEvent>
+#include <QMimeData>
+#include <QScopedValueRollback>
+#include <QTextCursor>
+
+#include <cmath>
+
+namespace {
+// Of the lines of a turn whose size only a layout tells, as many get it at once, the latest ones.
+constexpr std::size_t measured_a_turn = 32;
+
+// As many lines above the view are shown because they reach down into it.
+constexpr int max_reaching = 100;
+
+// Characters. The text engine takes gigabytes for a million lines at once, and time by the square of the
+// count of elements left open, so a long log goes through it in portions. An element left open ends with its
+// portion.
+constexpr int copy_portion = 1 << 18;
+
+// Characters, about what a string can hold. The newest lines are copied as far as they fit.
+constexpr qint64 copy_max = 1'000'000'000;
+
+const QLatin1String entry_end("<br />");
+
+double empty_line_height()
+{
+    return LogLine().boundingRect().height();
+}
+
+QString line_html(const QStringList &entry)
+{
+    if (entry.size() > 1)
+        return entry.first() + entry.mid(1).join(QLatin1Char(' '));
+    const QLatin1String line_end("<br>");
+    const QString &html = entry.first();
+    return html.endsWith(line_end) ? html.chopped(line_end.size()) : html;
+}
+
+qint64 joined_size(const QStringList &entry)
+{
+    qint64 size = entry.size() - 1;
+    for (const QString &field : entry)
+        size += field.size();
+    return size;
+}
+
+// A scene outlives its view, to the end of the process.
+void keep_scene(QGraphicsScene *scene)
+{
+    static auto *const kept = new QList<QGraphicsScene *>;
+    kept->append(scene);
+}
+} // namespace
+
+LogView::LogView(QWidget *parent)
+    : QGraphicsView(parent)
+    , meter(QApplication::font())
+    , pitch(empty_line_height())
+{
+    start_scene();
+    setAlignment(Qt::AlignLeft | Qt::AlignBottom);
+}
+
+LogView::~LogView()
+{
+    keep_scene(scene);
+}
+
+void LogView::start_scene()
+{
+    scene = new QGraphicsScene;
+    // A few dozen items that come and go: an index would cost more than it finds.
+    scene->setItemIndexMethod(QGraphicsScene::NoIndex);
+    connect(scene, &QGraphicsScene::focusItemChanged, this, [this](const QGraphicsItem *focus) {
+        if (focus)
+            last_focus = focus;
+    });
+    setScene(scene);
+}
+
+void LogView::clearLog()
+{
+    QGraphicsScene *const old = scene;
+    old->disconnect(this);
+    shown.clear();
+    tall.clear();
+    tallest = lowest = widest = 0;
+    widest_plain = widest_other = {};
+    not_plain.clear();
+    last_focus = nullptr;
+    line_store.clear();
+    start_scene();
+    // An item that is pressed may be inside a drag's own event loop, and go on when that returns.
+    if (old->mouseGrabberItem())
+        keep_scene(old);
+    else
+        delete old;
+}
+
+void LogView::scroll(bool on)
+{
+    auto_scroll = on;
+}
+
+void LogView::copy()
+{
+    int first = line_store.size();
+    qint64 size = 0;
+    while (first > 0) {
+        size += joined_size(line_store.at(first - 1)) + entry_end.size();
+        if (size > copy_max)
+            break;
+        --first;
+    }
+
+    QString html;
+    html.reserve(static_cast<int>(qMin(size, copy_max)));
+    QString text;
+    int portion = 0;
+    const auto portion_done = [&] {
+        LogDocument document;
+        document.setUndoRedoEnabled(false);
+        document.setHtml(html.mid(portion));
+        text += document.toPlainText();
+        portion = html.size();
+    };
+    for (int i = first; i < line_store.size(); ++i) {
+        html += line_store.at(i).join(QLatin1Char(' '));
+        html += entry_end;
+        if (html.size() - portion >= copy_portion)
+            portion_done();
+    }
+    portion_done();
+
+    auto *mime = new QMimeData;
+    mime->setHtml(html);
+    mime->setText(text);
+    QApplication::clipboard()->setMimeData(mime, QClipboard::Clipboard);
+}
+
+void LogView::updateScene(const QList<QRectF> &rects)
+{
+    QGraphicsView::updateScene(rects);
+    if (auto_scroll && !moving_lines)
+        follow_newest();
+}
+
+void LogView::follow_newest()
+{
+    ensureVisible(QRectF(0, scene->sceneRect().height(), 0, 0), 50, 50);
+}
+
+void LogView::addLine(const QString &timestamp, const QString &log)
+{
+    const QLatin1String end("<br>");
+    QString html;
+    html.reserve(timestamp.size() + log.size() + end.size());
+    html += timestamp;
+    html += log;
+    html += end;
+    add_entry({html});
+}
+
+void LogView::addLine(const QString &timestamp, const QStringList &log)
+{
+    QStringList entry;
+    entry.reserve(1 + log.size());
+    entry += timestamp;
+    entry += log;
+    add_entry(entry);
+}
+
+void LogView::add_entry(const QStringList &entry)
+{
+    line_store.append(entry);
+    guess_size(line_store.size() - 1);
+    follow_due = true;
+    request_layout();
+}
+
+// The scene must be as wide as its widest line, and few lines can be that: those with a greater guess than
+// any before. They are laid out, the widest one of each turn.
+void LogView::guess_size(int index)
+{
+    const LineMeter::Guess guess = meter.guess(line_store.at(index));
+    Widest &record = guess.plain ? widest_plain : widest_other;
+    if (guess.width > record.guess)
+        record = {guess.width, index};
+    if (!guess.plain)
+        not_plain.push_back(index);
+}
+
+void LogView::request_layout()
+{
+    if (layout_requested)
+        return;
+    layout_requested = true;
+    QMetaObject::invokeMethod(
+        this, [this] { lay_out(); }, Qt::QueuedConnection);
+}
+
+void LogView::lay_out()
+{
+    layout_requested = false;
+    {
+        const QScopedValueRollback<bool> moving(moving_lines, true);
+        measure_new_lines();
+        scene->setSceneRect(extent());
+        if (follow_due && auto_scroll)
+            follow_newest();
+        follow_due = false;
+    }
+    show_lines();
+}
+
+void LogView::measure_new_lines()
+{
+    for (Widest *record : {&widest_plain, &widest_other}) {
+        if (record->unmeasured >= 0)
+            show_line(record->unmeasured);
+        record->unmeasured = -1;
+    }
+    for (std::size_t i = not_plain.size() - qMin(not_plain.size(), measured_a_turn); i < not_plain.size();
+         ++i)
+        show_line(not_plain[i]);
+    not_plain.clear();
+}
+
+QRectF LogView::extent() const
+{
+    return {0, 0, widest, qMax(line_y(line_store.size()), lowest)};
+}
+
+void LogView::show_lines()
+{
+    if (moving_lines || line_store.isEmpty())
+        return;
+    const QScopedValueRollback<bool> moving(moving_lines, true);
+    const QRectF area = mapToScene(viewport()->rect()).boundingRect();
+    const auto line_at = [this](double y) {
+        return static_cast<int>(qBound(0.0, std::floor(y / pitch), double(line_store.size() - 1)));
+    };
+    const int first = line_at(area.top());
+    const int last = line_at(area.bottom());
+
+    drop_lines_outside(first, last, area.top());
+    for (int i = first; i <= last; ++i)
+        show_line(i);
+    show_lines_reaching_down_to(first, area.top());
+    qDeleteAll(spare);
+    spare.clear();
+
+    // The scene tells of changes by queued calls; these are taken here, while they are known as no one
+    // else's.
+    QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
+    if (scene->sceneRect() != extent())
+        request_layout();
+}
+
+void LogView::show_lines_reaching_down_to(int first, double top)
+{
+    int reaching = 0;
+    for (auto at = tall.lower_bound(first); at != tall.begin() && reaching < max_reaching;) {
+        --at;
+        const auto [index, height] = *at;
+        if (line_y(index) + tallest <= top)
+            break;
+        if (line_y(index) + height > top) {
+            show_line(index);
+            ++reaching;
+        }
+    }
+}
+
+void LogView::drop_lines_outside(int first, int last, double top)
+{
+    const int page = last - first + 1;
+    const QGraphicsItem *const pressed = scene->mouseGrabberItem();
+    for (auto at = shown.begin(); at != shown.end();) {
+        const auto [index, line] = *at;
+        const bool is_near = index >= first - page && index <= last + page;
+        const bool reaches_in = index < first && line->sceneBoundingRect().bottom() > top;
+        if (is_near || reaches_in || line == pressed || line == last_focus ||
+            line->textCursor().hasSelection()) {
+            ++at;
+        } else {
+            spare.push_back(line);
+            at = shown.erase(at);
+        }
+    }
+}
+
+LogLine *LogView::show_line(int index)
+{
+    LogLine *&line = shown[index];
+    if (line)
+        return line;
+    if (spare.empty()) {
+        line = new LogLine;
+        scene->addItem(line);
+    } else {
+        line = spare.back();
+        spare.pop_back();
+    }
+    line->setLine(line_html(line_store.at(index)));
+    line->setPos(0, line_y(index));
+    // Lines are made in any order, but a later one is drawn over an earlier one.
+    line->setZValue(index);
+    note_size(index, *line);
+    return line;
+}
+
+void LogView::note_size(int index, const LogLine &line)
+{
+    const QSizeF size = line.boundingRect().size();
+    widest = qMax(widest, size.width());
+    if (size.height() <= pitch + 1)
+        return;
+    tall[index] = size.height();
+    tallest = qMax(tallest, size.height());
+    lowest = qMax(lowest, line_y(index) + size.height());
+}
+
+void LogView::changeEvent(QEvent *event)
+{
+    QGraphicsView::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        restack();
+}
+
+void LogView::restack()
+{
+    meter = LineMeter(QApplication::font());
+    pitch = empty_line_height();
+    tall.clear();
+    tallest = lowest = widest = 0;
+    widest_plain = widest_other = {};
+    not_plain.clear();
+    for (int i = 0; i < line_store.size(); ++i)
+        guess_size(i);
+    for (const auto &[index, line] : shown) {
+        line->setFont(QApplication::font());
+        line->setPos(0, line_y(index));
+        note_size(index, *line);
+    }
+    request_layout();
+}
+
+void LogView::resizeEvent(QResizeEvent *event)
+{
+    QGraphicsView::resizeEvent(event);
+    show_lines();
+}
+
+void LogView::scrollContentsBy(int dx, int dy)
+{
+    QGraphicsView::scrollContentsBy(dx, dy);
+    show_lines();
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "logview/linemeter.h"
+
+#include <QGraphicsScene>
+#include <QGraphicsView>
+#include <QList>
+#include <QStringList>
+
+#include <map>
+#include <vector>
+
+class LogLine;
+
+// The scrolling log: a text item a line, one under the other at a fixed pitch, and a store of all lines.
+// Only lines in view or near it, and those with a selection or the focus, have their item at a time; to the
+// user it is as if all had. The log has no limit; only clearLog() drops lines.
+class LogView : public QGraphicsView
+{
+    Q_OBJECT
+
+public:
+    explicit LogView(QWidget *parent = nullptr);
+    ~LogView() override;
+
+    // Empties the log. Whether the view follows new lines stays as it is.
+    void clearLog();
+
+    QGraphicsScene *scene = nullptr;
+
+    // All lines, oldest first: {timestamp + text + "<br>"} or {timestamp, piece, piece...}. To read only.
+    QList<QStringList> line_store;
+
+    bool auto_scroll = true; // whether the view follows the newest line
+
+public Q_SLOTS:
+    // Sets whether the view follows the newest line. Moves nothing until the next line.
+    void scroll(bool on);
+
+    // Puts the whole log on the clipboard, as HTML and as plain text.
+    void copy();
+
+    // Hears what changed in the scene, in place of the slot of this name in QGraphicsView.
+    void updateScene(const QList<QRectF> &rects);
+
+    // Adds a line at the end: HTML, the timestamp too. A list is shown with its pieces joined with one blank.
+    void addLine(const QString &timestamp, const QString &log);
+    void addLine(const QString &timestamp, const QStringList &log);
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void scrollContentsBy(int dx, int dy) override;
+
+private:
+    struct Widest
+    {
+        double guess = 0;
+        int unmeasured = -1; // the line that set it, until that line is laid out; else -1
+    };
+
+    void start_scene();
+    void add_entry(const QStringList &entry);
+    void guess_size(int index);
+    void restack();
+
+    void request_layout();
+    void lay_out();
+    void measure_new_lines();
+    void follow_newest();
+    QRectF extent() const;
+
+    void show_lines();
+    void show_lines_reaching_down_to(int first, double top);
+    void drop_lines_outside(int first, int last, double top);
+    LogLine *show_line(int index);
+    void note_size(int index, const LogLine &line);
+
+    // From the index and in double: a float sum loses whole pixels past 16.7 million, some 700,000 lines.
+    double line_y(int index) const { return index * pitch; }
+
+    LineMeter meter;
+    double pitch; // pixels
+
+    std::map<int, LogLine *> shown; // by line; owned by the scene
+    std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of show_lines()
+
+    // What is known of the lines' true sizes, in pixels.
+    std::map<int, double> tall; // height of the lines that reach over the next ones
+    double tallest = 0;
+    double lowest = 0; // bottom of the one that reaches lowest
+    double widest = 0;
+
+    Widest widest_plain;
+    Widest widest_other;
+    std::vector<int> not_plain; // new lines that are not plain, still without a layout
+
+    const QGraphicsItem *last_focus = nullptr;
+    bool layout_requested = false;
+    bool follow_due = false;   // lines came since the last layout
+    bool moving_lines = false; // items come and go with the scrolling: no change of the log
+};
