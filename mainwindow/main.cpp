@@ -1,0 +1,15 @@
+#include <QApplication>
+
+#include "mainwindow/mainwindow.h"
+#include "protocol/types.h"
+
+int main(int argc, char *argv[])
+{
+    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
+    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    QApplication app(argc, argv);
+    register_meta_types();
+    MainWindow window;
+    window.show();
+    return app.exec();
+}

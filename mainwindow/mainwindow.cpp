@@ -1,0 +1,310 @@
+#include "mainwindow/mainwindow.h"
+
+#include <QAction>
+#include <QDateTime>
+#include <QPalette>
+#include <QToolTip>
+
+#include <algorithm>
+#include <iterator>
+
+#include "commandline/commandparser.h"
+#include "transport/commdev.h"
+#include "ui_mainwindow.h"
+
+namespace {
+
+constexpr int initial_log_height = 340; // pixels
+
+// An argument typed at length stands in its own message; a tooltip many screens wide takes seconds to draw.
+constexpr int longest_tooltip = 1000;
+
+constexpr int baud_rates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
+                              9600,   4800,   2400,   1200,  600,   300,   110};
+
+const QLatin1String development_actions[] = {QLatin1String("Flash"), QLatin1String("Set Address"),
+                                             QLatin1String("Whitelist"),
+                                             QLatin1String("Get Channel Quality Map")};
+
+// Two stamps a frame are common and local time costs 5 us, so it is told once a second; only the milliseconds
+// are set in each stamp.
+QString log_stamp()
+{
+    static qint64 told_second = -1;
+    static QString told;
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    if (now / 1000 != told_second) {
+        told_second = now / 1000;
+        const QDateTime local = QDateTime::fromMSecsSinceEpoch(now);
+        const QDate date = local.date();
+        const QTime time = local.time();
+        told = QString::asprintf("<b>%4d.%02d.%02d %02d:%02d:%02d.000</b> ", date.year(), date.month(),
+                                 date.day(), time.hour(), time.minute(), time.second());
+    }
+    QString stamp = told;
+    const int milliseconds = static_cast<int>(now % 1000);
+    QChar *const digit = stamp.data() + stamp.size() - int(sizeof "000</b> ") + 1;
+    digit[0] = QLatin1Char(static_cast<char>('0' + milliseconds / 100));
+    digit[1] = QLatin1Char(static_cast<char>('0' + milliseconds / 10 % 10));
+    digit[2] = QLatin1Char(static_cast<char>('0' + milliseconds % 10));
+    return stamp;
+}
+
+QString hex_line(const char *prefix, const QByteArray &data)
+{
+    return QLatin1String(prefix) + QString::fromLatin1(data.toHex());
+}
+
+} // namespace
+
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent)
+    , ui(std::make_unique<Ui::MainWindow>())
+{
+    ui->setupUi(this);
+    // The dock "GAP" is tall: beside the log and not above it, it leaves the log room to be read.
+    setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+    resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
+    fill_baud_rates();
+    connect_window();
+    addAction(ui->actionLogToFlowChart);
+    load_definitions();
+    addAction(ui->actionMagic);
+    addAction(ui->actionThroughputTest);
+    discovery.DiscoverDevices();
+    discovery.Start();
+    dev_mode(false);
+    connect_upload_switches();
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::fill_baud_rates()
+{
+    for (const int rate : baud_rates)
+        ui->comboBaudrate->addItem(QString::number(rate), rate);
+}
+
+void MainWindow::load_definitions()
+{
+    parser = new CommandParser(this);
+    connect_parser();
+    if (parser->loadDefinitions(QStringLiteral("../api/bleapi.xml")) != 0)
+        parser->loadDefinitions(QStringLiteral("c:/projects/ble/ble/api/bleapi.xml"));
+}
+
+// --- the device
+
+void MainWindow::setCommDevice(CommDev *dev)
+{
+    delete device;
+    device = dev;
+    if (device != nullptr) {
+        // The engine first: a frame's decoded line stands above its hex line.
+        connect(device, &CommDev::RxData, &engine, &cls_ble::rx_data);
+        connect(device, &CommDev::RxData, this, &MainWindow::rxData);
+    }
+    const bool attached = device != nullptr;
+    ui->labelDev->setText(attached ? QStringLiteral("Connected") : QStringLiteral("Disconnected"));
+    ui->labelDev->setPalette(QPalette(QColor(Qt::black), attached ? QColor(0, 255, 0) : QColor(255, 0, 0)));
+}
+
+void MainWindow::on_pushDevRefresh_clicked()
+{
+    ui->comboDev->clear();
+    discovery.DiscoverDevices();
+}
+
+void MainWindow::on_pushConnectDev_clicked()
+{
+    if (ui->comboDev->currentIndex() < 0)
+        return;
+    if (device != nullptr) {
+        setCommDevice(nullptr);
+        ui->pushConnectDev->setText(QStringLiteral("Attach"));
+        return;
+    }
+    CommDev *const opened = discovery.Open(ui->comboDev->currentData().toString());
+    if (opened == nullptr)
+        return;
+    ui->pushConnectDev->setText(QStringLiteral("Detach"));
+    opened->SetBaudrate(ui->comboBaudrate->currentData().toInt());
+    setCommDevice(opened);
+}
+
+void MainWindow::DeviceFound(int bus, int addr, QString sn, bool)
+{
+    ui->comboDev->addItem(
+        QStringLiteral("%1 bus:%2 addr:%3").arg(sn, QString::number(bus), QString::number(addr)), sn);
+    ui->comboDev->model()->sort(0);
+}
+
+void MainWindow::DeviceFound(QString name, QString port)
+{
+    ui->comboDev->addItem(name, port);
+    ui->comboDev->model()->sort(0);
+}
+
+void MainWindow::DeviceDisconnect(int bus, int addr)
+{
+    const uint key = static_cast<uint>(bus) << 16 | static_cast<uint>(addr);
+    ui->comboDev->removeItem(ui->comboDev->findData(key));
+}
+
+void MainWindow::on_comboBaudrate_currentIndexChanged(int index)
+{
+    if (device != nullptr)
+        device->SetBaudrate(ui->comboBaudrate->itemData(index).toInt());
+}
+
+// The module restarts, so the port is given up as soon as the command is out.
+void MainWindow::reset_module(bool boot_in_dfu)
+{
+    engine.system.cmd_reset(boot_in_dfu ? 1 : 0);
+    setCommDevice(nullptr);
+    ui->pushConnectDev->setText(QStringLiteral("Attach"));
+}
+
+void MainWindow::on_actionReset_triggered()
+{
+    reset_module(false);
+}
+
+void MainWindow::USBReset()
+{
+    reset_module(true);
+}
+
+// --- bytes and log
+
+void MainWindow::txData(QByteArray frame)
+{
+    if (ui->actionPacket_Flow->isChecked())
+        frame.prepend(static_cast<char>(frame.size() & 0xff));
+    debugPrintHex(hex_line("TX: ", frame));
+    if (device != nullptr)
+        device->TxData(frame);
+}
+
+void MainWindow::rxData(QByteArray frame)
+{
+    debugPrintHex(hex_line("RX: ", frame));
+}
+
+void MainWindow::debugPrint(QString txt)
+{
+    ui->textDebug->addLine(log_stamp(), txt);
+}
+
+void MainWindow::debugPrintList(QStringList txt)
+{
+    ui->textDebug->addLine(log_stamp(), txt);
+}
+
+void MainWindow::debugPrintHex(QString txt)
+{
+    if (ui->checkLogHex->isChecked())
+        debugPrint(txt);
+}
+
+void MainWindow::debugPrintText(QString txt)
+{
+    if (ui->checkLogText->isChecked())
+        debugPrint(txt);
+}
+
+void MainWindow::debugPrintStringList(QStringList txt)
+{
+    if (ui->checkLogText->isChecked())
+        debugPrintList(txt);
+}
+
+void MainWindow::hello()
+{
+    debugPrintText(QStringLiteral("Hello"));
+}
+
+void MainWindow::printLog() {}
+
+void MainWindow::on_pushLogClear_clicked()
+{
+    ui->textDebug->clearLog();
+}
+
+void MainWindow::rsp_flash_set_address(uint16)
+{
+    ui->checkLogHex->setChecked(false);
+    ui->checkLogText->setChecked(false);
+}
+
+void MainWindow::rsp_flash_upload_finish(uint16)
+{
+    ui->checkLogHex->setChecked(true);
+    ui->checkLogText->setChecked(true);
+}
+
+void MainWindow::ota_running(bool state)
+{
+    ui->checkLogText->setChecked(!state);
+    ui->checkLogHex->setChecked(!state);
+}
+
+// --- the command line
+
+void MainWindow::on_lineCommand_textEdited(QString arg1)
+{
+    QString message;
+    const bool bad = !arg1.isEmpty() && parser->parseLine(arg1, message).isEmpty();
+    if (!bad)
+        QToolTip::showText(QPoint(0, 0), QString());
+    else if (!message.isEmpty())
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
+    QPalette palette = ui->lineCommand->palette();
+    palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
+    ui->lineCommand->setPalette(palette);
+}
+
+void MainWindow::on_lineCommand_returnPressed()
+{
+    QString message;
+    const QByteArray packet = parser->parseLine(ui->lineCommand->text(), message);
+    if (!packet.isEmpty() && device != nullptr)
+        txData(packet);
+}
+
+// --- menus and development mode
+
+void MainWindow::on_actionInfo_triggered()
+{
+    engine.system.cmd_get_info();
+}
+
+void MainWindow::on_actionGet_Address_triggered()
+{
+    engine.system.cmd_address_get();
+}
+
+void MainWindow::on_actionGet_Channel_Quality_Map_triggered()
+{
+    engine.test.cmd_get_channel_map();
+}
+
+// By shown text and not by object, so that the actions are found in whatever menu they stand.
+void MainWindow::dev_mode(bool enabled)
+{
+    for (QWidget *menu : ui->menuBar->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+        for (QAction *action : menu->actions()) {
+            const auto matches = [action](QLatin1String text) { return action->text() == text; };
+            if (std::any_of(std::begin(development_actions), std::end(development_actions), matches))
+                action->setVisible(enabled);
+        }
+    }
+    ui->lineMap->setVisible(enabled);
+    ui->rawSend->setVisible(enabled);
+    ui->spinEndpoint->setVisible(enabled);
+}
+
+void MainWindow::on_actionMagic_triggered()
+{
+    dev_mode(!ui->rawSend->isVisible());
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QStringList>
+#include <QTimer>
+
+#include <memory>
+
+#include "protocol/cls_ble.h"
+#include "protocol/types.h"
+#include "transport/uartcomm.h"
+
+namespace Ui {
+class MainWindow;
+}
+class CommDev;
+class CommandParser;
+
+// The root of the program: owns the engine, the port discovery, the attached device and the form, moves bytes
+// between device and engine, and is the one funnel through which text reaches the log.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    // Builds everything, loads the definition file (relative to the current directory) and lists the ports.
+    explicit MainWindow(QWidget *parent = nullptr);
+    // An attached device is not deleted: its thread runs on to the end of the process.
+    ~MainWindow() override;
+
+Q_SIGNALS:
+    // Connect to a remote device; intervals in units of 1.25 ms, timeout in units of 10 ms, latency in
+    // events.
+    void Connect(bd_addr address, uint8 addrtype, uint16 interval_min, uint16 interval_max, uint16 timeout,
+                 uint16 latency);
+
+public Q_SLOTS:
+    void USBReset();
+    void printLog();
+    void on_actionGet_Address_triggered();
+    void on_actionMagic_triggered();
+    // Shows or hides the controls of development use.
+    void dev_mode(bool enabled);
+    void on_actionInfo_triggered();
+    void on_actionReset_triggered();
+    void on_pushLogClear_clicked();
+    void on_pushDevRefresh_clicked();
+    // Attaches the chosen port, or detaches the one that is attached.
+    void on_pushConnectDev_clicked();
+    void DeviceFound(int bus, int addr, QString sn, bool available);
+    // Lists a port: `name` is shown, `port` is the path to open.
+    void DeviceFound(QString name, QString port);
+    void DeviceDisconnect(int bus, int addr);
+
+    // Log one line under the current time; the text is HTML.
+    void debugPrint(QString txt);
+    void debugPrintList(QStringList txt);
+    // The same behind the check boxes "Comm" and "Text"; a line that is filtered here is gone.
+    void debugPrintHex(QString txt);
+    void debugPrintText(QString txt);
+    void debugPrintStringList(QStringList txt);
+
+    // Logs a received frame as hex.
+    void rxData(QByteArray data);
+    // Logs a whole frame as hex and writes it to the device, if there is one; blocks until it is written.
+    void txData(QByteArray data);
+    void hello();
+    void on_comboBaudrate_currentIndexChanged(int index);
+    void on_actionGet_Channel_Quality_Map_triggered();
+    void on_lineCommand_textEdited(QString arg1);
+    void on_lineCommand_returnPressed();
+
+    // These keep the log from flooding while a firmware update streams.
+    void rsp_flash_set_address(uint16 result);
+    void rsp_flash_upload_finish(uint16 result);
+    void ota_running(bool state);
+
+private:
+    friend class MainWindowTest;
+
+    // Takes ownership of `dev`, deleting the device held before; null detaches. Blocks until the old device's
+    // thread has ended.
+    void setCommDevice(CommDev *dev);
+
+    void reset_module(bool boot_in_dfu);
+    void fill_baud_rates();
+    void load_definitions();
+    void connect_window();
+    void connect_parser();
+    void connect_upload_switches();
+
+    // Unused, both: keep them out of any logic.
+    QTimer timer;
+    QStringList string_list;
+    cls_ble engine;
+    UartComm discovery;
+    CommDev *device = nullptr;
+    CommandParser *parser = nullptr;
+    std::unique_ptr<Ui::MainWindow> ui;
+};
