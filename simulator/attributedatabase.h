@@ -1,0 +1,52 @@
+#pragma once
+
+#include "simulator/results.h"
+
+#include <QByteArray>
+#include <QVector>
+
+namespace simulator {
+
+// One attribute of a GATT database. The type is a UUID of 2 or 16 bytes, least significant byte first.
+struct Attribute
+{
+    enum Access { constant, writable, user };
+    enum Property { none = 0, notify = 1, indicate = 2 };
+
+    QByteArray type;
+    QByteArray value;
+    int maxSize; // of the value
+    bool variableSize;
+    Access access;
+    int properties; // bits of Property
+};
+
+// Attributes under the handles 1 to size(). All operations check the handle first.
+class AttributeDatabase
+{
+public:
+    explicit AttributeDatabase(QVector<Attribute> attributes);
+
+    int size() const { return attributes.size(); }
+
+    // Null for a handle that does not exist, 0 among them.
+    const Attribute *find(uint16 handle) const;
+
+    // Puts `value` into the attribute's value from `offset` on. One of variable size then ends with it; one
+    // of fixed size keeps its other bytes. Nothing is changed unless the result is 0.
+    Result write(uint16 handle, int offset, const QByteArray &value);
+
+    // The value from `offset` on; an offset at the end gives no bytes, one past it is refused.
+    Result read(uint16 handle, int offset, QByteArray *value) const;
+
+    Result readType(uint16 handle, QByteArray *type) const;
+
+private:
+    QVector<Attribute> attributes;
+};
+
+// The module's own database: Generic Access, Device Information, Battery, and a vendor's service with 128-bit
+// UUIDs.
+AttributeDatabase localDatabase();
+
+} // namespace simulator

@@ -1,0 +1,14 @@
+#include "simulator/behaviour.h"
+
+namespace simulator {
+
+Behaviour::Behaviour(SimulatedModule &owner)
+    : module(owner)
+{
+}
+
+Behaviour::~Behaviour() = default;
+
+void Behaviour::restart() {}
+
+} // namespace simulator

@@ -1,0 +1,52 @@
+#include "simulator/controlinput.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace simulator {
+namespace {
+
+constexpr int longestLine = 8192;
+
+} // namespace
+
+ControlInput::ControlInput(int descriptor, QObject *parent)
+    : QObject(parent)
+    , fd(descriptor)
+    , readable(std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read))
+{
+    connect(readable.get(), &QSocketNotifier::activated, this, &ControlInput::readMore);
+}
+
+QString ControlInput::help()
+{
+    return QStringLiteral(
+        "  send-hex HEX              send these bytes as they are\n"
+        "  remote-write HANDLE HEX   write a local attribute as a remote device would\n"
+        "  unplug                    close the port and end\n"
+        "  quit                      end\n"
+        "  SETTING VALUE             as the option of that name, for instance \"lose 1\"\n");
+}
+
+void ControlInput::readMore()
+{
+    char buffer[4096];
+    const ssize_t count = ::read(fd, buffer, sizeof(buffer));
+    if (count < 0 && (errno == EAGAIN || errno == EINTR))
+        return;
+    if (count <= 0) {
+        readable->setEnabled(false);
+        return;
+    }
+    unfinished.append(buffer, int(count));
+    int start = 0;
+    for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', start)) {
+        Q_EMIT lineRead(QString::fromUtf8(unfinished.mid(start, end - start)).trimmed());
+        start = end + 1;
+    }
+    unfinished.remove(0, start);
+    if (unfinished.size() > longestLine)
+        unfinished.clear();
+}
+
+} // namespace simulator

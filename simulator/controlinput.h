@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QObject>
+#include <QSocketNotifier>
+
+#include <memory>
+
+namespace simulator {
+
+// Cuts a file descriptor's bytes into lines of text, for standard input. Its end, or a descriptor that cannot
+// be read, just ends the lines.
+class ControlInput : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ControlInput(int descriptor, QObject *parent = nullptr);
+
+    // What the lines can say, a line each.
+    static QString help();
+
+Q_SIGNALS:
+    void lineRead(const QString &line);
+
+private:
+    void readMore();
+
+    const int fd;
+    QByteArray unfinished;
+    std::unique_ptr<QSocketNotifier> readable;
+};
+
+} // namespace simulator

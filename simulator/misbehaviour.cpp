@@ -1,0 +1,289 @@
+#include "simulator/misbehaviour.h"
+
+#include "simulator/catalogue.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace simulator {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto joinPatience = 50ms;
+constexpr auto piecePause = 1ms;
+constexpr int maxMs = 60'000;
+constexpr int maxCount = 1'000'000;
+constexpr uint8 resynchronising = 0x78; // a byte with any of these bits starts no frame
+
+bool isResponse(const QByteArray &frame)
+{
+    return (uint8(frame[0]) & 0x80) == 0;
+}
+
+std::optional<QString> readNumber(const QString &text, int low, int high, int *number)
+{
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < low || value > high)
+        return QStringLiteral("a number from %1 to %2 was expected").arg(low).arg(high);
+    *number = value;
+    return std::nullopt;
+}
+
+std::optional<QString> readCommand(const QString &name, int *command)
+{
+    *command = commandIndex(name);
+    if (*command < 0)
+        return QStringLiteral("no command is named \"%1\"").arg(name);
+    return std::nullopt;
+}
+
+} // namespace
+
+const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
+{
+    static const QVector<Setting> table = {
+        {"junk", "COUNT", "Put COUNT bytes that start no frame between two frames.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, 4096, &m.junkCount); }},
+        {"junk-bytes", "HEX", "Put exactly these bytes between two frames.",
+         [](Misbehaviour &m, const QString &v) -> std::optional<QString> {
+             const auto bytes = bytesFromHex(v);
+             if (!bytes)
+                 return QStringLiteral("bytes in hex were expected");
+             m.junkBytes = *bytes;
+             return std::nullopt;
+         }},
+        {"split", "SIZE", "Write at most SIZE bytes at once, 1 ms apart; 0 writes whole frames.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.splitSize); }},
+        {"join", "COUNT", "Write COUNT frames at once, fewer if the next one takes over 50 ms.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.joinCount); }},
+        {"lose", "COUNT", "Do not send the next COUNT responses.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.loseNext); }},
+        {"lose-every", "N", "Do not send every Nth response.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.loseEvery); }},
+        {"lose-command", "NAME", "Never send the response of this command, for instance system_hello.",
+         [](Misbehaviour &m, const QString &v) {
+             int command = 0;
+             const auto error = readCommand(v, &command);
+             if (!error)
+                 m.lostCommands.insert(command);
+             return error;
+         }},
+        {"late", "MS", "Send responses so many milliseconds late; events may overtake them.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxMs, &m.lateMs); }},
+        {"unasked", "N", "After every N frames, send a response or an event that nothing asked for.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.unaskedEvery); }},
+        {"unknown", "N", "After every N frames, send a whole frame of a message that does not exist.",
+         [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.unknownEvery); }},
+        {"result", "NAME=CODE[@PERCENT]",
+         "Answer this command with this result code (0x0182 or decimal), in so many percent of the cases, "
+         "and do "
+         "nothing else.",
+         addResult},
+        {"unplug", "N", "Close the port and end once N more frames have been sent; 0 does not.",
+         [](Misbehaviour &m, const QString &v) {
+             int count = 0;
+             const auto error = readNumber(v, 0, maxCount, &count);
+             if (!error)
+                 m.unplugAfter = count == 0 ? 0 : m.frames + count;
+             return error;
+         }},
+    };
+    return table;
+}
+
+std::optional<QString> Misbehaviour::addResult(Misbehaviour &target, const QString &value)
+{
+    const QString name = value.section(QLatin1Char('='), 0, 0);
+    const QString rest = value.section(QLatin1Char('='), 1);
+    int command = 0;
+    if (const auto error = readCommand(name, &command))
+        return error;
+    if (!hasResult(command))
+        return QStringLiteral("the response of %1 has no result").arg(name);
+    bool ok = false;
+    const uint code = rest.section(QLatin1Char('@'), 0, 0).toUInt(&ok, 0);
+    if (!ok || code > 0xffff)
+        return QStringLiteral("a result code from 0 to 0xffff was expected");
+    int percent = 100;
+    if (rest.contains(QLatin1Char('@'))) {
+        if (const auto error = readNumber(rest.section(QLatin1Char('@'), 1), 0, 100, &percent))
+            return error;
+    }
+    target.results[command] = {uint16(code), unsigned(percent)};
+    return std::nullopt;
+}
+
+Misbehaviour::Misbehaviour(quint32 seed, QObject *parent)
+    : QObject(parent)
+    , random(seed)
+{
+    joinTimer.setSingleShot(true);
+    joinTimer.setInterval(joinPatience);
+    connect(&joinTimer, &QTimer::timeout, this, &Misbehaviour::releaseJoined);
+    pieceTimer.setSingleShot(true);
+    pieceTimer.setTimerType(Qt::PreciseTimer);
+    pieceTimer.setInterval(piecePause);
+    connect(&pieceTimer, &QTimer::timeout, this, &Misbehaviour::writeNextPiece);
+}
+
+std::optional<QString> Misbehaviour::set(const QString &name, const QString &value)
+{
+    for (const Setting &setting : settings()) {
+        if (name == QLatin1String(setting.name))
+            return setting.apply(*this, value);
+    }
+    return QStringLiteral("there is no such setting");
+}
+
+// Not a distribution of the standard library: those differ between implementations.
+unsigned Misbehaviour::below(unsigned bound)
+{
+    return unsigned(random()) % bound;
+}
+
+std::optional<uint16> Misbehaviour::chosenResult(int command)
+{
+    const auto chosen = results.constFind(command);
+    if (chosen == results.constEnd() || (chosen->percent < 100 && below(100) >= chosen->percent))
+        return std::nullopt;
+    return chosen->code;
+}
+
+void Misbehaviour::forget()
+{
+    ++generation;
+    joined.clear();
+    joinedFrames = 0;
+    joinTimer.stop();
+    pieces.clear();
+    pieceTimer.stop();
+    wroteBefore = false;
+}
+
+bool Misbehaviour::isLost(const QByteArray &frame)
+{
+    ++responses;
+    if (loseNext > 0) {
+        --loseNext;
+        return true;
+    }
+    return (loseEvery > 0 && responses % loseEvery == 0) || lostCommands.contains(frameIndex(frame, true));
+}
+
+void Misbehaviour::send(const QByteArray &frame)
+{
+    if (!isResponse(frame)) {
+        pass(frame);
+        return;
+    }
+    if (isLost(frame)) {
+        Q_EMIT note(QStringLiteral("lost: %1").arg(describeFrame(frame, false)));
+        return;
+    }
+    if (lateMs == 0) {
+        pass(frame);
+        return;
+    }
+    QTimer::singleShot(lateMs, Qt::PreciseTimer, this, [this, frame, host = generation] {
+        if (host == generation)
+            pass(frame);
+    });
+}
+
+void Misbehaviour::pass(const QByteArray &frame)
+{
+    collect(frame);
+    ++frames;
+    if (unaskedEvery > 0 && frames % unaskedEvery == 0) {
+        const QByteArray extra = unaskedFrame();
+        Q_EMIT note(QStringLiteral("unasked: %1").arg(describeFrame(extra, false)));
+        collect(extra);
+    }
+    if (unknownEvery > 0 && frames % unknownEvery == 0) {
+        const QByteArray extra = unknownFrame();
+        Q_EMIT note(QStringLiteral("unknown: %1").arg(spacedHex(extra)));
+        collect(extra);
+    }
+    if (unplugAfter > 0 && frames >= unplugAfter) {
+        releaseJoined();
+        if (pieces.isEmpty())
+            Q_EMIT unplugged();
+    }
+}
+
+QByteArray Misbehaviour::unaskedFrame()
+{
+    return makeFrame(command_count + int(below(response_count + event_count)), {});
+}
+
+QByteArray Misbehaviour::unknownFrame()
+{
+    constexpr unsigned longest = 16;
+    const QByteArray payload(int(below(longest + 1)), '\x5a');
+    const char direction = below(2) == 0 ? '\0' : '\x80';
+    const char classId = char(class_count + int(below(256 - class_count)));
+    const char messageId = char(below(256));
+    return QByteArray().append(direction).append(char(payload.size())).append(classId).append(messageId) +
+           payload;
+}
+
+QByteArray Misbehaviour::junk()
+{
+    QByteArray bytes = junkBytes;
+    for (int i = 0; i < junkCount; ++i)
+        bytes.append(char(below(256) | (1u << (3 + below(4)) & resynchronising)));
+    return bytes;
+}
+
+void Misbehaviour::collect(const QByteArray &frame)
+{
+    QByteArray bytes = frame;
+    if (std::exchange(wroteBefore, true))
+        bytes.prepend(junk());
+    if (joinCount < 2 && joinedFrames == 0) {
+        write(bytes);
+        return;
+    }
+    joined += bytes;
+    if (++joinedFrames >= joinCount)
+        releaseJoined();
+    else
+        joinTimer.start();
+}
+
+void Misbehaviour::releaseJoined()
+{
+    joinTimer.stop();
+    joinedFrames = 0;
+    if (!joined.isEmpty())
+        write(std::exchange(joined, {}));
+}
+
+void Misbehaviour::write(const QByteArray &bytes)
+{
+    if (splitSize == 0 && pieces.isEmpty()) {
+        Q_EMIT writeReady(bytes);
+        return;
+    }
+    const int step = splitSize == 0 ? bytes.size() : splitSize;
+    for (int at = 0; at < bytes.size(); at += step)
+        pieces.append(bytes.mid(at, step));
+    if (!pieceTimer.isActive())
+        writeNextPiece();
+}
+
+void Misbehaviour::writeNextPiece()
+{
+    if (pieces.isEmpty())
+        return;
+    Q_EMIT writeReady(pieces.takeFirst());
+    if (!pieces.isEmpty())
+        pieceTimer.start();
+    else if (unplugAfter > 0 && frames >= unplugAfter)
+        Q_EMIT unplugged();
+}
+
+} // namespace simulator

@@ -1,0 +1,225 @@
+#include "simulator/modulelink.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+#include <utility>
+
+namespace simulator {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A pseudo-terminal says nothing when it is opened, and polls as hung up without end while it is not.
+constexpr auto attachInterval = 10ms;
+constexpr int maxPending = 4 << 20;
+
+constexpr std::pair<int, speed_t> speeds[] = {
+    {1200, B1200},     {2400, B2400},     {4800, B4800},     {9600, B9600},
+    {19200, B19200},   {38400, B38400},   {57600, B57600},   {115200, B115200},
+    {230400, B230400}, {460800, B460800}, {921600, B921600},
+};
+
+QString systemError(const QString &what)
+{
+    return QStringLiteral("%1: %2").arg(what, QString::fromLocal8Bit(std::strerror(errno)));
+}
+
+short pollNow(int fd)
+{
+    pollfd entry{fd, POLLIN, 0};
+    return ::poll(&entry, 1, 0) > 0 ? entry.revents : short(0);
+}
+
+} // namespace
+
+ModuleLink::ModuleLink(QObject *parent)
+    : QObject(parent)
+{
+    attachTimer.setInterval(attachInterval);
+    connect(&attachTimer, &QTimer::timeout, this, &ModuleLink::lookForHost);
+}
+
+ModuleLink::~ModuleLink()
+{
+    close();
+}
+
+bool ModuleLink::openPseudoTerminal(QString *error)
+{
+    fd = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    char name[128];
+    if (fd < 0 || ::grantpt(fd) != 0 || ::unlockpt(fd) != 0 || ::ptsname_r(fd, name, sizeof(name)) != 0) {
+        *error = systemError(QStringLiteral("cannot open a pseudo-terminal"));
+        close();
+        return false;
+    }
+    devicePath = QFile::decodeName(name);
+    isPseudoTerminal = true;
+    settleSlave(true);
+    watch();
+    attachTimer.start();
+    return true;
+}
+
+bool ModuleLink::openPort(const QString &path, int speed, QString *error)
+{
+    const auto known = std::find_if(std::begin(speeds), std::end(speeds),
+                                    [speed](const auto &entry) { return entry.first == speed; });
+    if (known == std::end(speeds)) {
+        *error = QStringLiteral("a speed of %1 is not supported").arg(speed);
+        return false;
+    }
+    fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    termios line{};
+    if (fd < 0 || ::tcgetattr(fd, &line) != 0) {
+        *error = systemError(QStringLiteral("cannot open %1").arg(path));
+        close();
+        return false;
+    }
+    ::cfmakeraw(&line);
+    line.c_cflag |= CLOCAL | CREAD | CRTSCTS;
+    ::cfsetspeed(&line, known->second);
+    if (::tcsetattr(fd, TCSANOW, &line) != 0) {
+        *error = systemError(QStringLiteral("cannot set up %1").arg(path));
+        close();
+        return false;
+    }
+    devicePath = path;
+    watch();
+    attached = true;
+    readable->setEnabled(true);
+    return true;
+}
+
+void ModuleLink::watch()
+{
+    readable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
+    writable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
+    readable->setEnabled(false);
+    writable->setEnabled(false);
+    connect(readable.get(), &QSocketNotifier::activated, this, &ModuleLink::readMore);
+    connect(writable.get(), &QSocketNotifier::activated, this, &ModuleLink::writeMore);
+}
+
+// Opens the slave for a moment, which also makes it count as hung up afterwards. Raw mode keeps it from
+// echoing; what a gone host did not read must not reach the next one. It is never kept open: the end of the
+// last host would not be seen then.
+void ModuleLink::settleSlave(bool makeRaw) const
+{
+    const int slave =
+        ::open(QFile::encodeName(devicePath).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (slave < 0)
+        return;
+    termios line{};
+    if (makeRaw && ::tcgetattr(slave, &line) == 0) {
+        ::cfmakeraw(&line);
+        ::tcsetattr(slave, TCSANOW, &line);
+    }
+    ::tcflush(slave, TCIFLUSH);
+    ::close(slave);
+}
+
+void ModuleLink::lookForHost()
+{
+    // Data beside the hang-up: a host came, wrote and went since the last look.
+    const short state = pollNow(fd);
+    if ((state & POLLHUP) != 0 && (state & POLLIN) == 0)
+        return;
+    attachTimer.stop();
+    attached = true;
+    readable->setEnabled(true);
+    Q_EMIT hostAttached();
+}
+
+void ModuleLink::readMore()
+{
+    char buffer[4096];
+    const ssize_t count = ::read(fd, buffer, sizeof(buffer));
+    if (count > 0)
+        Q_EMIT received(QByteArray(buffer, int(count)));
+    else if (count == 0 || (errno != EAGAIN && errno != EINTR))
+        hangUp();
+}
+
+void ModuleLink::write(const QByteArray &bytes)
+{
+    if (!attached)
+        return;
+    if (pending.size() + bytes.size() > maxPending) {
+        Q_EMIT overrun(bytes.size());
+        return;
+    }
+    pending += bytes;
+    writeMore();
+}
+
+void ModuleLink::writeMore()
+{
+    while (!pending.isEmpty()) {
+        const ssize_t count = ::write(fd, pending.constData(), size_t(pending.size()));
+        if (count > 0)
+            pending.remove(0, int(count));
+        else if (count == 0 || errno != EINTR)
+            break;
+    }
+    // A failure shows itself to the reader, too.
+    writable->setEnabled(!pending.isEmpty());
+}
+
+bool ModuleLink::hasUnreadOutput() const
+{
+    if (!pending.isEmpty() || !isPseudoTerminal || !attached)
+        return !pending.isEmpty();
+    const int slave =
+        ::open(QFile::encodeName(devicePath).constData(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (slave < 0)
+        return false;
+    int unread = 0;
+    const bool known = ::ioctl(slave, FIONREAD, &unread) == 0;
+    ::close(slave);
+    return known && unread > 0;
+}
+
+void ModuleLink::hangUp()
+{
+    attached = false;
+    pending.clear();
+    readable->setEnabled(false);
+    writable->setEnabled(false);
+    if (!isPseudoTerminal) {
+        close();
+        Q_EMIT lost();
+        return;
+    }
+    settleSlave(false);
+    attachTimer.start();
+    Q_EMIT hostDetached();
+}
+
+void ModuleLink::close()
+{
+    attachTimer.stop();
+    attached = false;
+    pending.clear();
+    // Only switched off: one of them may be the sender of the signal that led here.
+    for (const auto *notifier : {&readable, &writable}) {
+        if (*notifier)
+            (*notifier)->setEnabled(false);
+    }
+    if (fd >= 0)
+        ::close(fd);
+    fd = -1;
+}
+
+} // namespace simulator

@@ -1,0 +1,182 @@
+#include "simulator/moduleprogram.h"
+
+#include "simulator/attributesbehaviour.h"
+#include "simulator/catalogue.h"
+#include "transport/platform/published_ports.h"
+
+#include <algorithm>
+#include <chrono>
+#include <unistd.h>
+
+namespace simulator {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto unplugLook = 10ms;
+constexpr int unplugPatience = 100; // looks until the port closes on a host that does not read
+
+} // namespace
+
+struct ModuleProgram::ControlCommand
+{
+    const char *name;
+    std::optional<QString> (*obey)(ModuleProgram &program, const QString &arguments);
+};
+
+const QVector<ModuleProgram::ControlCommand> &ModuleProgram::controlCommands()
+{
+    static const QVector<ControlCommand> table = {
+        {"send-hex", [](ModuleProgram &p, const QString &arguments) { return p.sendHex(arguments); }},
+        {"remote-write", [](ModuleProgram &p, const QString &arguments) { return p.remoteWrite(arguments); }},
+        {"unplug",
+         [](ModuleProgram &p, const QString &arguments) -> std::optional<QString> {
+             if (!arguments.isEmpty())
+                 return p.misbehaviour.set(QStringLiteral("unplug"), arguments);
+             p.unplug();
+             return std::nullopt;
+         }},
+        {"quit",
+         [](ModuleProgram &p, const QString &) -> std::optional<QString> {
+             Q_EMIT p.finished(0);
+             return std::nullopt;
+         }},
+    };
+    return table;
+}
+
+ModuleProgram::ModuleProgram(const Options &chosen, QObject *parent)
+    : QObject(parent)
+    , options(chosen)
+    , log(STDOUT_FILENO, !chosen.quiet)
+    , cutter(chosen.packetMode)
+    , module(chosen.identity)
+    , misbehaviour(chosen.identity.seed)
+{
+    for (const auto &setting : options.misbehaviour)
+        misbehaviour.set(setting.first, setting.second);
+    module.setResultOverride([this](int command) { return misbehaviour.chosenResult(command); });
+    connectParts();
+}
+
+ModuleProgram::~ModuleProgram() = default;
+
+void ModuleProgram::connectParts()
+{
+    connect(&link, &ModuleLink::received, this, &ModuleProgram::takeBytes);
+    connect(&link, &ModuleLink::hostAttached, this, [this] { log.note(QStringLiteral("attached")); });
+    connect(&link, &ModuleLink::hostDetached, this, [this] {
+        cutter.clear();
+        misbehaviour.forget();
+        log.note(QStringLiteral("detached"));
+    });
+    connect(&link, &ModuleLink::overrun, this, [this](int lostBytes) {
+        log.note(QStringLiteral("the host does not read: %1 bytes lost").arg(lostBytes));
+    });
+    connect(&link, &ModuleLink::lost, this, [this] {
+        log.note(QStringLiteral("the port is gone"));
+        Q_EMIT finished(1);
+    });
+    connect(&module, &SimulatedModule::frameReady, this, [this](const QByteArray &frame) {
+        log.sent(frame);
+        misbehaviour.send(frame);
+    });
+    connect(&misbehaviour, &Misbehaviour::writeReady, &link, &ModuleLink::write);
+    connect(&misbehaviour, &Misbehaviour::note, this, [this](const QString &text) { log.note(text); });
+    connect(&misbehaviour, &Misbehaviour::unplugged, this, &ModuleProgram::unplugOnceRead);
+}
+
+std::optional<QString> ModuleProgram::start()
+{
+    QString error;
+    if (!options.port.isEmpty())
+        return link.openPort(options.port, options.speed, &error) ? std::nullopt : std::optional(error);
+    if (!link.openPseudoTerminal(&error))
+        return error;
+    publication = std::make_unique<port_publication>(options.name.toStdString(), link.path().toStdString());
+    if (!publication->is_published())
+        return QString::fromStdString(publication->error());
+    return std::nullopt;
+}
+
+QString ModuleProgram::readyLine() const
+{
+    QString line = QStringLiteral("ready: ") + link.path();
+    if (publication)
+        line += QLatin1Char(' ') + options.name;
+    return line;
+}
+
+void ModuleProgram::takeBytes(const QByteArray &bytes)
+{
+    for (const FrameCutter::Piece &piece : cutter.add(bytes)) {
+        if (piece.isFrame) {
+            log.received(piece.bytes);
+            module.takeFrame(piece.bytes);
+        } else {
+            log.note(QStringLiteral("dropped: %1").arg(spacedHex(piece.bytes)));
+            module.countRefused();
+        }
+    }
+}
+
+std::optional<QString> ModuleProgram::sendHex(const QString &hex)
+{
+    const auto bytes = bytesFromHex(hex);
+    if (!bytes || bytes->isEmpty())
+        return QStringLiteral("bytes in hex were expected");
+    log.note(QStringLiteral("sent on request: %1").arg(spacedHex(*bytes)));
+    link.write(*bytes);
+    return std::nullopt;
+}
+
+std::optional<QString> ModuleProgram::remoteWrite(const QString &arguments)
+{
+    constexpr uint8 firstConnection = 0;
+    bool ok = false;
+    const uint handle = arguments.section(QLatin1Char(' '), 0, 0).toUInt(&ok, 0);
+    const auto value = bytesFromHex(arguments.section(QLatin1Char(' '), 1));
+    if (!ok || handle > 0xffff || !value)
+        return QStringLiteral("a handle and bytes in hex were expected");
+    const uint16 result = module.attributes().remoteWrite(firstConnection, uint16(handle), 0, *value);
+    if (result != resultOk)
+        return QStringLiteral("refused with %1").arg(result, 4, 16, QLatin1Char('0'));
+    return std::nullopt;
+}
+
+void ModuleProgram::obey(const QString &line)
+{
+    if (line.isEmpty())
+        return;
+    const QString name = line.section(QLatin1Char(' '), 0, 0);
+    const QString arguments = line.section(QLatin1Char(' '), 1).trimmed();
+    const auto &commands = controlCommands();
+    const auto command = std::find_if(commands.begin(), commands.end(), [&name](const ControlCommand &c) {
+        return name == QLatin1String(c.name);
+    });
+    const auto error =
+        command == commands.end() ? misbehaviour.set(name, arguments) : command->obey(*this, arguments);
+    log.note(error ? QStringLiteral("not obeyed: %1 (%2)").arg(line.left(80), *error)
+                   : QStringLiteral("obeyed: %1").arg(line.left(80)));
+}
+
+void ModuleProgram::unplug()
+{
+    link.close();
+    publication.reset();
+    log.note(QStringLiteral("unplugged"));
+    Q_EMIT finished(0);
+}
+
+// What a host has not read by the time a pseudo-terminal closes is gone, and the last frames were promised.
+void ModuleProgram::unplugOnceRead()
+{
+    QTimer::singleShot(unplugLook, this, [this] {
+        if (link.hasUnreadOutput() && ++unplugLooks < unplugPatience)
+            unplugOnceRead();
+        else
+            unplug();
+    });
+}
+
+} // namespace simulator

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "simulator/framecutter.h"
+#include "simulator/misbehaviour.h"
+#include "simulator/modulelink.h"
+#include "simulator/options.h"
+#include "simulator/simulatedmodule.h"
+#include "simulator/trafficlog.h"
+
+#include <QObject>
+
+#include <memory>
+
+class port_publication;
+
+namespace simulator {
+
+// The whole simulated module: the port, the module behind it, the log, and the lines that steer it.
+class ModuleProgram : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ModuleProgram(const Options &chosen, QObject *parent = nullptr);
+    ~ModuleProgram() override;
+
+    // Opens and publishes the port; an error text if that fails.
+    std::optional<QString> start();
+
+    // "ready: /dev/pts/3 Simulated module"
+    QString readyLine() const;
+
+    // Carries out a line of the control input; one that makes no sense is noted in the log.
+    void obey(const QString &line);
+
+Q_SIGNALS:
+    void finished(int exitCode);
+
+private:
+    struct ControlCommand;
+    static const QVector<ControlCommand> &controlCommands();
+    void connectParts();
+    void takeBytes(const QByteArray &bytes);
+    void unplug();
+    void unplugOnceRead();
+    std::optional<QString> remoteWrite(const QString &arguments);
+    std::optional<QString> sendHex(const QString &hex);
+
+    const Options options;
+    TrafficLog log;
+    ModuleLink link;
+    FrameCutter cutter;
+    SimulatedModule module;
+    Misbehaviour misbehaviour;
+    std::unique_ptr<port_publication> publication;
+    int unplugLooks = 0;
+};
+
+} // namespace simulator

@@ -1,0 +1,163 @@
+#include "simulator/options.h"
+
+#include "simulator/catalogue.h"
+#include "simulator/controlinput.h"
+#include "simulator/misbehaviour.h"
+
+#include <QCommandLineParser>
+
+#include <algorithm>
+#include <optional>
+
+namespace simulator {
+namespace {
+
+// An option that is no misbehaviour. `apply` gives an error text that names what was expected, or nothing.
+struct PlainOption
+{
+    const char *name;
+    const char *argument; // null for a switch
+    const char *help;
+    std::optional<QString> (*apply)(Options &target, const QString &value);
+};
+
+std::optional<QString> setAddress(Options &target, const QString &value)
+{
+    const QStringList parts = value.split(QLatin1Char(':'));
+    constexpr int size = sizeof(bd_addr::addr);
+    bd_addr address{};
+    bool good = parts.size() == size;
+    for (int i = 0; good && i < size; ++i) {
+        const auto byte = bytesFromHex(parts[i]);
+        good = parts[i].size() == 2 && byte && byte->size() == 1;
+        if (good)
+            address.addr[size - 1 - i] = uint8((*byte)[0]);
+    }
+    if (!good)
+        return QStringLiteral("six pairs of hex digits with \":\" between were expected");
+    target.identity.address = address;
+    return std::nullopt;
+}
+
+const PlainOption plainOptions[] = {
+    {"name", "NAME", "Publish the pseudo-terminal under NAME (\"Simulated module\").",
+     [](Options &o, const QString &v) -> std::optional<QString> {
+         o.name = v;
+         if (v.isEmpty() || v.startsWith(QLatin1Char('.')) || v.contains(QLatin1Char('/')) ||
+             v.toUtf8().size() > 240)
+             return QStringLiteral("a file name of at most 240 bytes with no leading dot was expected");
+         return std::nullopt;
+     }},
+    {"port", "PATH", "Speak on this serial port instead of a pseudo-terminal of its own.",
+     [](Options &o, const QString &v) -> std::optional<QString> {
+         o.port = v;
+         return v.isEmpty() ? std::optional(QStringLiteral("a path was expected")) : std::nullopt;
+     }},
+    {"speed", "BAUD", "Speed of that port (115200).",
+     [](Options &o, const QString &v) -> std::optional<QString> {
+         bool ok = false;
+         o.speed = v.toInt(&ok);
+         return ok && o.speed > 0 ? std::nullopt : std::optional(QStringLiteral("a speed was expected"));
+     }},
+    {"seed", "N", "Seed of all that is made up or left to chance (1).",
+     [](Options &o, const QString &v) -> std::optional<QString> {
+         bool ok = false;
+         o.identity.seed = v.toUInt(&ok, 0);
+         return ok ? std::nullopt
+                   : std::optional(QStringLiteral("a number from 0 to 4294967295 was expected"));
+     }},
+    {"address", "ADDRESS", "Device address (c0:01:02:03:04:05).", setAddress},
+    {"packet-mode", nullptr, "Take frames that are preceded by one byte, the low 8 bits of their size.",
+     [](Options &o, const QString &) -> std::optional<QString> {
+         o.packetMode = true;
+         return std::nullopt;
+     }},
+    {"quiet", nullptr, "Write no log, only the line that says where the port is.",
+     [](Options &o, const QString &) -> std::optional<QString> {
+         o.quiet = true;
+         return std::nullopt;
+     }},
+};
+
+QString description()
+{
+    return QStringLiteral(
+               "A Bluetooth low energy module without the hardware. It opens a pseudo-terminal, publishes it "
+               "for the "
+               "port list, says \"ready: <path> <name>\" and answers commands until it is interrupted.\n\n"
+               "Flash, persistent store, registers, endpoints, AES, whitelist and local attributes are real; "
+               "there "
+               "are no remote devices and there is no bootloader. A reset answers, restarts (flash and "
+               "persistent "
+               "store stay) and then sends the event boot, whatever its argument. A command that is not "
+               "known gets "
+               "the event protocol_error with 0x0184, one of a wrong length with 0x0180.\n\n"
+               "Lines on standard input, while it runs:\n%1\n"
+               "The options from --junk on make it misbehave. They can be combined and repeated.")
+        .arg(ControlInput::help());
+}
+
+QCommandLineOption optionOf(const char *name, const char *argument, const char *help)
+{
+    return QCommandLineOption(QString::fromLatin1(name), QString::fromLatin1(help),
+                              QString::fromLatin1(argument));
+}
+
+std::optional<QString> applyAll(const QCommandLineParser &parser, Options &options)
+{
+    const auto refusal = [](const QString &option, const QString &value, const QString &reason) {
+        return QStringLiteral("--%1 %2: %3").arg(option, value, reason);
+    };
+    for (const PlainOption &option : plainOptions) {
+        const QString name = QString::fromLatin1(option.name);
+        if (!parser.isSet(name))
+            continue;
+        const QString value = option.argument ? parser.value(name) : QString();
+        if (const auto error = option.apply(options, value))
+            return refusal(name, value, *error);
+    }
+    Misbehaviour trial(0);
+    for (const Misbehaviour::Setting &setting : Misbehaviour::settings()) {
+        const QString name = QString::fromLatin1(setting.name);
+        for (const QString &value : parser.values(name)) {
+            if (const auto error = setting.apply(trial, value))
+                return refusal(name, value, *error);
+            options.misbehaviour.append({name, value});
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+ParsedOptions parseOptions(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(description());
+    const QCommandLineOption helpOption = parser.addHelpOption();
+    const QCommandLineOption versionOption = parser.addVersionOption();
+    for (const PlainOption &option : plainOptions)
+        parser.addOption(optionOf(option.name, option.argument, option.help));
+    for (const Misbehaviour::Setting &setting : Misbehaviour::settings())
+        parser.addOption(optionOf(setting.name, setting.argument, setting.help));
+
+    ParsedOptions parsed{ParsedOptions::refuse, {}, {}};
+    if (!parser.parse(arguments)) {
+        parsed.text = parser.errorText();
+    } else if (parser.isSet(helpOption)) {
+        parsed.outcome = ParsedOptions::showText;
+        parsed.text = parser.helpText();
+    } else if (parser.isSet(versionOption)) {
+        parsed.outcome = ParsedOptions::showText;
+        parsed.text = QStringLiteral("vorsel-module %1\n").arg(QCoreApplication::applicationVersion());
+    } else if (!parser.positionalArguments().isEmpty()) {
+        parsed.text = QStringLiteral("not an option: %1").arg(parser.positionalArguments().first());
+    } else if (const auto error = applyAll(parser, parsed.options)) {
+        parsed.text = *error;
+    } else {
+        parsed.outcome = ParsedOptions::run;
+    }
+    return parsed;
+}
+
+} // namespace simulator

@@ -1,0 +1,148 @@
+#include "simulator/simulatedmodule.h"
+
+#include "simulator/attributesbehaviour.h"
+#include "simulator/catalogue.h"
+#include "simulator/flashbehaviour.h"
+#include "simulator/gapbehaviour.h"
+#include "simulator/systembehaviour.h"
+
+#include <algorithm>
+
+namespace simulator {
+namespace {
+
+// What a command without a behaviour of its own answers, where that is not 0.
+struct PlainResult
+{
+    const char *names; // a whole name, or the class with its underscore
+    Result result;
+};
+
+constexpr PlainResult plainResults[] = {
+    {"connection_slave_latency_disable", resultOk},
+    {"connection_", resultNoSuchConnection},
+    {"attclient_", resultNoSuchConnection},
+    {"sm_encrypt_start", resultNoSuchConnection},
+    {"sm_passkey_entry", resultNoSuchConnection},
+    {"sm_delete_bonding", resultInvalidParameter},
+    {"hardware_analog_comparator_read", resultWrongState},
+    {"dfu_flash_", resultWrongState},
+};
+
+Result plainResultOf(int command)
+{
+    const QString name = message_name(command);
+    const auto row =
+        std::find_if(std::begin(plainResults), std::end(plainResults),
+                     [&name](const PlainResult &r) { return name.startsWith(QLatin1String(r.names)); });
+    return row == std::end(plainResults) ? resultOk : row->result;
+}
+
+} // namespace
+
+SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent)
+    : QObject(parent)
+    , who(identity)
+    , flashMemory(identity.seed)
+{
+    auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);
+    attributesBehaviour = attributesOwner.get();
+    behaviours.push_back(std::make_unique<SystemBehaviour>(*this));
+    behaviours.push_back(std::make_unique<FlashBehaviour>(*this));
+    behaviours.push_back(std::move(attributesOwner));
+    behaviours.push_back(std::make_unique<GapBehaviour>(*this));
+    restartTimer.setSingleShot(true);
+    restartTimer.setTimerType(Qt::PreciseTimer);
+    connect(&restartTimer, &QTimer::timeout, this, &SimulatedModule::restart);
+}
+
+SimulatedModule::~SimulatedModule() = default;
+
+void SimulatedModule::setResultOverride(ResultOverride chosen)
+{
+    resultOverride = std::move(chosen);
+}
+
+void SimulatedModule::addCommand(const char *name, Handler handler)
+{
+    const int command = commandIndex(QLatin1String(name));
+    if (command < 0)
+        qFatal("no command is named %s", name);
+    handlers.insert(command, std::move(handler));
+}
+
+void SimulatedModule::takeFrame(const QByteArray &frame)
+{
+    const int command = frameIndex(frame, true);
+    if (command < 0 || command >= command_count) {
+        refuse(resultCommandNotRecognized);
+        return;
+    }
+    const QByteArray payload = frame.mid(headerSize);
+    if (payload.size() != announcedLength(frame.constData()) || !lengthFits(command, payload)) {
+        refuse(resultInvalidParameter);
+        return;
+    }
+    ++frameCounters.accepted;
+    carryingOut = true;
+    carryOut(command, payload);
+    carryingOut = false;
+    while (!heldEvents.isEmpty())
+        send(heldEvents.takeFirst());
+    if (restartTimer.isActive() && restartTimer.interval() == 0)
+        restart();
+}
+
+void SimulatedModule::carryOut(int command, const QByteArray &payload)
+{
+    std::optional<uint16> chosen = resultOverride ? resultOverride(command) : std::nullopt;
+    const auto handler = handlers.constFind(command);
+    if (chosen || handler == handlers.constEnd()) {
+        send(plainResponse(command, payload, chosen.value_or(plainResultOf(command))));
+        return;
+    }
+    payload_reader in(message_payload{payload.constData(), payload.size()});
+    PayloadWriter out;
+    (*handler)(in, out);
+    send(makeFrame(responseIndex(command), out.payload()));
+}
+
+void SimulatedModule::refuse(Result reason)
+{
+    ++frameCounters.refused;
+    raise("system_protocol_error", PayloadWriter().put(uint16(reason)));
+}
+
+void SimulatedModule::raise(const char *event, const PayloadWriter &fields)
+{
+    const int index = eventIndex(QLatin1String(event));
+    if (index < 0)
+        qFatal("no event is named %s", event);
+    const QByteArray frame = makeFrame(index, fields.payload());
+    if (carryingOut)
+        heldEvents.append(frame);
+    else
+        send(frame);
+}
+
+void SimulatedModule::send(const QByteArray &frame)
+{
+    ++frameCounters.sent;
+    Q_EMIT frameReady(frame);
+}
+
+void SimulatedModule::restartAfter(int milliseconds)
+{
+    restartTimer.start(milliseconds);
+}
+
+void SimulatedModule::restart()
+{
+    restartTimer.stop();
+    frameCounters = {};
+    for (const auto &behaviour : behaviours)
+        behaviour->restart();
+    raise("system_boot", SystemBehaviour::info());
+}
+
+} // namespace simulator

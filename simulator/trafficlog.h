@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QObject>
+#include <QSocketNotifier>
+#include <QString>
+
+namespace simulator {
+
+// What the module sees and sends, a line each: seconds since the start, "<-" from the host or "->" to it, the
+// bytes in hex and the decoded message; "--" for everything else. A log that is off writes nothing. One that
+// nobody reads does not hold the module up: lines wait in memory, and beyond 1 MiB they are lost.
+class TrafficLog : public QObject
+{
+    Q_OBJECT
+
+public:
+    TrafficLog(int descriptor, bool isOn, QObject *parent = nullptr);
+    ~TrafficLog() override;
+
+    void received(const QByteArray &frame);
+    void sent(const QByteArray &frame);
+    void note(const QString &text);
+
+private:
+    void line(const char *direction, const QString &text);
+    void writeMore();
+
+    const int fd;
+    bool on;
+    QElapsedTimer sinceStart;
+    QByteArray waiting;
+    int lostLines = 0;
+    QSocketNotifier writable;
+};
+
+} // namespace simulator
