@@ -4,6 +4,8 @@
 
 #include <QtEndian>
 
+#include <utility>
+
 namespace {
 
 constexpr int header_size = 4;
@@ -61,12 +63,16 @@ void cls_ble::reset_queue()
 
 void cls_ble::log_message(QStringList list)
 {
-    Q_EMIT parsed_message_str(list);
+    Q_EMIT parsed_message_str(std::move(list));
 }
 
 void cls_ble::rx_data(QByteArray data)
 {
-    rx_buffer.append(data);
+    // An array without a capacity borrows its bytes, which may be gone before the frame is whole.
+    if (rx_buffer.isEmpty() && data.capacity() > 0)
+        rx_buffer.swap(data);
+    else
+        rx_buffer.append(data);
     if (receiving)
         return;
     receiving = true;
@@ -80,7 +86,12 @@ void cls_ble::rx_data(QByteArray data)
 
 void cls_ble::drop_taken()
 {
-    rx_buffer.remove(0, rx_taken);
+    // Most calls bring whole frames. Letting go of the bytes then spares a copy if the caller still holds
+    // them.
+    if (rx_taken == rx_buffer.size())
+        rx_buffer.clear();
+    else
+        rx_buffer.remove(0, rx_taken);
     rx_taken = 0;
 }
 

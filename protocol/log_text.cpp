@@ -2,6 +2,8 @@
 
 #include "protocol/error_table.h"
 
+#include <algorithm>
+
 namespace {
 
 // Pieces are written digit by digit into strings of their final size: every frame of a busy link makes
@@ -12,6 +14,15 @@ constexpr int decimal_width = 8;
 QChar *put(QChar *at, QStringView text)
 {
     return std::copy(text.begin(), text.end(), at);
+}
+
+// The compiler knows the size and makes this a few stores, where std::copy would call memmove.
+template <std::size_t Size>
+QChar *put(QChar *at, const char16_t (&text)[Size])
+{
+    for (std::size_t i = 0; i + 1 < Size; ++i)
+        *at++ = text[i];
+    return at;
 }
 
 QChar *put_byte(QChar *at, uint8 value)
@@ -35,18 +46,32 @@ int hex_size(uint32 value, int width)
     return width;
 }
 
-// The decimal digits and sign of `value`, right-aligned in the last characters before `end`; gives their
-// start.
-char16_t *decimal_before(char16_t *end, qint64 value)
+uint32 magnitude(qint64 value)
 {
-    const bool negative = value < 0;
-    auto rest = static_cast<quint64>(negative ? -value : value);
+    return static_cast<uint32>(value < 0 ? -value : value);
+}
+
+int decimal_size(qint64 value)
+{
+    int size = value < 0 ? 2 : 1;
+    for (uint32 rest = magnitude(value); rest >= 10; rest /= 10)
+        ++size;
+    return size;
+}
+
+// `value` right-aligned in `width` columns.
+QChar *put_decimal(QChar *at, qint64 value, int width)
+{
+    QChar *const end = at + width;
+    QChar *digit = end;
+    std::fill(at, end, QChar(u' '));
+    uint32 rest = magnitude(value);
     do {
-        *--end = hex_digits[rest % 10];
+        *--digit = hex_digits[rest % 10];
         rest /= 10;
     } while (rest != 0);
-    if (negative)
-        *--end = u'-';
+    if (value < 0)
+        *--digit = u'-';
     return end;
 }
 
@@ -61,31 +86,23 @@ QString one_byte(uint8 value)
 
 QString number_piece(QStringView label, qint64 value, uint32 bits, int hex_width)
 {
-    char16_t room[24];
-    char16_t *const room_end = room + 24;
-    char16_t *digits = decimal_before(room_end, value);
-    while (room_end - digits < decimal_width)
-        *--digits = u' ';
-    const QStringView decimal(digits, room_end);
+    const int width = std::max(decimal_width, decimal_size(value));
     const int hex_count = hex_size(bits, hex_width);
-    const QStringView open(u" (0x");
-
-    QString piece(int(label.size() + decimal.size() + open.size()) + hex_count + 1, Qt::Uninitialized);
-    QChar *at = put(put(put(piece.data(), label), decimal), open);
-    *put_hex(at, bits, hex_count) = u')';
+    QString piece(int(label.size()) + width + 4 + hex_count + 1, Qt::Uninitialized);
+    QChar *at = put_decimal(put(piece.data(), label), value, width);
+    *put_hex(put(at, u" (0x"), bits, hex_count) = u')';
     return piece;
 }
 
 QString result_piece(QStringView label, uint16 code)
 {
     const QString &words = error_text(code);
-    const QStringView open =
-        code == 0 ? QStringView(u" [<font color=green>'") : QStringView(u" [<font color=red>'");
-    const QStringView close(u"'</font>]");
-
-    QString piece(int(label.size() + 6 + open.size() + words.size() + close.size()), Qt::Uninitialized);
+    constexpr int fixed_size = 6 + 14 + 2 + 9; // "0x....", " [<font color=", ">'", "'</font>]"
+    const QStringView colour = code == 0 ? QStringView(u"green") : QStringView(u"red");
+    QString piece(int(label.size() + colour.size() + words.size()) + fixed_size, Qt::Uninitialized);
     QChar *at = put(put(piece.data(), label), u"0x");
-    put(put(put(put_hex(at, code, 4), open), words), close);
+    at = put(put(put_hex(at, code, 4), u" [<font color="), colour);
+    put(put(put(at, u">'"), words), u"'</font>]");
     return piece;
 }
 
@@ -113,7 +130,7 @@ void append_sent(QStringList &line, const field_text &field, const bd_addr &addr
 {
     line.append(field.label.toString());
     for (const uint8 byte : address.addr)
-        line.append(one_byte(byte));
+        append_piece(line, one_byte(byte));
 }
 
 void append_sent(QStringList &line, const field_text &field, const QByteArray &bytes)
@@ -121,5 +138,5 @@ void append_sent(QStringList &line, const field_text &field, const QByteArray &b
     line.append(field.label.toString());
     line.reserve(line.size() + bytes.size());
     for (const char byte : bytes)
-        line.append(one_byte(static_cast<uint8>(byte)));
+        append_piece(line, one_byte(static_cast<uint8>(byte)));
 }

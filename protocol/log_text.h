@@ -37,6 +37,13 @@ inline QString field_piece(const field_text &field, uint32 value)
     return number_piece(field.label, value, value, 8);
 }
 
+// Appends without the copy and its two counter updates, which cost as much as making a short piece.
+inline void append_piece(QStringList &line, QString &&piece)
+{
+    line.append(QString());
+    line.last().swap(piece);
+}
+
 QString received_piece(const field_text &field, const bd_addr &address);
 QString received_piece(const field_text &field, const QByteArray &bytes);
 template <typename Number>
@@ -50,5 +57,5 @@ void append_sent(QStringList &line, const field_text &field, const QByteArray &b
 template <typename Number>
 void append_sent(QStringList &line, const field_text &field, Number value)
 {
-    line.append(field_piece(field, value));
+    append_piece(line, field_piece(field, value));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "protocol/message_counts.h"
 #include "protocol/types.h"
 
 #include <QString>
@@ -41,9 +42,6 @@ struct message_record
     message_handler handler;
 };
 
-constexpr int command_count = 116;
-constexpr int response_count = 116;
-constexpr int event_count = 37;
 constexpr int record_count = command_count + response_count + event_count;
 
 // All records: commands, then responses in the same order, then events, closed by a record of zeros.
@@ -56,7 +54,6 @@ struct record_row
     uint32 count;
 };
 
-constexpr int class_count = 10;
 extern const record_row response_table[class_count];
 extern const record_row event_table[class_count];
 

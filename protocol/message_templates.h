@@ -6,6 +6,7 @@
 #include "protocol/serializer.h"
 
 #include <tuple>
+#include <utility>
 
 // What every handler and every command slot does, written once; the generated code names the fields only.
 
@@ -22,8 +23,9 @@ void receive_as(cls_ble *ble, const message_payload &payload, void (Sub::*signal
     std::apply([&](const Fields &...value) { Q_EMIT((ble->*Member).*signal)(value...); }, values);
 
     const field_text *field = text.fields;
-    std::apply([&](const Fields &...value) { (line.append(received_piece(*field++, value)), ...); }, values);
-    ble->log_message(line);
+    std::apply([&](const Fields &...value) { (append_piece(line, received_piece(*field++, value)), ...); },
+               values);
+    ble->log_message(std::move(line));
 }
 
 // The handler of the record at `Index`. The signal goes out before the line, so what its receivers log stands

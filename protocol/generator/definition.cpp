@@ -2,6 +2,7 @@
 
 #include <QDomDocument>
 #include <QFile>
+#include <QRegularExpression>
 
 namespace {
 
@@ -10,6 +11,9 @@ const FieldType field_types[] = {
     {"int16", "int16", 2, 5},      {"uint32", "uint32", 4, 6}, {"uint8array", "QByteArray", 1, 8},
     {"bd_addr", "bd_addr", 6, 10},
 };
+
+// A record holds a 4-bit code a field in 32 bits.
+constexpr int most_fields = 8;
 
 const FieldType *find_type(const QString &name)
 {
@@ -45,7 +49,7 @@ public:
     MessageClass message_class(const QDomElement &element)
     {
         MessageClass result;
-        result.name = attribute(element, "name");
+        result.name = name(element);
         for (const QDomElement &e : children(element, "command")) {
             result.commands.append(message(e, "params", result.commands.size()));
             result.responses.append(message(e, "returns", result.responses.size()));
@@ -64,25 +68,46 @@ private:
             *m_error = QStringLiteral("line %1: %2").arg(element.lineNumber()).arg(what);
     }
 
+    // Names become part of C++ names.
+    QString name(const QDomElement &element)
+    {
+        static const QRegularExpression identifier(QStringLiteral("^[a-z][a-z0-9_]*$"));
+        const QString text = attribute(element, "name");
+        if (!identifier.match(text).hasMatch())
+            fail(element, QStringLiteral("a name of lower-case letters, digits and underscores is needed"));
+        return text;
+    }
+
+    uint value(const QDomElement &element)
+    {
+        bool ok = false;
+        const uint number = attribute(element, "value").toUInt(&ok);
+        if (!ok)
+            fail(element, QStringLiteral("the value is no number"));
+        return number;
+    }
+
     Message message(const QDomElement &element, const char *part, int index)
     {
-        if (attribute(element, "index").toInt() != index)
+        if (attribute(element, "index") != QString::number(index))
             fail(element, QStringLiteral("expected index %1").arg(index));
         Message result;
-        result.name = attribute(element, "name");
+        result.name = name(element);
         const QDomElement fields = element.firstChildElement(QLatin1String(part));
         for (const QDomElement &e : children(fields, "param")) {
             if (!result.fields.isEmpty() && result.fields.last().type->code == 8)
                 fail(e, QStringLiteral("a field behind an array"));
             result.fields.append(field(e));
         }
+        if (result.fields.size() > most_fields)
+            fail(element, QStringLiteral("more than eight fields"));
         return result;
     }
 
     Field field(const QDomElement &element)
     {
         Field result;
-        result.name = attribute(element, "name");
+        result.name = name(element);
         result.type = find_type(attribute(element, "type"));
         result.is_result = attribute(element, "show") == QLatin1String("result");
         if (!result.type) {
@@ -97,11 +122,11 @@ private:
     SymbolTable table(const QDomElement &element)
     {
         SymbolTable result;
-        result.name = attribute(element, "name");
+        result.name = name(element);
         if (!result.name.endsWith(QLatin1String("_names")))
             fail(element, QStringLiteral("the name of a table ends in _names"));
         for (const QDomElement &e : children(element, "enum"))
-            result.values.append({attribute(e, "name"), attribute(e, "value")});
+            result.values.append({name(e), QString::number(value(e))});
         return result;
     }
 
@@ -123,5 +148,7 @@ Definition read_definition(const QString &path, QString *error)
     Reader reader(error);
     for (const QDomElement &e : children(document.documentElement(), "class"))
         definition.append(reader.message_class(e));
+    if (definition.isEmpty() && error->isEmpty())
+        *error = QStringLiteral("no class in it");
     return definition;
 }

@@ -43,6 +43,7 @@ struct MessageClass
 
 using Definition = QVector<MessageClass>;
 
-// Reads and checks the definition: message indexes count up from 0, types are known, arrays come last, result
-// codes are 16-bit. On a fault `error` says what and where.
+// Reads and checks the definition: names are lower-case identifiers, message indexes count up from 0, types
+// are known, arrays come last, no message has more than 8 fields, result codes are 16-bit. On a fault `error`
+// says what and where.
 Definition read_definition(const QString &path, QString *error);

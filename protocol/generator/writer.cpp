@@ -79,6 +79,19 @@ void write_slots(QTextStream &out, const MessageClass &c, int first_index)
     }
 }
 
+void write_counts(QTextStream &out, const Definition &definition)
+{
+    int commands = 0;
+    int events = 0;
+    for (const MessageClass &c : definition) {
+        commands += c.commands.size();
+        events += c.events.size();
+    }
+    out << "#pragma once\n\nconstexpr int class_count = " << definition.size()
+        << ";\nconstexpr int command_count = " << commands << ";\nconstexpr int response_count = " << commands
+        << ";\nconstexpr int event_count = " << events << ";\n";
+}
+
 class TableWriter
 {
 public:
@@ -224,6 +237,9 @@ QString write_sources(const Definition &definition, const QString &folder)
                                [&](QTextStream &out) { write_slots(out, c, first_index); });
         first_index += c.commands.size();
     }
+    if (error.isEmpty())
+        error = write_file(folder + QStringLiteral("/message_counts.h"),
+                           [&](QTextStream &out) { write_counts(out, definition); });
     if (error.isEmpty())
         error = write_file(folder + QStringLiteral("/message_tables.cpp"),
                            [&](QTextStream &out) { TableWriter(definition, out).write(); });

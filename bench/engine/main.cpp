@@ -1,0 +1,196 @@
+// What the engine costs: frames a second beside the plain way to make the same lines, and the cost of a byte
+// in a big chunk beside a small one. Ends with 1 if a budget is missed.
+
+#include "bench/common/figure.h"
+#include "bench/engine/plain_engine.h"
+
+#include <QMetaMethod>
+
+#include <ctime>
+
+namespace {
+
+constexpr int rounds = 11;
+constexpr int array_size = 20;
+constexpr int field_sizes[16] = {0, 0, 1, 1, 2, 2, 4, 4, 0, 0, 6};
+constexpr int megabyte = 1024 * 1024;
+
+// Stands for the windows: is told of everything and looks at the line.
+class Receiver : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Receiver(cls_ble &engine)
+    {
+        const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("seen()"));
+        QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
+                                    &engine.attclient, &engine.sm,    &engine.gap,        &engine.hardware,
+                                    &engine.test,      &engine.dfu};
+        for (QObject *object : objects) {
+            const QMetaObject *meta = object->metaObject();
+            for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
+                if (meta->method(i).methodType() == QMetaMethod::Signal)
+                    connect(object, meta->method(i), this, slot);
+            }
+        }
+        connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::take_line);
+    }
+
+    bool keep_lines = false;
+    QVector<QStringList> lines;
+    qint64 messages = 0;
+    qint64 pieces = 0;
+
+public Q_SLOTS:
+    void seen() { ++messages; }
+    void take_line(const QStringList &line)
+    {
+        pieces += line.size();
+        if (keep_lines)
+            lines.append(line);
+    }
+};
+
+// A frame of each of the 153 messages: small and large numbers, known results, arrays of 20 bytes, as much as
+// one attribute packet of the radio link carries.
+QVector<QByteArray> mixed_frames()
+{
+    QVector<QByteArray> frames;
+    for (int i = command_count; i < record_count; ++i) {
+        const message_record &record = *record_at(i);
+        const message_text &text = message_text_at(i);
+        QByteArray payload;
+        for (int f = 0; f < text.field_count; ++f) {
+            const uint32 code = (record.parameter_types >> (4 * f)) & 0xf;
+            if (text.fields[f].is_result)
+                payload.append(i % 2 ? QByteArray("\x81\x01", 2) : QByteArray(2, '\0'));
+            else if (code == code_uint8array)
+                payload.append(char(array_size))
+                    .append(QByteArray("\x02\x01\x06\x10\xffModule, 20 bytes").leftJustified(array_size));
+            else
+                for (int b = 0; b < field_sizes[code]; ++b)
+                    payload.append(static_cast<char>(37 * i + 91 * f + 50 * b));
+        }
+        QByteArray frame(reinterpret_cast<const char *>(record.header), 4);
+        frame[1] = static_cast<char>(payload.size());
+        frames.append(frame + payload);
+    }
+    return frames;
+}
+
+// Processor time, so that a busy machine troubles the figures less.
+template <typename Work>
+double seconds(Work work)
+{
+    const std::clock_t start = std::clock();
+    work();
+    return double(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+bool same_lines(const QVector<QByteArray> &frames)
+{
+    cls_ble engine;
+    cls_ble outlet;
+    PlainEngine plain(outlet);
+    Receiver ours(engine);
+    Receiver other(outlet);
+    ours.keep_lines = other.keep_lines = true;
+    for (const QByteArray &frame : frames) {
+        engine.rx_data(frame);
+        plain.take_frame(frame);
+    }
+    if (ours.lines == other.lines && ours.lines.size() == frames.size() && ours.messages == other.messages &&
+        ours.messages == frames.size())
+        return true;
+    for (int i = 0; i < std::min(ours.lines.size(), other.lines.size()); ++i) {
+        if (ours.lines.at(i) != other.lines.at(i))
+            std::fprintf(stderr, "ours:  %s\nother: %s\n",
+                         qPrintable(ours.lines.at(i).join(QLatin1Char('|'))),
+                         qPrintable(other.lines.at(i).join(QLatin1Char('|'))));
+    }
+    std::fprintf(stderr, "the two ways do not make the same lines\n");
+    return false;
+}
+
+bool mixed(const QVector<QByteArray> &frames)
+{
+    constexpr int repeats = 400;
+    cls_ble engine;
+    cls_ble outlet;
+    PlainEngine plain(outlet);
+    Receiver ours(engine);
+    Receiver other(outlet);
+    std::vector<double> our_rates;
+    std::vector<double> other_rates;
+    std::vector<double> ratios;
+    for (int round = 0; round < rounds; ++round) {
+        const double count = double(repeats) * frames.size();
+        const double our_time = seconds([&] {
+            for (int i = 0; i < repeats; ++i)
+                for (const QByteArray &frame : frames)
+                    engine.rx_data(frame);
+        });
+        const double other_time = seconds([&] {
+            for (int i = 0; i < repeats; ++i)
+                for (const QByteArray &frame : frames)
+                    plain.take_frame(frame);
+        });
+        our_rates.push_back(count / our_time);
+        other_rates.push_back(count / other_time);
+        ratios.push_back(other_time / our_time);
+    }
+    const double rate = median(our_rates);
+    const bool kept = print_figure("engine_mixed_frames_per_second", rate, median(other_rates),
+                                   median(ratios), Budget::AtLeast, 3);
+    return print_figure("engine_goal_frames_per_second", rate, 256000, rate / 256000, Budget::AtLeast, 1) &&
+           kept;
+}
+
+double nanoseconds_a_byte(const QByteArray &stream, int chunk_size)
+{
+    cls_ble engine;
+    Receiver receiver(engine);
+    QVector<QByteArray> chunks;
+    for (int at = 0; at < stream.size(); at += chunk_size)
+        chunks.append(stream.mid(at, chunk_size));
+    constexpr int repeats = 4;
+    const double time = seconds([&] {
+        for (int i = 0; i < repeats; ++i)
+            for (const QByteArray &chunk : chunks)
+                engine.rx_data(chunk);
+    });
+    return 1e9 * time / (double(repeats) * stream.size());
+}
+
+bool chunks(const char *name, const QByteArray &stream)
+{
+    std::vector<double> big;
+    std::vector<double> small;
+    std::vector<double> ratios;
+    for (int round = 0; round < rounds; ++round) {
+        big.push_back(nanoseconds_a_byte(stream, megabyte));
+        small.push_back(nanoseconds_a_byte(stream, 1024));
+        ratios.push_back(big.back() / small.back());
+    }
+    return print_figure(name, median(big), median(small), median(ratios), Budget::AtMost, 1.5);
+}
+
+} // namespace
+
+int main()
+{
+    const QVector<QByteArray> frames = mixed_frames();
+    if (!same_lines(frames))
+        return 2;
+    QByteArray stream;
+    for (int i = 0; stream.size() < megabyte; ++i)
+        stream.append(frames.at(i % frames.size()));
+    stream.truncate(megabyte);
+    bool kept = mixed(frames);
+    kept = chunks("engine_chunk_of_junk_ns_per_byte", QByteArray(megabyte, '\xff')) && kept;
+    kept = chunks("engine_chunk_of_frames_ns_per_byte", stream) && kept;
+    return kept ? 0 : 1;
+}
+
+#include "main.moc"
