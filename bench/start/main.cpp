@@ -1,0 +1,67 @@
+// From process start to the window's first paint, seen from outside: a pixel of a black screen that changes.
+// Needs an X display with nothing on it and no window manager, as xvfb-run gives.
+
+#include "bench/common/figure.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QProcess>
+#include <QScreen>
+
+namespace {
+
+constexpr int rounds = 11;
+constexpr qint64 patience_ms = 20000;
+
+QRgb watched_pixel()
+{
+    return QGuiApplication::primaryScreen()->grabWindow(0, 200, 200, 1, 1).toImage().pixel(0, 0);
+}
+
+void wait_for(bool painted, QRgb bare)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while ((watched_pixel() != bare) != painted) {
+        if (timer.hasExpired(patience_ms))
+            qFatal("the screen did not change");
+    }
+}
+
+double start_ms(const QString &path)
+{
+    const QRgb bare = watched_pixel();
+    QProcess program;
+    program.setProgram(path);
+    program.setWorkingDirectory(QFileInfo(path).path());
+    program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QElapsedTimer timer;
+    timer.start();
+    program.start();
+    wait_for(true, bare);
+    const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
+    program.kill();
+    program.waitForFinished();
+    wait_for(false, bare);
+    return milliseconds;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QGuiApplication application(argc, argv);
+    std::vector<double> ours;
+    std::vector<double> empty;
+    std::vector<double> ratios;
+    for (int i = 0; i < rounds; ++i) {
+        empty.push_back(start_ms(QStringLiteral(EMPTY_PROGRAM)));
+        ours.push_back(start_ms(QStringLiteral(VORSEL_PROGRAM)));
+        ratios.push_back(ours.back() / empty.back());
+    }
+    return print_figure("start_ms", median(ours), median(empty), median(ratios), Budget::AtMost, 2) ? 0 : 1;
+}
