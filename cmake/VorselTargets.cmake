@@ -1,6 +1,5 @@
-# One place for what all our targets share: language level, warnings, strict Qt strings, include root.
+# One place for what all our targets share: warnings, strict Qt strings, include root.
 add_library(vorsel_options INTERFACE)
-target_compile_features(vorsel_options INTERFACE cxx_std_17)
 target_compile_definitions(vorsel_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING
   QT_NO_KEYWORDS QT_STRICT_ITERATORS QT_DEPRECATED_WARNINGS)

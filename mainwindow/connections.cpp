@@ -24,18 +24,19 @@ void connect_rows(std::initializer_list<connection_row> rows)
 
 } // namespace
 
-// clang-format off: signatures stay as the toolkit normalises them, a row a line
+// Signatures stand as the toolkit normalises them.
+// clang-format off
 
 void MainWindow::connect_window()
 {
     connect_rows({
         {&engine, SIGNAL(tx_data(QByteArray)), this, SLOT(txData(QByteArray))},
-        {&discovery, SIGNAL(DeviceFound(QString, QString)), this, SLOT(DeviceFound(QString, QString))},
-        {&discovery, SIGNAL(DeviceDisconnect(int, int)), this, SLOT(DeviceDisconnect(int, int))},
+        {&discovery, SIGNAL(DeviceFound(QString,QString)), this, SLOT(DeviceFound(QString,QString))},
+        {&discovery, SIGNAL(DeviceDisconnect(int,int)), this, SLOT(DeviceDisconnect(int,int))},
         {&discovery, SIGNAL(debugText(QString)), this, SLOT(debugPrintText(QString))},
         {&engine.system, SIGNAL(rsp_hello()), this, SLOT(hello())},
-        {this, SIGNAL(Connect(bd_addr, uint8, uint16, uint16, uint16, uint16)), &engine.gap,
-         SLOT(cmd_connect_direct(bd_addr, uint8, uint16, uint16, uint16, uint16))},
+        {this, SIGNAL(Connect(bd_addr,uint8,uint16,uint16,uint16,uint16)), &engine.gap,
+         SLOT(cmd_connect_direct(bd_addr,uint8,uint16,uint16,uint16,uint16))},
         {&engine, SIGNAL(parsed_message_str(QStringList)), this, SLOT(debugPrintStringList(QStringList))},
         {ui->pushLogCopy, SIGNAL(clicked()), ui->textDebug, SLOT(copy())},
         {ui->checkLogScroll, SIGNAL(clicked(bool)), ui->textDebug, SLOT(scroll(bool))},

@@ -148,7 +148,9 @@ void MainWindow::DeviceFound(QString name, QString port)
 void MainWindow::DeviceDisconnect(int bus, int addr)
 {
     const uint key = static_cast<uint>(bus) << 16 | static_cast<uint>(addr);
-    ui->comboDev->removeItem(ui->comboDev->findData(key));
+    const int index = ui->comboDev->findData(key);
+    if (index >= 0)
+        ui->comboDev->removeItem(index);
 }
 
 void MainWindow::on_comboBaudrate_currentIndexChanged(int index)
