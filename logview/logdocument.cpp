@@ -4,8 +4,8 @@
 
 QVariant LogDocument::loadResource(int type, const QUrl &)
 {
-    // A null value would send the text engine to the disk by itself.
+    // For an image that it is not given, the text engine would go to the disk by itself.
     if (type == ImageResource)
         return QImage(QStringLiteral(":/qt-project.org/styles/commonstyle/images/file-16.png"));
-    return QByteArray("");
+    return {};
 }

@@ -113,15 +113,15 @@ void LogView::copy()
 {
     int first = line_store.size();
     qint64 size = 0;
-    while (first > 0) {
-        size += joined_size(line_store.at(first - 1)) + entry_end.size();
-        if (size > copy_max)
+    for (; first > 0; --first) {
+        const qint64 entry_size = joined_size(line_store.at(first - 1)) + entry_end.size();
+        if (size + entry_size > copy_max)
             break;
-        --first;
+        size += entry_size;
     }
 
     QString html;
-    html.reserve(static_cast<int>(qMin(size, copy_max)));
+    html.reserve(static_cast<int>(size));
     QString text;
     int portion = 0;
     const auto portion_done = [&] {
@@ -189,7 +189,8 @@ void LogView::add_entry(const QStringList &entry)
 // any before. They are laid out, the widest one of each turn.
 void LogView::guess_size(int index)
 {
-    const LineMeter::Guess guess = meter.guess(line_store.at(index));
+    const QStringList &entry = line_store.at(index);
+    const LineMeter::Guess guess = meter.guess(entry.size() > 1 ? entry : QStringList(line_html(entry)));
     Widest &record = guess.plain ? widest_plain : widest_other;
     if (guess.width > record.guess)
         record = {guess.width, index};
@@ -202,8 +203,7 @@ void LogView::request_layout()
     if (layout_requested)
         return;
     layout_requested = true;
-    QMetaObject::invokeMethod(
-        this, [this] { lay_out(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(this, "lay_out", Qt::QueuedConnection);
 }
 
 void LogView::lay_out()
@@ -250,7 +250,7 @@ void LogView::show_lines()
     const int first = line_at(area.top());
     const int last = line_at(area.bottom());
 
-    drop_lines_outside(first, last, area.top());
+    drop_lines_outside(first, last);
     for (int i = first; i <= last; ++i)
         show_line(i);
     show_lines_reaching_down_to(first, area.top());
@@ -279,16 +279,13 @@ void LogView::show_lines_reaching_down_to(int first, double top)
     }
 }
 
-void LogView::drop_lines_outside(int first, int last, double top)
+void LogView::drop_lines_outside(int first, int last)
 {
     const int page = last - first + 1;
-    const QGraphicsItem *const pressed = scene->mouseGrabberItem();
     for (auto at = shown.begin(); at != shown.end();) {
         const auto [index, line] = *at;
         const bool is_near = index >= first - page && index <= last + page;
-        const bool reaches_in = index < first && line->sceneBoundingRect().bottom() > top;
-        if (is_near || reaches_in || line == pressed || line == last_focus ||
-            line->textCursor().hasSelection()) {
+        if (is_near || line == last_focus || line->textCursor().hasSelection()) {
             ++at;
         } else {
             spare.push_back(line);
@@ -326,31 +323,6 @@ void LogView::note_size(int index, const LogLine &line)
     tall[index] = size.height();
     tallest = qMax(tallest, size.height());
     lowest = qMax(lowest, line_y(index) + size.height());
-}
-
-void LogView::changeEvent(QEvent *event)
-{
-    QGraphicsView::changeEvent(event);
-    if (event->type() == QEvent::FontChange)
-        restack();
-}
-
-void LogView::restack()
-{
-    meter = LineMeter(QApplication::font());
-    pitch = empty_line_height();
-    tall.clear();
-    tallest = lowest = widest = 0;
-    widest_plain = widest_other = {};
-    not_plain.clear();
-    for (int i = 0; i < line_store.size(); ++i)
-        guess_size(i);
-    for (const auto &[index, line] : shown) {
-        line->setFont(QApplication::font());
-        line->setPos(0, line_y(index));
-        note_size(index, *line);
-    }
-    request_layout();
 }
 
 void LogView::resizeEvent(QResizeEvent *event)

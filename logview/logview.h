@@ -48,7 +48,6 @@ public Q_SLOTS:
     void addLine(const QString &timestamp, const QStringList &log);
 
 protected:
-    void changeEvent(QEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
 
@@ -62,17 +61,16 @@ private:
     void start_scene();
     void add_entry(const QStringList &entry);
     void guess_size(int index);
-    void restack();
 
     void request_layout();
-    void lay_out();
+    Q_INVOKABLE void lay_out();
     void measure_new_lines();
     void follow_newest();
     QRectF extent() const;
 
     void show_lines();
     void show_lines_reaching_down_to(int first, double top);
-    void drop_lines_outside(int first, int last, double top);
+    void drop_lines_outside(int first, int last);
     LogLine *show_line(int index);
     void note_size(int index, const LogLine &line);
 
@@ -95,7 +93,7 @@ private:
     Widest widest_other;
     std::vector<int> not_plain; // new lines that are not plain, still without a layout
 
-    const QGraphicsItem *last_focus = nullptr;
+    const QGraphicsItem *last_focus = nullptr; // the line last pressed, even after the view lost the focus
     bool layout_requested = false;
     bool follow_due = false;   // lines came since the last layout
     bool moving_lines = false; // items come and go with the scrolling: no change of the log

@@ -5,6 +5,7 @@
 
 int main(int argc, char *argv[])
 {
+    // Only heeded before the application object exists.
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication app(argc, argv);

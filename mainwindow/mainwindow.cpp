@@ -16,9 +16,6 @@ namespace {
 
 constexpr int initial_log_height = 340; // pixels
 
-// An argument typed at length stands in its own message; a tooltip many screens wide takes seconds to draw.
-constexpr int longest_tooltip = 1000;
-
 constexpr int baud_rates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
                               9600,   4800,   2400,   1200,  600,   300,   110};
 
@@ -260,7 +257,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (!bad)
         QToolTip::showText(QPoint(0, 0), QString());
     else if (!message.isEmpty())
-        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message);
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);

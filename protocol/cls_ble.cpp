@@ -89,7 +89,7 @@ void cls_ble::drop_taken()
     // Most calls bring whole frames. Letting go of the bytes then spares a copy if the caller still holds
     // them.
     if (rx_taken == rx_buffer.size())
-        rx_buffer.clear();
+        rx_buffer = QByteArray();
     else
         rx_buffer.remove(0, rx_taken);
     rx_taken = 0;
@@ -114,7 +114,8 @@ bool cls_ble::take_frame()
     if (record)
         record->handler(this, {head + header_size, total - header_size});
     // The handler's receivers may have fed us, so the buffer may have moved.
-    Q_EMIT parsed_message_data(rx_buffer.mid(rx_taken, total));
+    const bool is_all = rx_taken == 0 && total == rx_buffer.size();
+    Q_EMIT parsed_message_data(is_all ? rx_buffer : rx_buffer.mid(rx_taken, total));
     if (!(first & event_bit))
         rx_count = counted(rx_count);
     rx_taken += total;

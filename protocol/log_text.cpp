@@ -25,11 +25,26 @@ QChar *put(QChar *at, const char16_t (&text)[Size])
     return at;
 }
 
+// Both digits of every byte, so that long arrays take one step a byte.
+struct hex_pairs
+{
+    char16_t digits[256][2];
+    constexpr hex_pairs()
+        : digits{}
+    {
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            digits[byte][0] = hex_digits[byte >> 4];
+            digits[byte][1] = hex_digits[byte & 0xf];
+        }
+    }
+};
+constexpr hex_pairs pairs;
+
 QChar *put_byte(QChar *at, uint8 value)
 {
-    *at++ = hex_digits[value >> 4];
-    *at++ = hex_digits[value & 0xf];
-    return at;
+    at[0] = pairs.digits[value][0];
+    at[1] = pairs.digits[value][1];
+    return at + 2;
 }
 
 QChar *put_hex(QChar *at, uint32 value, int digits)
@@ -46,34 +61,30 @@ int hex_size(uint32 value, int width)
     return width;
 }
 
-uint32 magnitude(qint64 value)
+// A decimal number right-aligned in at least 8 columns.
+struct decimal_text
 {
-    return static_cast<uint32>(value < 0 ? -value : value);
-}
+    explicit decimal_text(qint64 value)
+        : start(room + room_size)
+    {
+        std::fill(start - decimal_width, start, u' ');
+        auto rest = static_cast<uint32>(value < 0 ? -value : value);
+        do {
+            *--start = static_cast<char16_t>(u'0' + rest % 10);
+            rest /= 10;
+        } while (rest != 0);
+        if (value < 0)
+            *--start = u'-';
+        start = std::min(start, room + room_size - decimal_width);
+    }
 
-int decimal_size(qint64 value)
-{
-    int size = value < 0 ? 2 : 1;
-    for (uint32 rest = magnitude(value); rest >= 10; rest /= 10)
-        ++size;
-    return size;
-}
+    int size() const { return int(room + room_size - start); }
+    QChar *put(QChar *at) const { return std::copy<const char16_t *>(start, room + room_size, at); }
 
-// `value` right-aligned in `width` columns.
-QChar *put_decimal(QChar *at, qint64 value, int width)
-{
-    QChar *const end = at + width;
-    QChar *digit = end;
-    std::fill(at, end, QChar(u' '));
-    uint32 rest = magnitude(value);
-    do {
-        *--digit = hex_digits[rest % 10];
-        rest /= 10;
-    } while (rest != 0);
-    if (value < 0)
-        *--digit = u'-';
-    return end;
-}
+    static constexpr int room_size = 12;
+    char16_t room[room_size];
+    char16_t *start;
+};
 
 QString one_byte(uint8 value)
 {
@@ -86,10 +97,10 @@ QString one_byte(uint8 value)
 
 QString number_piece(QStringView label, qint64 value, uint32 bits, int hex_width)
 {
-    const int width = std::max(decimal_width, decimal_size(value));
+    const decimal_text decimal(value);
     const int hex_count = hex_size(bits, hex_width);
-    QString piece(int(label.size()) + width + 4 + hex_count + 1, Qt::Uninitialized);
-    QChar *at = put_decimal(put(piece.data(), label), value, width);
+    QString piece(int(label.size()) + decimal.size() + 4 + hex_count + 1, Qt::Uninitialized);
+    QChar *at = decimal.put(put(piece.data(), label));
     *put_hex(put(at, u" (0x"), bits, hex_count) = u')';
     return piece;
 }

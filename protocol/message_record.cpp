@@ -33,6 +33,16 @@ const message_record *find_record_backward(const uint8 header[4])
     return nullptr;
 }
 
+message_text::message_text(const QString &prefix_, const field_text *fields_, int field_count_)
+    : prefix(prefix_)
+    , fields(fields_)
+    , field_count(field_count_)
+    , empty_line(prefix_)
+{
+    for (int i = 0; i < field_count; ++i)
+        empty_line.append(QString());
+}
+
 QString message_name(int index)
 {
     const int kind = int(qstrlen("ble_cmd_"));

@@ -4,6 +4,7 @@
 #include "protocol/types.h"
 
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 
 class cls_ble;
@@ -74,9 +75,12 @@ struct field_text
 
 struct message_text
 {
+    message_text(const QString &prefix_, const field_text *fields_, int field_count_);
+
     QString prefix; // "ble_rsp_system_hello\t"
     const field_text *fields;
     int field_count;
+    QStringList empty_line; // the prefix, then a null string a field
 };
 
 // The log text of the message whose record stands at `index`, 0 to record_count - 1.

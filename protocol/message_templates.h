@@ -14,17 +14,15 @@ template <int Index, auto Member, typename Sub, typename... Fields>
 void receive_as(cls_ble *ble, const message_payload &payload, void (Sub::*signal)(Fields...))
 {
     const message_text &text = message_text_at(Index);
-    QStringList line;
-    line.reserve(text.field_count + 1);
-    line.append(text.prefix);
+    QStringList line = text.empty_line;
 
     payload_reader reader(payload);
     const std::tuple<Fields...> values{reader.take<Fields>()...};
     std::apply([&](const Fields &...value) { Q_EMIT((ble->*Member).*signal)(value...); }, values);
 
-    const field_text *field = text.fields;
-    std::apply([&](const Fields &...value) { (append_piece(line, received_piece(*field++, value)), ...); },
-               values);
+    [[maybe_unused]] const field_text *field = text.fields;
+    [[maybe_unused]] QStringList::iterator piece = line.begin();
+    std::apply([&](const Fields &...value) { ((*++piece = received_piece(*field++, value)), ...); }, values);
     ble->log_message(std::move(line));
 }
 

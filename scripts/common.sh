@@ -2,12 +2,20 @@
 
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-root=$PWD
 
-# install_packages KIND...: installs what is missing of scripts/packages, and says what.
+scratch=$(mktemp -d)
+cleanup() {
+    # Programs that a script leaves running end with it.
+    kill $(jobs -p) 2>/dev/null || true
+    wait 2>/dev/null || true
+    rm -rf "$scratch"
+}
+trap cleanup EXIT
+
+# Installs what is missing of scripts/packages, and says what.
 install_packages() {
     local missing=() package
-    for package in $(for kind in "$@"; do sed -n "s/^$kind //p" scripts/packages; done); do
+    for package in $(grep -v '^#' scripts/packages); do
         [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return
@@ -21,10 +29,11 @@ install_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build PRESET [TARGET...]: configures once, then builds what changed.
+# build PRESET [TARGET...]: installs what is missing, configures once, then builds what changed.
 build() {
     local preset=$1
     shift
+    install_packages
     [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
     cmake --build "build/$preset" ${1:+--target "$@"} -- --quiet
 }
@@ -32,7 +41,29 @@ build() {
 # The runtime folder is where a simulated module tells where it is. Systems without a login manager lack one.
 ensure_runtime_folder() {
     [ -n "${XDG_RUNTIME_DIR:-}" ] && [ -d "$XDG_RUNTIME_DIR" ] && return
-    XDG_RUNTIME_DIR=$(mktemp -d)
-    chmod 700 "$XDG_RUNTIME_DIR"
-    export XDG_RUNTIME_DIR
+    own_runtime_folder
+}
+
+own_runtime_folder() {
+    export XDG_RUNTIME_DIR=$scratch/runtime
+    mkdir -m 700 "$XDG_RUNTIME_DIR"
+}
+
+# until_true SECONDS COMMAND...: tries the command until it succeeds.
+until_true() {
+    local end=$((SECONDS + $1))
+    shift
+    until "$@" >/dev/null 2>&1; do
+        if [ $SECONDS -ge $end ]; then
+            echo "$(basename "$0"): gave up waiting for: $*" >&2
+            return 1
+        fi
+        sleep 0.05
+    done
+}
+
+# start_module BUILD_FOLDER: a simulated module in the background, ready when this returns.
+start_module() {
+    "$1/simulator/vorsel-module" >"$scratch/module.log" &
+    until_true 20 grep -q '^ready: ' "$scratch/module.log"
 }

@@ -39,7 +39,12 @@ public:
         return added;
     }
 
-    void configuration() { add(uuid16(clientConfiguration), QByteArray(2, '\0'), Attribute::writable); }
+    // Of the value before it.
+    void configuration()
+    {
+        const auto handle = uint16(attributes.size());
+        add(uuid16(clientConfiguration), QByteArray(2, '\0'), Attribute::writable).configures = handle;
+    }
 
     QVector<Attribute> attributes;
 

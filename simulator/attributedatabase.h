@@ -18,16 +18,15 @@ struct Attribute
     int maxSize; // of the value
     bool variableSize;
     Access access;
-    int properties; // bits of Property
+    int properties;        // bits of Property
+    uint16 configures = 0; // of a client configuration: the handle of the value that it is for
 };
 
-// Attributes under the handles 1 to size(). All operations check the handle first.
+// Attributes under consecutive handles from 1 on. All operations check the handle first.
 class AttributeDatabase
 {
 public:
     explicit AttributeDatabase(QVector<Attribute> attributes);
-
-    int size() const { return attributes.size(); }
 
     // Null for a handle that does not exist, 0 among them.
     const Attribute *find(uint16 handle) const;

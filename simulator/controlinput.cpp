@@ -22,7 +22,10 @@ QString ControlInput::help()
 {
     return QStringLiteral(
         "  send-hex HEX              send these bytes as they are\n"
-        "  remote-write HANDLE HEX   write a local attribute as a remote device would\n"
+        "  remote-write HANDLE HEX   write a local attribute as a remote device would; one of a user\n"
+        "                            attribute waits for user_write_response\n"
+        "  remote-read HANDLE        read one; a user attribute's value is asked for by the event\n"
+        "                            user_read_request and taken from user_read_response\n"
         "  unplug                    close the port and end\n"
         "  quit                      end\n"
         "  SETTING VALUE             as the option of that name, for instance \"lose 1\"\n");

@@ -2,7 +2,6 @@
 
 #include "simulator/catalogue.h"
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -87,7 +86,7 @@ const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
              int count = 0;
              const auto error = readNumber(v, 0, maxCount, &count);
              if (!error)
-                 m.unplugAfter = count == 0 ? 0 : m.frames + count;
+                 m.unplugAfter = count == 0 ? 0 : m.allFrames + count;
              return error;
          }},
     };
@@ -155,12 +154,12 @@ std::optional<uint16> Misbehaviour::chosenResult(int command)
 void Misbehaviour::forget()
 {
     ++generation;
-    joined.clear();
-    joinedFrames = 0;
+    joined = {};
     joinTimer.stop();
     pieces.clear();
     pieceTimer.stop();
     wroteBefore = false;
+    endOnceWritten();
 }
 
 bool Misbehaviour::isLost(const QByteArray &frame)
@@ -175,6 +174,8 @@ bool Misbehaviour::isLost(const QByteArray &frame)
 
 void Misbehaviour::send(const QByteArray &frame)
 {
+    if (ending)
+        return;
     if (!isResponse(frame)) {
         pass(frame);
         return;
@@ -187,6 +188,7 @@ void Misbehaviour::send(const QByteArray &frame)
         pass(frame);
         return;
     }
+    Q_EMIT note(QStringLiteral("late: %1").arg(describeFrame(frame, false)));
     QTimer::singleShot(lateMs, Qt::PreciseTimer, this, [this, frame, host = generation] {
         if (host == generation)
             pass(frame);
@@ -197,21 +199,18 @@ void Misbehaviour::pass(const QByteArray &frame)
 {
     collect(frame);
     ++frames;
-    if (unaskedEvery > 0 && frames % unaskedEvery == 0) {
-        const QByteArray extra = unaskedFrame();
-        Q_EMIT note(QStringLiteral("unasked: %1").arg(describeFrame(extra, false)));
-        collect(extra);
-    }
-    if (unknownEvery > 0 && frames % unknownEvery == 0) {
-        const QByteArray extra = unknownFrame();
-        Q_EMIT note(QStringLiteral("unknown: %1").arg(spacedHex(extra)));
-        collect(extra);
-    }
-    if (unplugAfter > 0 && frames >= unplugAfter) {
-        releaseJoined();
-        if (pieces.isEmpty())
-            Q_EMIT unplugged();
-    }
+    if (unaskedEvery > 0 && frames % unaskedEvery == 0)
+        passExtra("unasked", unaskedFrame());
+    if (unknownEvery > 0 && frames % unknownEvery == 0)
+        passExtra("unknown", unknownFrame());
+}
+
+void Misbehaviour::passExtra(const char *kind, const QByteArray &frame)
+{
+    if (ending)
+        return;
+    Q_EMIT note(QStringLiteral("%1: %2").arg(QLatin1String(kind), spacedHex(frame)));
+    collect(frame);
 }
 
 QByteArray Misbehaviour::unaskedFrame()
@@ -240,37 +239,37 @@ QByteArray Misbehaviour::junk()
 
 void Misbehaviour::collect(const QByteArray &frame)
 {
-    QByteArray bytes = frame;
-    if (std::exchange(wroteBefore, true))
-        bytes.prepend(junk());
-    if (joinCount < 2 && joinedFrames == 0) {
-        write(bytes);
+    if (ending)
         return;
-    }
-    joined += bytes;
-    if (++joinedFrames >= joinCount)
+    ending = ++allFrames == unplugAfter;
+    if (std::exchange(wroteBefore, true))
+        joined.bytes += junk();
+    joined.bytes += frame;
+    joined.frames.append({joined.bytes.size(), frame});
+    if (ending || joined.frames.size() >= joinCount)
         releaseJoined();
     else
         joinTimer.start();
+    endOnceWritten();
 }
 
 void Misbehaviour::releaseJoined()
 {
     joinTimer.stop();
-    joinedFrames = 0;
-    if (!joined.isEmpty())
-        write(std::exchange(joined, {}));
+    write(std::exchange(joined, {}));
 }
 
-void Misbehaviour::write(const QByteArray &bytes)
+void Misbehaviour::write(const Batch &batch)
 {
-    if (splitSize == 0 && pieces.isEmpty()) {
-        Q_EMIT writeReady(bytes);
-        return;
+    const int size = batch.bytes.size();
+    const int step = splitSize == 0 ? size : splitSize;
+    auto frame = batch.frames.begin();
+    for (int at = 0; at < size; at += step) {
+        QByteArrayList endedHere;
+        for (; frame != batch.frames.end() && frame->first - at <= step; ++frame)
+            endedHere.append(frame->second);
+        pieces.append({batch.bytes.mid(at, step), endedHere});
     }
-    const int step = splitSize == 0 ? bytes.size() : splitSize;
-    for (int at = 0; at < bytes.size(); at += step)
-        pieces.append(bytes.mid(at, step));
     if (!pieceTimer.isActive())
         writeNextPiece();
 }
@@ -279,10 +278,17 @@ void Misbehaviour::writeNextPiece()
 {
     if (pieces.isEmpty())
         return;
-    Q_EMIT writeReady(pieces.takeFirst());
+    const auto piece = pieces.takeFirst();
+    Q_EMIT writeReady(piece.first, piece.second);
     if (!pieces.isEmpty())
         pieceTimer.start();
-    else if (unplugAfter > 0 && frames >= unplugAfter)
+    else
+        endOnceWritten();
+}
+
+void Misbehaviour::endOnceWritten()
+{
+    if (ending && joined.bytes.isEmpty() && pieces.isEmpty() && !std::exchange(ended, true))
         Q_EMIT unplugged();
 }
 

@@ -2,10 +2,10 @@
 
 #include "protocol/types.h"
 
+#include <QByteArrayList>
 #include <QHash>
 #include <QObject>
 #include <QSet>
-#include <QStringList>
 #include <QTimer>
 #include <QVector>
 
@@ -46,10 +46,14 @@ public:
     // Drops what is still waiting to be written, for a host that has gone.
     void forget();
 
+    // Whether the last frame before the port closes has been taken; from then on nothing more is sent.
+    bool isEnding() const { return ending; }
+
 Q_SIGNALS:
-    void writeReady(const QByteArray &bytes);
+    // `ended` are the frames whose last byte is among these bytes.
+    void writeReady(const QByteArray &bytes, const QByteArrayList &ended);
     void note(const QString &text);
-    void unplugged();
+    void unplugged(); // once, behind the last write
 
 private:
     struct ChosenResult
@@ -58,16 +62,24 @@ private:
         unsigned percent;
     };
 
+    // Bytes to be written, and each frame in them with the offset at which it ends.
+    struct Batch
+    {
+        QByteArray bytes;
+        QVector<QPair<int, QByteArray>> frames;
+    };
+
     bool isLost(const QByteArray &frame);
     void pass(const QByteArray &frame);
-    void addUnasked();
+    void passExtra(const char *kind, const QByteArray &frame);
     QByteArray unaskedFrame();
     QByteArray unknownFrame();
     QByteArray junk();
     void collect(const QByteArray &frame);
     void releaseJoined();
-    void write(const QByteArray &bytes);
+    void write(const Batch &batch);
     void writeNextPiece();
+    void endOnceWritten();
     unsigned below(unsigned bound); // 0 to bound - 1
     static std::optional<QString> addResult(Misbehaviour &target, const QString &value);
 
@@ -86,13 +98,15 @@ private:
     QHash<int, ChosenResult> results;
 
     int responses = 0;
-    int frames = 0;
+    int frames = 0;    // of the module
+    int allFrames = 0; // with those that nothing asked for
+    bool ending = false;
+    bool ended = false;
     bool wroteBefore = false;
     int generation = 0; // of the host that frames held back are for
-    QByteArray joined;
-    int joinedFrames = 0;
+    Batch joined;
     QTimer joinTimer;
-    QVector<QByteArray> pieces;
+    QVector<QPair<QByteArray, QByteArrayList>> pieces; // the arguments of writeReady
     QTimer pieceTimer;
 };
 

@@ -2,18 +2,15 @@
 
 #include <QFile>
 
-#include <algorithm>
+#include <asm/termbits.h> // arbitrary speeds; not to be mixed with <termios.h>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <iterator>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
-#include <utility>
 
 namespace simulator {
 namespace {
@@ -24,12 +21,6 @@ using namespace std::chrono_literals;
 constexpr auto attachInterval = 10ms;
 constexpr int maxPending = 4 << 20;
 
-constexpr std::pair<int, speed_t> speeds[] = {
-    {1200, B1200},     {2400, B2400},     {4800, B4800},     {9600, B9600},
-    {19200, B19200},   {38400, B38400},   {57600, B57600},   {115200, B115200},
-    {230400, B230400}, {460800, B460800}, {921600, B921600},
-};
-
 QString systemError(const QString &what)
 {
     return QStringLiteral("%1: %2").arg(what, QString::fromLocal8Bit(std::strerror(errno)));
@@ -39,6 +30,26 @@ short pollNow(int fd)
 {
     pollfd entry{fd, POLLIN, 0};
     return ::poll(&entry, 1, 0) > 0 ? entry.revents : short(0);
+}
+
+// Eight bits, no parity, one stop bit, every byte as it is.
+void makeRaw(termios2 &line)
+{
+    line.c_iflag &=
+        ~tcflag_t(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF | IXANY);
+    line.c_oflag &= ~tcflag_t(OPOST);
+    line.c_lflag &= ~tcflag_t(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    line.c_cflag &= ~tcflag_t(CSIZE | PARENB | CSTOPB);
+    line.c_cflag |= CS8;
+    line.c_cc[VMIN] = 1;
+    line.c_cc[VTIME] = 0;
+}
+
+// A driver that cannot do a speed takes another one without a word.
+bool runsAt(int fd, int speed)
+{
+    termios2 line{};
+    return ::ioctl(fd, TCGETS2, &line) == 0 && qAbs(qint64(line.c_ospeed) - speed) <= speed / 25;
 }
 
 } // namespace
@@ -74,24 +85,21 @@ bool ModuleLink::openPseudoTerminal(QString *error)
 
 bool ModuleLink::openPort(const QString &path, int speed, QString *error)
 {
-    const auto known = std::find_if(std::begin(speeds), std::end(speeds),
-                                    [speed](const auto &entry) { return entry.first == speed; });
-    if (known == std::end(speeds)) {
-        *error = QStringLiteral("a speed of %1 is not supported").arg(speed);
-        return false;
-    }
     fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    termios line{};
-    if (fd < 0 || ::tcgetattr(fd, &line) != 0) {
+    termios2 line{};
+    if (fd < 0 || ::ioctl(fd, TCGETS2, &line) != 0) {
         *error = systemError(QStringLiteral("cannot open %1").arg(path));
         close();
         return false;
     }
-    ::cfmakeraw(&line);
-    line.c_cflag |= CLOCAL | CREAD | CRTSCTS;
-    ::cfsetspeed(&line, known->second);
-    if (::tcsetattr(fd, TCSANOW, &line) != 0) {
-        *error = systemError(QStringLiteral("cannot set up %1").arg(path));
+    makeRaw(line);
+    line.c_cflag &= ~tcflag_t(CBAUD | (CBAUD << IBSHIFT));
+    line.c_cflag |= CLOCAL | CREAD | CRTSCTS | BOTHER | (BOTHER << IBSHIFT);
+    line.c_ispeed = line.c_ospeed = speed_t(speed);
+    const bool isSet = ::ioctl(fd, TCSETS2, &line) == 0;
+    if (!isSet || !runsAt(fd, speed)) {
+        *error = isSet ? QStringLiteral("%1 cannot do a speed of %2").arg(path).arg(speed)
+                       : systemError(QStringLiteral("cannot set up %1").arg(path));
         close();
         return false;
     }
@@ -115,18 +123,18 @@ void ModuleLink::watch()
 // Opens the slave for a moment, which also makes it count as hung up afterwards. Raw mode keeps it from
 // echoing; what a gone host did not read must not reach the next one. It is never kept open: the end of the
 // last host would not be seen then.
-void ModuleLink::settleSlave(bool makeRaw) const
+void ModuleLink::settleSlave(bool isNew) const
 {
     const int slave =
         ::open(QFile::encodeName(devicePath).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (slave < 0)
         return;
-    termios line{};
-    if (makeRaw && ::tcgetattr(slave, &line) == 0) {
-        ::cfmakeraw(&line);
-        ::tcsetattr(slave, TCSANOW, &line);
+    termios2 line{};
+    if (isNew && ::ioctl(slave, TCGETS2, &line) == 0) {
+        makeRaw(line);
+        ::ioctl(slave, TCSETS2, &line);
     }
-    ::tcflush(slave, TCIFLUSH);
+    ::ioctl(slave, TCFLSH, TCIFLUSH);
     ::close(slave);
 }
 
@@ -152,16 +160,17 @@ void ModuleLink::readMore()
         hangUp();
 }
 
-void ModuleLink::write(const QByteArray &bytes)
+bool ModuleLink::write(const QByteArray &bytes)
 {
     if (!attached)
-        return;
+        return false;
     if (pending.size() + bytes.size() > maxPending) {
         Q_EMIT overrun(bytes.size());
-        return;
+        return false;
     }
     pending += bytes;
     writeMore();
+    return true;
 }
 
 void ModuleLink::writeMore()

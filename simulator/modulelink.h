@@ -19,17 +19,17 @@ public:
     explicit ModuleLink(QObject *parent = nullptr);
     ~ModuleLink() override;
 
-    // Both give false and an error text if it cannot be had.
+    // Both give false and an error text if it cannot be had. Any speed in bits a second that the port's
+    // driver can do will do.
     bool openPseudoTerminal(QString *error);
     bool openPort(const QString &path, int speed, QString *error);
 
     // What a host opens: the pseudo-terminal's slave. For a port, the port itself.
     QString path() const { return devicePath; }
-    bool isAttached() const { return attached; }
 
-    // Takes the bytes at once and writes them as fast as the host reads. Bytes that pile up beyond 4 MiB are
-    // lost.
-    void write(const QByteArray &bytes);
+    // Takes the bytes at once and writes them as fast as the host reads. False and nothing taken if no host
+    // is there, or if more than 4 MiB would pile up.
+    bool write(const QByteArray &bytes);
 
     // Whether bytes wait here or, as far as can be seen, in the pseudo-terminal for the host to read.
     bool hasUnreadOutput() const;
@@ -50,7 +50,7 @@ private:
     void writeMore();
     void lookForHost();
     void hangUp();
-    void settleSlave(bool makeRaw) const;
+    void settleSlave(bool isNew) const;
 
     int fd = -1;
     bool isPseudoTerminal = false;

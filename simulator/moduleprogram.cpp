@@ -15,6 +15,14 @@ using namespace std::chrono_literals;
 
 constexpr auto unplugLook = 10ms;
 constexpr int unplugPatience = 100; // looks until the port closes on a host that does not read
+constexpr uint8 firstConnection = 0;
+
+std::optional<QString> refusal(uint16 result)
+{
+    if (result == resultOk)
+        return std::nullopt;
+    return QStringLiteral("refused with %1").arg(result, 4, 16, QLatin1Char('0'));
+}
 
 } // namespace
 
@@ -29,6 +37,7 @@ const QVector<ModuleProgram::ControlCommand> &ModuleProgram::controlCommands()
     static const QVector<ControlCommand> table = {
         {"send-hex", [](ModuleProgram &p, const QString &arguments) { return p.sendHex(arguments); }},
         {"remote-write", [](ModuleProgram &p, const QString &arguments) { return p.remoteWrite(arguments); }},
+        {"remote-read", [](ModuleProgram &p, const QString &arguments) { return p.remoteRead(arguments); }},
         {"unplug",
          [](ModuleProgram &p, const QString &arguments) -> std::optional<QString> {
              if (!arguments.isEmpty())
@@ -77,12 +86,11 @@ void ModuleProgram::connectParts()
         log.note(QStringLiteral("the port is gone"));
         Q_EMIT finished(1);
     });
-    connect(&module, &SimulatedModule::frameReady, this, [this](const QByteArray &frame) {
-        log.sent(frame);
-        misbehaviour.send(frame);
-    });
-    connect(&misbehaviour, &Misbehaviour::writeReady, &link, &ModuleLink::write);
-    connect(&misbehaviour, &Misbehaviour::note, this, [this](const QString &text) { log.note(text); });
+    connect(&module, &SimulatedModule::frameReady, &misbehaviour, &Misbehaviour::send);
+    connect(&misbehaviour, &Misbehaviour::writeReady, this, &ModuleProgram::write);
+    const auto note = [this](const QString &text) { log.note(text); };
+    connect(&module, &SimulatedModule::note, this, note);
+    connect(&misbehaviour, &Misbehaviour::note, this, note);
     connect(&misbehaviour, &Misbehaviour::unplugged, this, &ModuleProgram::unplugOnceRead);
 }
 
@@ -110,6 +118,8 @@ QString ModuleProgram::readyLine() const
 void ModuleProgram::takeBytes(const QByteArray &bytes)
 {
     for (const FrameCutter::Piece &piece : cutter.add(bytes)) {
+        if (misbehaviour.isEnding())
+            return;
         if (piece.isFrame) {
             log.received(piece.bytes);
             module.takeFrame(piece.bytes);
@@ -120,28 +130,45 @@ void ModuleProgram::takeBytes(const QByteArray &bytes)
     }
 }
 
+void ModuleProgram::write(const QByteArray &bytes, const QByteArrayList &frames)
+{
+    const bool isTaken = link.write(bytes);
+    for (const QByteArray &frame : frames) {
+        if (isTaken)
+            log.sent(frame);
+        else
+            log.note(QStringLiteral("not sent: %1").arg(describeFrame(frame, false)));
+    }
+}
+
 std::optional<QString> ModuleProgram::sendHex(const QString &hex)
 {
     const auto bytes = bytesFromHex(hex);
     if (!bytes || bytes->isEmpty())
         return QStringLiteral("bytes in hex were expected");
+    if (misbehaviour.isEnding() || !link.write(*bytes))
+        return QStringLiteral("nobody takes them");
     log.note(QStringLiteral("sent on request: %1").arg(spacedHex(*bytes)));
-    link.write(*bytes);
     return std::nullopt;
 }
 
 std::optional<QString> ModuleProgram::remoteWrite(const QString &arguments)
 {
-    constexpr uint8 firstConnection = 0;
     bool ok = false;
     const uint handle = arguments.section(QLatin1Char(' '), 0, 0).toUInt(&ok, 0);
     const auto value = bytesFromHex(arguments.section(QLatin1Char(' '), 1));
     if (!ok || handle > 0xffff || !value)
         return QStringLiteral("a handle and bytes in hex were expected");
-    const uint16 result = module.attributes().remoteWrite(firstConnection, uint16(handle), 0, *value);
-    if (result != resultOk)
-        return QStringLiteral("refused with %1").arg(result, 4, 16, QLatin1Char('0'));
-    return std::nullopt;
+    return refusal(module.attributes().remoteWrite(firstConnection, uint16(handle), 0, *value));
+}
+
+std::optional<QString> ModuleProgram::remoteRead(const QString &arguments)
+{
+    bool ok = false;
+    const uint handle = arguments.toUInt(&ok, 0);
+    if (!ok || handle > 0xffff)
+        return QStringLiteral("a handle was expected");
+    return refusal(module.attributes().remoteRead(firstConnection, uint16(handle)));
 }
 
 void ModuleProgram::obey(const QString &line)

@@ -44,6 +44,8 @@ private:
     void unplug();
     void unplugOnceRead();
     std::optional<QString> remoteWrite(const QString &arguments);
+    std::optional<QString> remoteRead(const QString &arguments);
+    void write(const QByteArray &bytes, const QByteArrayList &frames);
     std::optional<QString> sendHex(const QString &hex);
 
     const Options options;

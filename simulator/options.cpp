@@ -6,7 +6,6 @@
 
 #include <QCommandLineParser>
 
-#include <algorithm>
 #include <optional>
 
 namespace simulator {

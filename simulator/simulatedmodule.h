@@ -80,6 +80,7 @@ public:
 
 Q_SIGNALS:
     void frameReady(const QByteArray &frame);
+    void note(const QString &text); // something that no frame says
 
 private:
     using Handler = std::function<void(payload_reader &, PayloadWriter &)>;

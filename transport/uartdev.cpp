@@ -21,6 +21,7 @@ bool cannot_open(const QString &port_name)
 int transfer_failed(const char *operation)
 {
     std::printf("ERROR: %s failed:%d\n", operation, static_cast<int>(vs::last_error()));
+    std::fflush(stdout);
     return -1;
 }
 
@@ -57,6 +58,10 @@ bool UartDev::Open()
         return cannot_open(port_name);
     }
     start();
+    if (!isRunning() && !isFinished()) { // the system gave no thread
+        Disconnect();
+        return cannot_open(port_name);
+    }
     return true;
 }
 

@@ -22,8 +22,8 @@ public:
     // Opens the port and starts to read, at whatever speed the line has. To be called once.
     bool Open();
 
-    // Sets 8 data bits, one stop bit, handshake on RTS and CTS, and the speed; parity stays. A speed that the
-    // port cannot take changes nothing.
+    // Sets 8 data bits, one stop bit, handshake on RTS and CTS, and the speed; parity stays. A speed of 0
+    // or less changes nothing.
     void SetBaudrate(int baud) override;
 
     void TxData(QByteArray data) override;

@@ -25,3 +25,12 @@ inline bool print_figure(const char *name, double ours, double other, double rat
     std::fflush(stdout);
     return kept;
 }
+
+// The same for a figure with a limit of its own and nothing to compare it with.
+inline bool print_limited(const char *name, double ours, double limit)
+{
+    const bool kept = ours <= limit;
+    std::printf("%s ours=%.4g other=- ratio=- budget=<=%.3g %s\n", name, ours, limit, kept ? "ok" : "SHORT");
+    std::fflush(stdout);
+    return kept;
+}

@@ -21,8 +21,12 @@ class Receiver : public QObject
     Q_OBJECT
 
 public:
-    explicit Receiver(cls_ble &engine)
+    // Most messages have no receiver but the log, as in the program; `of_signals` connects all of them.
+    explicit Receiver(cls_ble &engine, bool of_signals = false)
     {
+        connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::take_line);
+        if (!of_signals)
+            return;
         const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("seen()"));
         QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
                                     &engine.attclient, &engine.sm,    &engine.gap,        &engine.hardware,
@@ -34,18 +38,19 @@ public:
                     connect(object, meta->method(i), this, slot);
             }
         }
-        connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::take_line);
     }
 
     bool keep_lines = false;
     QVector<QStringList> lines;
+    qint64 signals_seen = 0;
     qint64 messages = 0;
     qint64 pieces = 0;
 
 public Q_SLOTS:
-    void seen() { ++messages; }
+    void seen() { ++signals_seen; }
     void take_line(const QStringList &line)
     {
+        ++messages;
         pieces += line.size();
         if (keep_lines)
             lines.append(line);
@@ -93,15 +98,15 @@ bool same_lines(const QVector<QByteArray> &frames)
     cls_ble engine;
     cls_ble outlet;
     PlainEngine plain(outlet);
-    Receiver ours(engine);
-    Receiver other(outlet);
+    Receiver ours(engine, true);
+    Receiver other(outlet, true);
     ours.keep_lines = other.keep_lines = true;
     for (const QByteArray &frame : frames) {
         engine.rx_data(frame);
-        plain.take_frame(frame);
+        plain.rx_data(frame);
     }
-    if (ours.lines == other.lines && ours.lines.size() == frames.size() && ours.messages == other.messages &&
-        ours.messages == frames.size())
+    if (ours.lines == other.lines && ours.lines.size() == frames.size() &&
+        ours.signals_seen == frames.size() && other.signals_seen == frames.size())
         return true;
     for (int i = 0; i < std::min(ours.lines.size(), other.lines.size()); ++i) {
         if (ours.lines.at(i) != other.lines.at(i))
@@ -134,20 +139,17 @@ bool mixed(const QVector<QByteArray> &frames)
         const double other_time = seconds([&] {
             for (int i = 0; i < repeats; ++i)
                 for (const QByteArray &frame : frames)
-                    plain.take_frame(frame);
+                    plain.rx_data(frame);
         });
         our_rates.push_back(count / our_time);
         other_rates.push_back(count / other_time);
         ratios.push_back(other_time / our_time);
     }
-    const double rate = median(our_rates);
-    const bool kept = print_figure("engine_mixed_frames_per_second", rate, median(other_rates),
-                                   median(ratios), Budget::AtLeast, 3);
-    return print_figure("engine_goal_frames_per_second", rate, 256000, rate / 256000, Budget::AtLeast, 1) &&
-           kept;
+    return print_figure("engine_mixed_frames_per_second", median(our_rates), median(other_rates),
+                        median(ratios), Budget::AtLeast, 3);
 }
 
-double nanoseconds_a_byte(const QByteArray &stream, int chunk_size)
+double nanoseconds_a_byte(const QByteArray &stream, int messages, int chunk_size)
 {
     cls_ble engine;
     Receiver receiver(engine);
@@ -160,17 +162,19 @@ double nanoseconds_a_byte(const QByteArray &stream, int chunk_size)
             for (const QByteArray &chunk : chunks)
                 engine.rx_data(chunk);
     });
+    if (receiver.messages != qint64(repeats) * messages)
+        qFatal("%lld messages seen", receiver.messages);
     return 1e9 * time / (double(repeats) * stream.size());
 }
 
-bool chunks(const char *name, const QByteArray &stream)
+bool chunks(const char *name, const QByteArray &stream, int messages)
 {
     std::vector<double> big;
     std::vector<double> small;
     std::vector<double> ratios;
     for (int round = 0; round < rounds; ++round) {
-        big.push_back(nanoseconds_a_byte(stream, megabyte));
-        small.push_back(nanoseconds_a_byte(stream, 1024));
+        big.push_back(nanoseconds_a_byte(stream, messages, megabyte));
+        small.push_back(nanoseconds_a_byte(stream, messages, 1024));
         ratios.push_back(big.back() / small.back());
     }
     return print_figure(name, median(big), median(small), median(ratios), Budget::AtMost, 1.5);
@@ -184,12 +188,13 @@ int main()
     if (!same_lines(frames))
         return 2;
     QByteArray stream;
-    for (int i = 0; stream.size() < megabyte; ++i)
-        stream.append(frames.at(i % frames.size()));
-    stream.truncate(megabyte);
+    int messages = 0;
+    for (; stream.size() < megabyte; ++messages)
+        stream.append(frames.at(messages % frames.size()));
+    stream.chop(frames.at(--messages % frames.size()).size()); // whole frames, as each round starts anew
     bool kept = mixed(frames);
-    kept = chunks("engine_chunk_of_junk_ns_per_byte", QByteArray(megabyte, '\xff')) && kept;
-    kept = chunks("engine_chunk_of_frames_ns_per_byte", stream) && kept;
+    kept = chunks("engine_chunk_of_junk_ns_per_byte", QByteArray(megabyte, '\xff'), 0) && kept;
+    kept = chunks("engine_chunk_of_frames_ns_per_byte", stream, messages) && kept;
     return kept ? 0 : 1;
 }
 

@@ -21,16 +21,16 @@ PlainEngine::PlainEngine(cls_ble &outlet)
         if (is_event)
             message.signal += m_responses[class_id].size();
         for (int f = 0; f < text.field_count; ++f) {
-            Field field{(record.parameter_types >> (4 * f)) & 0xf,
-                        text.fields[f].is_result,
-                        text.fields[f].label.toString(),
-                        {}};
+            Field field{(record.parameter_types >> (4 * f)) & 0xf, text.fields[f].is_result,
+                        text.fields[f].label.toString()};
             if (field.is_result)
-                field.text = field.label + QStringLiteral("0x%1 [<font color=%2>'%3'</font>]");
+                field.text += QStringLiteral("0x%1 [<font color=%2>'%3'</font>]");
             else if (field.code == code_bd_addr)
-                field.text = field.label + QStringLiteral("%1:%2:%3:%4:%5:%6");
+                field.text += QStringLiteral("%1:%2:%3:%4:%5:%6");
+            else if (field.code == code_uint8array)
+                field.text += QStringLiteral("%1");
             else
-                field.text = field.label + QStringLiteral("%1 (0x%2)");
+                field.text += QStringLiteral("%1 (0x%2)");
             message.fields.append(field);
         }
         (is_event ? m_events : m_responses)[class_id].append(message);
@@ -42,6 +42,18 @@ const PlainEngine::Message &PlainEngine::message_of(const QByteArray &frame) con
     const auto class_id = static_cast<uint8>(frame.at(2));
     const auto id = static_cast<uint8>(frame.at(3));
     return (frame.at(0) & 0x80 ? m_events : m_responses)[class_id].at(id);
+}
+
+void PlainEngine::rx_data(const QByteArray &data)
+{
+    m_buffer.append(data);
+    while (m_buffer.size() >= 4) {
+        const int total = (((m_buffer.at(0) & 7) << 8) | static_cast<uint8>(m_buffer.at(1))) + 4;
+        if (total > m_buffer.size())
+            return;
+        take_frame(m_buffer.left(total));
+        m_buffer = m_buffer.mid(total);
+    }
 }
 
 void PlainEngine::take_frame(const QByteArray &frame)
@@ -122,11 +134,6 @@ QString PlainEngine::piece(const Field &field, const Value &value)
             text = text.arg(value.address.addr[i], 2, 16, zero);
         return text;
     }
-    default: {
-        QString text = field.label;
-        for (const char byte : value.bytes)
-            text += QStringLiteral("%1").arg(static_cast<uint8>(byte), 2, 16, zero);
-        return text;
-    }
+    default: return field.text.arg(QString::fromLatin1(value.bytes.toHex()));
     }
 }

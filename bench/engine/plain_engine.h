@@ -4,7 +4,7 @@
 
 #include <QVector>
 
-// The plain way to do what the engine does with a received frame: decode the fields, emit the message's
+// The plain way to do what the engine does: cut a frame off the buffer, decode the fields, emit the message's
 // signal, fill each field's template by QString::arg, emit the line and the frame. It speaks through the
 // signals of an engine that it is handed, so that both ways have the same receivers.
 class PlainEngine
@@ -12,16 +12,15 @@ class PlainEngine
 public:
     explicit PlainEngine(cls_ble &outlet);
 
-    // One whole frame of a known response or event.
-    void take_frame(const QByteArray &frame);
+    // Bytes from the device; they must be frames of known messages.
+    void rx_data(const QByteArray &data);
 
 private:
     struct Field
     {
         uint32 code;
         bool is_result;
-        QString label;
-        QString text; // the template, or the label alone
+        QString text; // the template
     };
     struct Message
     {
@@ -37,12 +36,14 @@ private:
         QByteArray bytes;
     };
 
+    void take_frame(const QByteArray &frame);
     const Message &message_of(const QByteArray &frame) const;
     static void decode(const Field &field, const char *&at, Value &value);
     static void *argument(const Field &field, Value &value);
     static QString piece(const Field &field, const Value &value);
 
     cls_ble &m_outlet;
+    QByteArray m_buffer;
     QVector<Message> m_responses[class_count];
     QVector<Message> m_events[class_count];
 };

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QTimer>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -117,6 +118,7 @@ double our_rate()
     QElapsedTimer timer;
     timer.start();
     ble.system.cmd_hello();
+    QTimer::singleShot(60000, &loop, [] { qFatal("an answer is missing"); });
     loop.exec();
     return exchanges / (double(timer.nsecsElapsed()) / 1e9);
 }

@@ -1,11 +1,13 @@
 // Measures LogView against QPlainTextEdit with the same lines. A line a figure on standard output; ends with
 // 1 if a figure misses its budget.
 
+#include "bench/common/figure.h"
 #include "logview/logview.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QPlainTextEdit>
+#include <QScrollBar>
 #include <QThread>
 
 #include <algorithm>
@@ -55,6 +57,7 @@ class Subject : public QObject
 {
 public:
     virtual void add(const Line &line) = 0;
+    virtual void follow_newest() {}
 
     // Processor time, microseconds a line, of adding `count` lines and showing them.
     double add_and_show(int count, int a_turn = lines_a_turn)
@@ -66,6 +69,7 @@ public:
             const std::clock_t start = std::clock();
             for (const Line &line : lines)
                 add(line);
+            follow_newest();
             // The platform may put a paint off by some milliseconds; waiting for it takes no processor time.
             while (paints == paints_before)
                 QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -116,6 +120,9 @@ public:
         edit.appendHtml(line.timestamp + line.pieces.join(QLatin1Char(' ')));
     }
 
+    // It follows by itself only while its last line is in view, which ends when a scroll bar comes.
+    void follow_newest() override { edit.verticalScrollBar()->setValue(edit.verticalScrollBar()->maximum()); }
+
     QPlainTextEdit edit;
 };
 
@@ -125,13 +132,9 @@ double quantile(std::vector<double> values, double q)
     return values[static_cast<std::size_t>(q * double(values.size() - 1))];
 }
 
-void report(const char *name, const char *unit, double ours, double other, double ratio, double budget)
+void report(const char *name, double ours, double other, double ratio, double budget)
 {
-    const bool within = ratio <= budget;
-    all_within = all_within && within;
-    std::printf("%s ours=%.2f%s other=%.2f%s ratio=%.3f budget=%.2f %s\n", name, ours, unit, other, unit,
-                ratio, budget, within ? "ok" : "SHORT");
-    std::fflush(stdout);
+    all_within = print_figure(name, ours, other, ratio, Budget::AtMost, budget) && all_within;
 }
 
 double heap_in_use()
@@ -162,9 +165,8 @@ void measure_time_and_memory()
         other_times.push_back(other.add_and_show(lines_a_round));
         ratios.push_back(our_times.back() / other_times.back());
     }
-    report("log.add_and_show_at_20000", "us/line", quantile(our_times, 0.5), quantile(other_times, 0.5),
-           quantile(ratios, 0.5), 0.2);
-    report("log.memory", "B/line", our_memory, other_memory, our_memory / other_memory, 1);
+    report("log_add_and_show_us_per_line", median(our_times), median(other_times), median(ratios), 0.2);
+    report("log_memory_bytes_per_line", our_memory, other_memory, our_memory / other_memory, 1);
 }
 
 // Turns of the event loop, milliseconds, while 5,000 lines a second arrive: from a batch of lines, due every
@@ -207,10 +209,9 @@ void measure_growth_and_turns()
     Ours full;
     full.add_and_show(500'000, coarse_turn);
 
-    // Other programs only ever make a turn longer, so the calmest round counts.
-    double longest = 1e9;
+    std::vector<double> turns;
     for (int round = 0; round < 5; ++round)
-        longest = qMin(longest, quantile(turns_under_load(full, 3), 0.99));
+        turns.push_back(quantile(turns_under_load(full, 3), 0.99));
 
     full.add_and_show(900'000 - full.size, coarse_turn);
     Ours fresh;
@@ -220,14 +221,9 @@ void measure_growth_and_turns()
         late.push_back(full.add_and_show(lines_a_round));
         ratios.push_back(late.back() / early.back());
     }
-    report("log.last_100000_of_1000000", "us/line", quantile(late, 0.5), quantile(early, 0.5),
-           quantile(ratios, 0.5), 1.3);
+    report("log_last_100000_of_1000000_us_per_line", median(late), median(early), median(ratios), 1.3);
 
-    constexpr double budget = 16;
-    const bool within = longest < budget;
-    all_within = all_within && within;
-    std::printf("log.turn_99_percent_at_500000 ours=%.2fms other=- ratio=- budget=%.0fms %s\n", longest,
-                budget, within ? "ok" : "SHORT");
+    all_within = print_limited("log_turn_99_percent_at_500000_ms", median(turns), 16) && all_within;
 }
 } // namespace
 

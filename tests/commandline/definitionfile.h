@@ -21,3 +21,10 @@ public:
 private:
     QTemporaryDir m_directory;
 };
+
+/// The path of a file beside the tests, or of the real definition file.
+inline QString data_file(const QByteArray &name)
+{
+    return name == "bleapi.xml" ? QStringLiteral(VORSEL_DEFINITION_FILE)
+                                : QStringLiteral(TEST_DATA "/") + QString::fromLatin1(name);
+}

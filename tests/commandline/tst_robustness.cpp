@@ -12,13 +12,6 @@
 
 namespace {
 
-// A sanitizer multiplies what the DOM takes.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int large_file_size = 10'000'000;
-#else
-constexpr int large_file_size = 100'000'000;
-#endif
-
 QByteArray nested(const QByteArray &tag, int levels, const QByteArray &core)
 {
     return ("<" + tag + ">").repeated(levels) + core + ("</" + tag + ">").repeated(levels);
@@ -68,7 +61,7 @@ void TestRobustness::hostileFiles_data()
     const auto row = [](const char *name, const QByteArray &content, int result) {
         QTest::newRow(name) << content << result;
     };
-    row("1,000,000 nested elements", nested("a", 1'000'000, ""), -1);
+    row("200,000 nested elements", nested("a", 200'000, ""), -1);
     row("1,000,000 elements never closed", QByteArray("<a>").repeated(1'000'000), -1);
     row("256 nested elements", nested("a", 256, ""), 0);
     row("257 nested elements", nested("a", 257, ""), -1);
@@ -106,9 +99,9 @@ void TestRobustness::hostileFiles_data()
         "<a><class name='" + QByteArray(1'000'000, 'x') + "'>" + QByteArray("<command/>").repeated(100'000) +
             "</class></a>",
         -1);
-    row("long comment", "<a><!--" + QByteArray(20'000'000, 'x') + "--></a>", 0);
-    row("long text", "<a>" + QByteArray(20'000'000, 'x') + "</a>", 0);
-    row("zeros", QByteArray(20'000'000, '\0'), -1);
+    row("long comment", "<a><!--" + QByteArray(5'000'000, 'x') + "--></a>", 0);
+    row("long text", "<a>" + QByteArray(5'000'000, 'x') + "</a>", 0);
+    row("zeros", QByteArray(5'000'000, '\0'), -1);
 }
 
 void TestRobustness::hostileFiles()
@@ -119,7 +112,6 @@ void TestRobustness::hostileFiles()
     QSignalSpy spy(&parser, &CommandParser::log_message);
     const Stopwatch timer;
     QTEST(parser.loadDefinitions(file.path()), "result");
-    qInfo("%d ms", timer.milliseconds());
     QVERIFY2(timer.milliseconds() < 20'000, QByteArray::number(timer.milliseconds()).constData());
     QFETCH(int, result);
     QCOMPARE(spy.count(), result == 0 ? 0 : 1);
@@ -145,41 +137,40 @@ void TestRobustness::pipeIsNotOpened()
 #endif
 }
 
+// Dense files of 1 and 10 MB for the time, and one of 100 MB.
 void TestRobustness::largeFile()
 {
     const QByteArray command =
-        "    <command index=\"7\" name=\"read_memory\">\n      <params>\n"
-        "        <param type=\"uint32\" name=\"address\" show=\"address\"/>\n"
-        "        <param type=\"uint8\" name=\"length\" show=\"length\"/>\n      </params>\n"
-        "      <returns>\n        <param type=\"uint16\" name=\"result\" show=\"result\"/>\n"
-        "      </returns>\n    </command>\n";
-    const auto load = [&](CommandParser &parser, int count) {
-        const DefinitionFile file("<api>\n  <class name=\"system\">\n" + command.repeated(count) +
-                                  "<command name='last'/></class></api>");
+        "<command index='7' name='read_memory'><params><param type='uint32' name='address'/>"
+        "<param type='uint8' name='length'/></params><returns><param type='uint16' name='result'/></returns>"
+        "</command>\n";
+    const auto load = [&](CommandParser &parser, int count, int padding) {
+        const QByteArray one = command + "<!--" + QByteArray(padding, 'x') + "-->";
+        const DefinitionFile file("<a><class name='system'>" + one.repeated(count) +
+                                  "<command name='last'/></class></a>");
         const Stopwatch timer;
-        const int result = parser.loadDefinitions(file.path());
-        qInfo("%d commands: %d ms", count, timer.milliseconds());
-        return result == 0 ? timer.milliseconds() : -1;
+        return parser.loadDefinitions(file.path()) == 0 ? timer.milliseconds() : -1;
     };
-    const int count = large_file_size / command.size();
+    const int count = 10'000'000 / command.size();
     CommandParser tenth;
     CommandParser parser;
-    const int tenth_time = load(tenth, count / 10);
-    const int time = load(parser, count);
-    QVERIFY(tenth_time >= 0);
-    QVERIFY(time >= 0);
+    CommandParser huge;
+    const int tenth_time = load(tenth, count / 10, 0);
+    const int time = load(parser, count, 0);
+    QVERIFY(tenth_time >= 0 && time >= 0);
     QVERIFY2(time < 30 * qMax(tenth_time, 50), "loading is not linear");
-    QCOMPARE(parser.classes.value(0).commands.size(), count + 1);
+    QVERIFY(load(huge, count / 10, 100'000'000 / (count / 10)) >= 0);
+    QCOMPARE(huge.classes.value(0).commands.size(), count / 10 + 1);
     const Stopwatch parsing;
     QString message;
     QCOMPARE(parser.parseLine(QStringLiteral("system_last"), message), QByteArray(4, '\0'));
     QVERIFY2(parsing.milliseconds() < 1000, QByteArray::number(parsing.milliseconds()).constData());
 }
 
-// 50 MB that would take a DOM of over 3 GB.
+// 52 MB that would take a DOM of gigabytes.
 void TestRobustness::largeFileWithoutCommands()
 {
-    const DefinitionFile file("<a>" + QByteArray("<b/>").repeated(25'000'000) + "</a>");
+    const DefinitionFile file("<a>" + QByteArray("<b/>").repeated(13'000'000) + "</a>");
     CommandParser parser;
     QCOMPARE(parser.loadDefinitions(file.path()), -1);
 }
@@ -217,7 +208,6 @@ void TestRobustness::longLines()
     QString message;
     const Stopwatch timer;
     QTEST(int(parser.parseLine(line, message).size()), "size");
-    qInfo("%d ms", timer.milliseconds());
     QVERIFY2(timer.milliseconds() < 5000, QByteArray::number(timer.milliseconds()).constData());
 }
 

@@ -1,57 +1,59 @@
 #include "tests/protocol/catalogue.h"
 
+#include <QFile>
 #include <QMap>
 #include <QtEndian>
 
-#include <cstring>
+#include <algorithm>
 
 namespace catalogue {
 
 namespace {
 
-const char *const class_names[] = {"system", "flash", "attributes", "connection", "attclient",
-                                   "sm",     "gap",   "hardware",   "test",       "dfu"};
+const QList<QByteArray> class_names = QByteArray("system flash attributes connection attclient "
+                                                 "sm gap hardware test dfu")
+                                          .split(' ');
+const QMap<QByteArray, int> sizes = {{"uint8", 1},  {"int8", 1},    {"uint16", 2},    {"int16", 2},
+                                     {"uint32", 4}, {"bd_addr", 6}, {"uint8array", 1}};
+const QMap<int, const char *> results = {{0x0000, "No Error"},
+                                         {0x0181, "Device is in wrong state to receive command"},
+                                         {0x0100, "No error"},
+                                         {0xffff, ""}};
 
-const struct
+// "0 3 reg_write" and "3 uint16 address, uint8 value".
+Message read(Kind kind, const QString &head, const QString &part)
 {
-    quint16 code;
-    const char *words;
-} sample_results[] = {{0x0000, "No Error"},
-                      {0x0181, "Device is in wrong state to receive command"},
-                      {0x0100, "No error"},
-                      {0xffff, ""}};
-
-Message read(Kind kind, const QList<QByteArray> &head, const QByteArray &part)
-{
-    Message result{kind, head.at(0).toInt(), head.at(1).toInt(), head.at(2), 0, {}};
-    const int gap = part.indexOf(' ');
-    result.fixed_length = part.left(gap < 0 ? part.size() : gap).toInt();
-    if (gap < 0)
-        return result;
-    for (const QByteArray &entry : part.mid(gap + 1).split(',')) {
-        const QList<QByteArray> words = entry.trimmed().split(' ');
-        const bool is_result = words.at(0).endsWith('!');
-        result.fields.append({words.at(0).chopped(is_result ? 1 : 0), words.at(1), is_result});
+    const QList<QByteArray> words = head.toLatin1().split(' ');
+    const char *const prefixes[] = {"cmd_", "rsp_", "evt_"};
+    Message m{kind, words[0].toInt(), words[1].toInt(), class_names.at(words[0].toInt()), words.at(2), {}, 0,
+              {}};
+    m.method = prefixes[int(kind)] + m.name;
+    m.fixed_length = part.section(u' ', 0, 0).toInt();
+    for (const QString &entry : part.section(u' ', 1).split(u',', Qt::SkipEmptyParts)) {
+        QByteArray type = entry.trimmed().section(u' ', 0, 0).toLatin1();
+        const bool is_result = type.endsWith('!');
+        type.chop(is_result);
+        m.fields.append({type, entry.trimmed().section(u' ', 1).toLatin1(), is_result, type == "uint8array",
+                         sizes.value(type)});
     }
-    return result;
+    return m;
 }
 
 QVector<Message> read_all()
 {
-    QVector<Message> sent;
-    QVector<Message> received;
-    QVector<Message> unasked;
-    for (const QByteArray &text : QByteArray(commands_and_responses).trimmed().split('\n')) {
-        const QList<QByteArray> parts = text.split('|');
-        const QList<QByteArray> head = parts.at(0).trimmed().split(' ');
-        sent.append(read(Kind::command, head, parts.at(1).trimmed()));
-        received.append(read(Kind::response, head, parts.at(2).trimmed()));
+    QVector<Message> commands;
+    QVector<Message> responses;
+    QVector<Message> events;
+    for (const QStringList &row : rows("messages.txt")) {
+        const QStringList parts = row.at(0).split(QStringLiteral(" | "));
+        if (parts.size() == 2) {
+            events.append(read(Kind::event, parts.at(0), parts.at(1)));
+            continue;
+        }
+        commands.append(read(Kind::command, parts.at(0), parts.at(1)));
+        responses.append(read(Kind::response, parts.at(0), parts.at(2)));
     }
-    for (const QByteArray &text : QByteArray(events).trimmed().split('\n')) {
-        const QList<QByteArray> parts = text.split('|');
-        unasked.append(read(Kind::event, parts.at(0).trimmed().split(' '), parts.at(1).trimmed()));
-    }
-    return sent + received + unasked;
+    return commands + responses + events;
 }
 
 qint64 number(const Field &field, const QByteArray &wire)
@@ -61,76 +63,45 @@ qint64 number(const Field &field, const QByteArray &wire)
         return static_cast<qint8>(bytes[0]);
     if (field.type == "int16")
         return qFromLittleEndian<qint16>(bytes);
-    if (wire.size() == 1)
+    if (field.size == 1)
         return static_cast<quint8>(bytes[0]);
-    return wire.size() == 2 ? qFromLittleEndian<quint16>(bytes) : qFromLittleEndian<quint32>(bytes);
+    return field.size == 2 ? qFromLittleEndian<quint16>(bytes) : qFromLittleEndian<quint32>(bytes);
 }
 
-QString pair(char byte)
+QString piece(Kind kind, const Field &field, const QByteArray &wire)
 {
-    return QStringLiteral("%1").arg(static_cast<quint8>(byte), 2, 16, QLatin1Char('0'));
-}
-
-QStringList pieces(const Message &message, const Field &field, const QByteArray &wire)
-{
-    const QString label = QLatin1Char(' ') + QString::fromLatin1(field.name) + QLatin1Char(':');
-    if (is_array(field) || field.type == "bd_addr") {
-        QStringList pairs;
-        for (const char byte : wire)
-            pairs.append(pair(byte));
-        if (message.kind == Kind::command)
-            return QStringList(label) + pairs;
-        if (is_array(field))
-            return {label + pairs.join(QString())};
-        std::reverse(pairs.begin(), pairs.end());
-        return {label + pairs.join(QLatin1Char(':'))};
+    const QString label = QStringLiteral(" %1:").arg(QString::fromLatin1(field.name));
+    if (field.is_array || field.type == "bd_addr") {
+        QByteArray bytes = wire;
+        if (kind != Kind::command && !field.is_array)
+            std::reverse(bytes.begin(), bytes.end());
+        const char separator = kind == Kind::command ? '|' : field.is_array ? '\0' : ':';
+        const QString pairs = QString::fromLatin1(bytes.toHex(separator));
+        return label + (kind == Kind::command && !wire.isEmpty() ? QLatin1String("|") + pairs : pairs);
     }
     const qint64 value = number(field, wire);
-    if (field.is_result) {
-        const char *words = "";
-        for (const auto &known : sample_results) {
-            if (known.code == value)
-                words = known.words;
-        }
-        return {(label + QStringLiteral("0x%1 [<font color=%2>'%3'</font>]"))
-                    .arg(value, 4, 16, QLatin1Char('0'))
-                    .arg(value == 0 ? QStringLiteral("green") : QStringLiteral("red"),
-                         QString::fromLatin1(words))};
-    }
-    const auto bits = static_cast<quint32>(value);
-    return {(label + QStringLiteral("%1 (0x%2)"))
-                .arg(value, 8)
-                .arg(bits, 2 * wire_size(field), 16, QLatin1Char('0'))};
-}
-
-QByteArray kind_name(Kind kind)
-{
-    return kind == Kind::command ? "cmd" : kind == Kind::response ? "rsp" : "evt";
+    if (!field.is_result)
+        return (label + QStringLiteral("%1 (0x%2)"))
+            .arg(value, 8)
+            .arg(static_cast<quint32>(value), 2 * field.size, 16, QLatin1Char('0'));
+    return (label + QStringLiteral("0x%1 [<font color=%2>'%3'</font>]"))
+        .arg(value, 4, 16, QLatin1Char('0'))
+        .arg(QLatin1String(value == 0 ? "green" : "red"), QLatin1String(results.value(int(value), "")));
 }
 
 } // namespace
 
-QByteArray Message::class_name() const
+QByteArray Message::title() const
 {
-    return class_names[class_id];
-}
-
-QByteArray Message::method_name() const
-{
-    return kind_name(kind) + '_' + name;
+    return class_name + ' ' + method;
 }
 
 QByteArray Message::signature() const
 {
     QList<QByteArray> types;
     for (const Field &field : fields)
-        types.append(is_array(field) ? QByteArray("QByteArray") : field.type);
-    return method_name() + '(' + types.join(',') + ')';
-}
-
-QByteArray Message::title() const
-{
-    return class_name() + ' ' + method_name();
+        types.append(field.is_array ? QByteArray("QByteArray") : field.type);
+    return method + '(' + types.join(',') + ')';
 }
 
 const QVector<Message> &messages()
@@ -139,42 +110,26 @@ const QVector<Message> &messages()
     return all;
 }
 
-const Message &message(const char *title)
+const Message &message(const QByteArray &title)
 {
-    for (const Message &candidate : messages()) {
-        if (candidate.title() == title)
-            return candidate;
-    }
-    qFatal("no message %s", title);
-}
-
-int wire_size(const Field &field)
-{
-    static const QMap<QByteArray, int> sizes = {{"uint8", 1},  {"int8", 1},    {"uint16", 2},    {"int16", 2},
-                                                {"uint32", 4}, {"bd_addr", 6}, {"uint8array", 1}};
-    return sizes.value(field.type);
-}
-
-bool is_array(const Field &field)
-{
-    return field.type == "uint8array";
+    const auto found = std::find_if(messages().begin(), messages().end(),
+                                    [&](const Message &m) { return m.title() == title; });
+    if (found == messages().end())
+        qFatal("no message %s", title.constData());
+    return *found;
 }
 
 Values sample(const Message &message, int seed)
 {
     static const int array_sizes[] = {7, 0, 20, 255};
+    static const char *const result_codes[] = {"0000", "8101", "0001", "ffff"};
     Values values;
     int next = 0x2b + 0x51 * seed + 5 * message.id + message.class_id;
     for (const Field &field : message.fields) {
-        if (field.is_result) {
-            const quint16 code = qToLittleEndian(sample_results[seed % 4].code);
-            values.append(QByteArray(reinterpret_cast<const char *>(&code), 2));
-            continue;
-        }
-        QByteArray wire(is_array(field) ? array_sizes[seed % 4] : wire_size(field), '\0');
+        QByteArray wire(field.is_array ? array_sizes[seed % 4] : field.size, '\0');
         for (char &byte : wire)
             byte = static_cast<char>(next += 0x4d);
-        values.append(wire);
+        values.append(field.is_result ? hex(result_codes[seed % 4]) : wire);
     }
     return values;
 }
@@ -183,49 +138,71 @@ QByteArray payload(const Message &message, const Values &values)
 {
     QByteArray bytes;
     for (int i = 0; i < values.size(); ++i) {
-        if (is_array(message.fields.at(i)))
+        if (message.fields.at(i).is_array)
             bytes.append(static_cast<char>(values.at(i).size()));
         bytes.append(values.at(i));
     }
     return bytes;
 }
 
-QByteArray frame(const Message &message, const Values &values)
+QByteArray frame(const Message &message, const QByteArray &payload)
 {
-    return frame_of(message, payload(message, values));
-}
-
-QByteArray frame_of(const Message &message, const QByteArray &payload)
-{
-    const int first = (message.kind == Kind::event ? 0x80 : 0) | (payload.size() >> 8);
-    const int header[] = {first, payload.size() & 0xff, message.class_id, message.id};
     QByteArray bytes;
-    for (const int byte : header)
+    const int first = (message.kind == Kind::event ? 0x80 : 0) | (payload.size() >> 8);
+    for (const int byte : {first, payload.size() & 0xff, message.class_id, message.id})
         bytes.append(static_cast<char>(byte));
     return bytes + payload;
 }
 
-Values decoded(const Message &message, const QByteArray &payload)
+QString shown(const Message &message, const Values &values)
+{
+    QByteArray text = "message " + message.title();
+    for (const QByteArray &value : values)
+        text += ' ' + value.toHex();
+    return QString::fromLatin1(text);
+}
+
+QString log_line(const Message &message, const Values &values)
+{
+    QStringList pieces(QString::fromLatin1("ble_" + message.method.left(4) + message.class_name + '_' +
+                                           message.name + '\t'));
+    for (int i = 0; i < values.size(); ++i)
+        pieces += piece(message.kind, message.fields.at(i), values.at(i));
+    return pieces.join(u'|');
+}
+
+QStringList received(const Message &message, const QByteArray &payload)
 {
     Values values;
     int offset = 0;
     for (const Field &field : message.fields) {
-        const int size = wire_size(field);
-        const bool there = offset + size <= payload.size();
-        const QByteArray wire = there ? payload.mid(offset, size) : QByteArray(size, '\0');
-        offset += size;
-        values.append(is_array(field) ? payload.mid(offset, static_cast<quint8>(wire.at(0))) : wire);
+        const bool there = offset + field.size <= payload.size();
+        const QByteArray wire = there ? payload.mid(offset, field.size) : QByteArray(field.size, '\0');
+        offset += field.size;
+        values.append(field.is_array ? payload.mid(offset, static_cast<quint8>(wire.at(0))) : wire);
     }
-    return values;
+    return {shown(message, values), QLatin1String("line ") + log_line(message, values),
+            QString::fromLatin1("data " + frame(message, payload).toHex())};
 }
 
-QStringList log_line(const Message &message, const Values &values)
+QVector<QStringList> rows(const char *file, int columns)
 {
-    QStringList line(QString::fromLatin1("ble_" + kind_name(message.kind) + '_' + message.class_name() + '_' +
-                                         message.name + '\t'));
-    for (int i = 0; i < values.size(); ++i)
-        line += pieces(message, message.fields.at(i), values.at(i));
-    return line;
+    QFile source(QStringLiteral(TEST_DATA "/") + QLatin1String(file));
+    if (!source.open(QIODevice::ReadOnly | QIODevice::Text))
+        qFatal("no file %s", file);
+    QVector<QStringList> found;
+    for (QString line : QString::fromUtf8(source.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
+        if (line.startsWith(u'#'))
+            continue;
+        line.replace(QLatin1String("\\t"), QLatin1String("\t"));
+        QStringList row;
+        for (int i = 0; i < columns; ++i)
+            row.append(line.section(u';', i, i + 1 < columns ? i : -1));
+        std::transform(row.begin(), row.end(), row.begin(),
+                       [](const QString &s) { return s.startsWith(u' ') ? s.mid(1) : s; });
+        found.append(row);
+    }
+    return found;
 }
 
 } // namespace catalogue

@@ -1,33 +1,18 @@
 #include "tests/protocol/engine_log.h"
 
-#include <QtEndian>
-
 #include <cstring>
 
-namespace {
-
-constexpr int own_signals = 3;
-
-template <typename T>
-QByteArray little_endian(const void *argument)
-{
-    T value;
-    std::memcpy(&value, argument, sizeof(T));
-    value = qToLittleEndian(value);
-    return QByteArray(reinterpret_cast<const char *>(&value), int(sizeof(T)));
-}
-
-} // namespace
+static_assert(Q_BYTE_ORDER == Q_LITTLE_ENDIAN, "arguments are taken as they lie in memory");
 
 EngineLog::EngineLog(cls_ble &engine)
 {
-    const int base = QObject::staticMetaObject.methodCount();
-    const char *const signatures[own_signals] = {"parsed_message_str(QStringList)",
-                                                 "parsed_message_data(QByteArray)", "tx_data(QByteArray)"};
-    for (int i = 0; i < own_signals; ++i) {
-        const int signal = engine.metaObject()->indexOfSignal(signatures[i]);
-        QMetaObject::connect(&engine, signal, this, base + i, Qt::DirectConnection);
-    }
+    const auto frame = [this](const char *kind) {
+        return [this, kind](const QByteArray &bytes) { add(QString::fromLatin1(kind + bytes.toHex())); };
+    };
+    connect(&engine, &cls_ble::parsed_message_str, this,
+            [this](const QStringList &pieces) { add(QLatin1String("line ") + pieces.join(u'|')); });
+    connect(&engine, &cls_ble::parsed_message_data, this, frame("data "));
+    connect(&engine, &cls_ble::tx_data, this, frame("sent "));
     for (const catalogue::Message &m : catalogue::messages()) {
         if (m.kind == catalogue::Kind::command)
             continue;
@@ -35,8 +20,7 @@ EngineLog::EngineLog(cls_ble &engine)
         const int signal = sender->metaObject()->indexOfSignal(m.signature().constData());
         if (signal < 0)
             qFatal("no signal %s", m.title().constData());
-        QMetaObject::connect(sender, signal, this, base + own_signals + m_received.size(),
-                             Qt::DirectConnection);
+        QMetaObject::connect(sender, signal, this, staticMetaObject.methodCount() + m_received.size());
         m_received.append(&m);
     }
 }
@@ -46,67 +30,39 @@ int EngineLog::qt_metacall(QMetaObject::Call call, int id, void **args)
     id = QObject::qt_metacall(call, id, args);
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
-    if (id == line) {
-        add({line, {}, *static_cast<QStringList *>(args[1]), nullptr, {}});
-    } else if (id < own_signals) {
-        add({static_cast<What>(id), *static_cast<QByteArray *>(args[1]), {}, nullptr, {}});
-    } else {
-        const catalogue::Message *m = m_received.at(id - own_signals);
-        catalogue::Values values;
-        for (int i = 0; i < m->fields.size(); ++i)
-            values.append(argument_bytes(m->fields.at(i), args[i + 1]));
-        add({message, {}, {}, m, values});
+    const catalogue::Message &m = *m_received.at(id);
+    catalogue::Values values;
+    for (const catalogue::Field &field : m.fields) {
+        const void *argument = *++args;
+        values.append(field.is_array ? *static_cast<const QByteArray *>(argument)
+                                     : QByteArray(static_cast<const char *>(argument), field.size));
     }
+    add(catalogue::shown(m, values));
     return -1;
 }
 
-void EngineLog::add(const Entry &entry)
+void EngineLog::add(const QString &entry)
 {
     entries.append(entry);
     if (on_entry)
-        on_entry(Entry(entry)); // a copy: what runs now may grow the list
+        on_entry(entry);
 }
 
-QStringList EngineLog::story() const
+QString EngineLog::story() const
 {
     QStringList words;
-    for (const Entry &entry : entries) {
-        switch (entry.what) {
-        case line: words.append(QStringLiteral("line")); break;
-        case data: words.append(QStringLiteral("data")); break;
-        case sent: words.append(QStringLiteral("sent")); break;
-        case message: words.append(QString::fromLatin1(entry.m->name)); break;
-        }
-    }
-    return words;
+    for (const QString &entry : entries)
+        words +=
+            entry.startsWith(QLatin1String("message ")) ? entry.section(u' ', 2, 2).mid(4) : entry.left(4);
+    return words.join(u' ');
 }
 
-QVector<QByteArray> EngineLog::frames(What what) const
-{
-    QVector<QByteArray> found;
-    for (const Entry &entry : entries) {
-        if (entry.what == what)
-            found.append(entry.bytes);
-    }
-    return found;
-}
-
-QStringList EngineLog::lines() const
+QStringList EngineLog::all(const char *kind) const
 {
     QStringList found;
-    for (const Entry &entry : entries) {
-        if (entry.what == line)
-            found.append(entry.pieces.join(QLatin1Char(' ')));
-    }
-    return found;
-}
-
-QVector<catalogue::Values> EngineLog::values() const
-{
-    QVector<catalogue::Values> found;
-    for (const Entry &entry : entries) {
-        if (entry.what == message)
-            found.append(entry.values);
+    for (const QString &entry : entries) {
+        if (entry.section(u' ', 0, 0) == QLatin1String(kind))
+            found += entry.section(u' ', 1);
     }
     return found;
 }
@@ -119,41 +75,14 @@ QObject *class_object(cls_ble &engine, int class_id)
     return objects[class_id];
 }
 
-QByteArray argument_bytes(const catalogue::Field &field, const void *argument)
-{
-    if (catalogue::is_array(field))
-        return *static_cast<const QByteArray *>(argument);
-    switch (catalogue::wire_size(field)) {
-    case 1: return little_endian<quint8>(argument);
-    case 2: return little_endian<quint16>(argument);
-    case 4: return little_endian<quint32>(argument);
-    default: return QByteArray(static_cast<const char *>(argument), 6);
-    }
-}
-
 void call_command(cls_ble &engine, const catalogue::Message &command, const catalogue::Values &values)
 {
-    struct alignas(8) Storage
-    {
-        char bytes[8];
-    };
-    QVector<Storage> numbers(values.size());
-    QVector<QByteArray> arrays = values;
+    QVector<quint64> numbers(values.size());
     QVector<void *> args{nullptr};
     for (int i = 0; i < values.size(); ++i) {
-        const QByteArray &wire = values.at(i);
-        char *const storage = numbers[i].bytes;
-        if (catalogue::is_array(command.fields.at(i))) {
-            args.append(&arrays[i]);
-            continue;
-        }
-        if (wire.size() == 2)
-            qFromLittleEndian<quint16>(wire.constData(), 1, storage);
-        else if (wire.size() == 4)
-            qFromLittleEndian<quint32>(wire.constData(), 1, storage);
-        else
-            std::memcpy(storage, wire.constData(), static_cast<std::size_t>(wire.size()));
-        args.append(storage);
+        std::memcpy(&numbers[i], values[i].constData(), std::size_t(qMin(values[i].size(), 8)));
+        args.append(command.fields[i].is_array ? const_cast<QByteArray *>(&values[i])
+                                               : static_cast<void *>(&numbers[i]));
     }
     QObject *object = class_object(engine, command.class_id);
     const int slot = object->metaObject()->indexOfSlot(command.signature().constData());

@@ -1,10 +1,9 @@
-// How the byte stream is cut into frames.
+// How the byte stream is cut into frames, and the send queue: by it the two counters, which nothing else
+// shows.
 
 #include "tests/protocol/engine_log.h"
 
 #include <QTest>
-
-using namespace catalogue;
 
 // Bytes wait in a private member, and how many do is part of the rule: an explicit instantiation may name it.
 QByteArray &waiting_bytes(cls_ble &engine);
@@ -16,6 +15,17 @@ struct Opener
 };
 template struct Opener<&cls_ble::rx_buffer>;
 
+namespace {
+
+void transcripts(const char *file)
+{
+    QTest::addColumn<QString>("transcript");
+    for (const QStringList &row : catalogue::rows(file, 2))
+        QTest::newRow(row.at(0).toLatin1().constData()) << row.at(1);
+}
+
+} // namespace
+
 class tst_Engine : public QObject
 {
     Q_OBJECT
@@ -25,100 +35,75 @@ private Q_SLOTS:
     void chunks();
     void everySplit();
     void everyFirstByte();
-    void unknownMessages_data();
-    void unknownMessages();
+    void longestFrameSwallowsOthers();
     void longJunk();
     void enginesAreApart();
-    void leftoverSurvivesReset();
     void borrowedBytes();
+    void flowControl_data();
+    void flowControl();
+    void orderOfSending();
+    void queuedFramesDieWithEngine();
 };
 
 void tst_Engine::chunks_data()
 {
-    QTest::addColumn<QByteArrayList>("chunks");
-    QTest::addColumn<QByteArrayList>("frames"); // all that come out, in order
-    QTest::addColumn<QByteArray>("waiting");    // what stays in the engine
-    const auto row = [](const char *title, std::initializer_list<const char *> chunks,
-                        std::initializer_list<const char *> frames, const char *waiting = "") {
-        QByteArrayList in;
-        QByteArrayList out;
-        for (const char *chunk : chunks)
-            in.append(hex(chunk));
-        for (const char *frame : frames)
-            out.append(hex(frame));
-        QTest::newRow(title) << in << out << hex(waiting);
-    };
-    row("nothing", {""}, {});
-    row("one frame", {"00000001"}, {"00000001"});
-    row("byte by byte", {"00", "03", "00", "04", "00", "40", "ff"}, {"000300040040ff"});
-    row("half a frame waits", {"00030004", "0040"}, {}, "000300040040");
-    row("half a header waits", {"000000"}, {}, "000000");
-    row("two frames in one", {"0000000180000005"}, {"00000001", "80000005"});
-    row("junk, two frames, half a frame", {"ff55aa000300040040ff800000050003", "0004"},
-        {"000300040040ff", "80000005"}, "00030004");
-    row("and its other half", {"ff55aa000300040040ff800000050003", "0004", "112233"},
-        {"000300040040ff", "80000005", "00030004112233"});
-    // Junk is looked at only while four bytes are there, so the last three wait for what comes next.
-    row("three bad bytes wait", {"ffffff"}, {}, "ffffff");
-    row("fourth byte drops the first alone", {"ffffff", "00"}, {}, "ffff00");
-    row("fourth bad byte drops the first alone", {"ffffffff"}, {}, "ffffff");
-    row("last three of a run wait", {"ff7f08787fff38"}, {}, "7fff38");
-    row("one bad byte in front of half a frame", {"ff0003000400"}, {}, "0003000400");
-    row("a good frame pushes bad bytes out", {"ffffff", "00000001"}, {"00000001"});
-    row("three bad bytes and half a header", {"ffffff00", "0000", "01"}, {"00000001"});
-    row("junk between frames", {"000000010899102040487878", "78800000050000"}, {"00000001", "80000005"},
-        "0000");
-    // Only the first byte is tested: a bad one inside a frame is payload.
-    row("bad bytes as payload", {"0003000408ff78"}, {"0003000408ff78"});
-    row("length byte in front, as of packet mode", {"0800000001"}, {"00000001"});
-    // ... and a small one is taken for a header.
-    row("length byte that could be a header", {"0400000001"}, {}, "0400000001");
+    transcripts("chunks.txt");
 }
 
 void tst_Engine::chunks()
 {
-    QFETCH(QByteArrayList, chunks);
-    QFETCH(QByteArrayList, frames);
-    QFETCH(QByteArray, waiting);
-    cls_ble engine;
-    EngineLog log(engine);
-    for (const QByteArray &chunk : chunks)
-        engine.rx_data(chunk);
-    QCOMPARE(log.frames(EngineLog::data).toList(), QList<QByteArray>(frames));
-    QCOMPARE(waiting_bytes(engine).toHex(), waiting.toHex());
+    QFETCH(QString, transcript);
+    Rig rig;
+    QStringList seen;
+    for (const QString &step : transcript.split(u' ')) {
+        if (step.startsWith(u'>') || step.startsWith(QLatin1String("left")))
+            continue;
+        if (step == QLatin1String("reset"))
+            rig.engine.reset_queue();
+        else
+            rig.engine.rx_data(hex(step.toLatin1()));
+        seen += step;
+        for (const QString &frame : rig.log.all("data"))
+            seen += u'>' + frame;
+        rig.log.entries.clear();
+    }
+    seen += QString::fromLatin1("left:" + waiting_bytes(rig.engine).toHex());
+    QCOMPARE(seen.join(u' '), transcript);
 }
 
 // The stream gives the same whatever its chunks: cut once at every place, cut into equal pieces of every
 // size.
 void tst_Engine::everySplit()
 {
-    const QByteArray stream = hex("ffff88000300040040ff80000005550000ff01"
-                                  "81050001ff") +
-                              QByteArray(0x104, 'd') + hex("00020602810100000899100040404040");
-    const QStringList lines = {
-        QStringLiteral("ble_rsp_system_reg_read\t  address:   16384 (0x4000)  value:     255 (0xff)"),
-        QStringLiteral("ble_evt_system_no_license_key\t"),
-        QStringLiteral("ble_evt_system_debug\t  data:") + QStringLiteral("64").repeated(255),
-        QStringLiteral("ble_rsp_gap_discover\t  result:0x0181 [<font color=red>'Device is in wrong state to "
-                       "receive command'</font>]")};
-    const QVector<QByteArray> frames = {hex("000300040040ff"), hex("80000005"),
-                                        hex("0000ff01"),       hex("81050001ff") + QByteArray(0x104, 'd'),
-                                        hex("000206028101"),   hex("00000899")};
+    const QByteArray stream = hex("ffff88000300040040ff80000005550000ff0181050001ff") + QByteArray(260, 'd') +
+                              hex("00020602810100000899100040404040");
+    const QStringList expected = {
+        QStringLiteral("message system rsp_reg_read 0040 ff"),
+        QStringLiteral("line ble_rsp_system_reg_read\t| address:   16384 (0x4000)| value:     255 (0xff)"),
+        QStringLiteral("data 000300040040ff"),
+        QStringLiteral("message system evt_no_license_key"),
+        QStringLiteral("line ble_evt_system_no_license_key\t"),
+        QStringLiteral("data 80000005"),
+        QStringLiteral("data 0000ff01"),
+        QStringLiteral("message system evt_debug ") + QStringLiteral("64").repeated(255),
+        QStringLiteral("line ble_evt_system_debug\t| data:") + QStringLiteral("64").repeated(255),
+        QStringLiteral("data 81050001ff") + QStringLiteral("64").repeated(260),
+        QStringLiteral("message gap rsp_discover 8101"),
+        QStringLiteral("line ble_rsp_gap_discover\t| result:0x0181 [<font color=red>'Device is in wrong "
+                       "state to receive command'</font>]"),
+        QStringLiteral("data 000206028101"),
+        QStringLiteral("data 00000899")};
     for (int cut = 0; cut <= stream.size(); ++cut) {
-        cls_ble engine;
-        EngineLog log(engine);
-        engine.rx_data(stream.left(cut));
-        engine.rx_data(stream.mid(cut));
-        QCOMPARE(log.lines(), lines);
-        QCOMPARE(log.frames(EngineLog::data), frames);
+        Rig rig;
+        rig.engine.rx_data(stream.left(cut));
+        rig.engine.rx_data(stream.mid(cut));
+        QCOMPARE(rig.log.entries, expected);
     }
     for (int size = 1; size <= 40; ++size) {
-        cls_ble engine;
-        EngineLog log(engine);
+        Rig rig;
         for (int at = 0; at < stream.size(); at += size)
-            engine.rx_data(stream.mid(at, size));
-        QCOMPARE(log.lines(), lines);
-        QCOMPARE(log.frames(EngineLog::data), frames);
+            rig.engine.rx_data(stream.mid(at, size));
+        QCOMPARE(rig.log.entries, expected);
     }
 }
 
@@ -127,98 +112,119 @@ void tst_Engine::everySplit()
 void tst_Engine::everyFirstByte()
 {
     for (int first = 0; first < 256; ++first) {
-        cls_ble engine;
-        EngineLog log(engine);
-        const QByteArray head = QByteArray(1, static_cast<char>(first)) + hex("00c8c9");
         const bool valid = first < 8 || (first >= 0x80 && first < 0x88);
-        QByteArray frame = head + QByteArray((first & 7) * 256, 'p');
-        if (valid) {
-            engine.rx_data(frame.chopped(1));
-            QVERIFY(log.entries.isEmpty());
-            engine.rx_data(frame.right(1));
-            QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>{frame});
-        } else {
-            // Without the bad byte the next frame's header begins at once.
-            engine.rx_data(QByteArray(1, static_cast<char>(first)) + hex("80000005"));
-            QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>{hex("80000005")});
-        }
+        const QByteArray rest = valid ? hex("00c8c9") + QByteArray((first & 7) * 256, 'p') : hex("80000005");
+        const QByteArray stream = char(first) + rest;
+        Rig rig;
+        rig.engine.rx_data(stream.chopped(1));
+        QVERIFY(rig.log.entries.isEmpty());
+        rig.engine.rx_data(stream.right(1));
+        QCOMPARE(rig.log.all("data"), QStringList(QString::fromLatin1((valid ? stream : rest).toHex())));
     }
 }
 
-void tst_Engine::unknownMessages_data()
+// A stray 0x07 0xff claims the longest frame there is, and all that comes next with it.
+void tst_Engine::longestFrameSwallowsOthers()
 {
-    QTest::addColumn<QByteArray>("frame");
-    QTest::newRow("one past system's responses") << hex("00010015aa");
-    QTest::newRow("one past system's events") << hex("80010008aa");
-    QTest::newRow("one past test's responses") << hex("00000807");
-    QTest::newRow("event of class 8") << hex("80000800");
-    QTest::newRow("class 10") << hex("00020a000000");
-    QTest::newRow("class 255, id 255") << hex("8002ffff0000");
-    // A stray 0x07 0xff claims the longest frame there is, and all that comes next with it.
-    QTest::newRow("longest frame, swallowing others")
-        << hex("07ff") + hex("800000050000000100000001").repeated(171).left(2049);
-}
-
-void tst_Engine::unknownMessages()
-{
-    QFETCH(QByteArray, frame);
-    cls_ble engine;
-    EngineLog log(engine);
-    engine.rx_data(frame.chopped(1));
-    QVERIFY(log.entries.isEmpty());
-    engine.rx_data(frame.right(1));
-    QCOMPARE(log.story(), QStringList{QStringLiteral("data")});
-    QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>{frame});
-    engine.rx_data(hex("00000001"));
-    QCOMPARE(log.story().mid(1),
-             (QStringList{QStringLiteral("hello"), QStringLiteral("line"), QStringLiteral("data")}));
+    const QByteArray frame = hex("07ff") + hex("800000050000000100000001").repeated(171).left(2049);
+    Rig rig;
+    rig.engine.rx_data(frame.chopped(1));
+    QVERIFY(rig.log.entries.isEmpty());
+    rig.engine.rx_data(frame.right(1) + hex("00000001"));
+    QCOMPARE(rig.log.story(), QStringLiteral("data hello line data"));
+    QCOMPARE(rig.log.all("data").first(), QString::fromLatin1(frame.toHex()));
 }
 
 void tst_Engine::longJunk()
 {
-    cls_ble engine;
-    EngineLog log(engine);
-    for (int i = 0; i < 3; ++i) {
-        engine.rx_data(QByteArray(1000000, '\xff'));
-        engine.rx_data(hex("00000001"));
-    }
-    QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>(3, hex("00000001")));
+    Rig rig;
+    for (int i = 0; i < 3; ++i)
+        rig.engine.rx_data(QByteArray(1000000, '\xff') + hex("00000001"));
+    QCOMPARE(rig.log.story(), QStringLiteral("hello line data hello line data hello line data"));
 }
 
 void tst_Engine::enginesAreApart()
 {
-    cls_ble one;
-    cls_ble other;
-    EngineLog one_log(one);
-    EngineLog other_log(other);
-    one.rx_data(hex("0000"));
-    other.rx_data(hex("80000005"));
-    one.rx_data(hex("0001"));
-    QCOMPARE(one_log.frames(EngineLog::data), QVector<QByteArray>{hex("00000001")});
-    QCOMPARE(other_log.frames(EngineLog::data), QVector<QByteArray>{hex("80000005")});
-}
-
-void tst_Engine::leftoverSurvivesReset()
-{
-    cls_ble engine;
-    EngineLog log(engine);
-    engine.rx_data(hex("0003000400"));
-    engine.set_flow_control(true);
-    engine.reset_queue();
-    engine.rx_data(hex("40ff"));
-    QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>{hex("000300040040ff")});
+    Rig one;
+    Rig other;
+    one.engine.rx_data(hex("0000"));
+    other.engine.rx_data(hex("80000005"));
+    one.engine.rx_data(hex("0001"));
+    QCOMPARE(one.log.story(), QStringLiteral("hello line data"));
+    QCOMPARE(other.log.story(), QStringLiteral("no_license_key line data"));
 }
 
 // A caller may hand in memory of its own that is gone once the call returns.
 void tst_Engine::borrowedBytes()
 {
-    cls_ble engine;
-    EngineLog log(engine);
+    Rig rig;
     char memory[] = {0, 3, 0, 4, 0};
-    engine.rx_data(QByteArray::fromRawData(memory, 5));
+    rig.engine.rx_data(QByteArray::fromRawData(memory, 5));
     std::fill(std::begin(memory), std::end(memory), '\x7f');
-    engine.rx_data(hex("40ff"));
-    QCOMPARE(log.frames(EngineLog::data), QVector<QByteArray>{hex("000300040040ff")});
+    rig.engine.rx_data(hex("40ff"));
+    QCOMPARE(rig.log.all("data"), QStringList(QStringLiteral("000300040040ff")));
+}
+
+void tst_Engine::flowControl_data()
+{
+    transcripts("flow_control.txt");
+}
+
+void tst_Engine::flowControl()
+{
+    QFETCH(QString, transcript);
+    const QMap<QString, QString> frames = {{QStringLiteral("00000001"), QStringLiteral(">hello")},
+                                           {QStringLiteral("00000008"), QStringLiteral(">info")},
+                                           {QStringLiteral("00000005"), QStringLiteral(">counters")}};
+    Rig rig;
+    cls_ble &engine = rig.engine;
+    const QMap<QString, std::function<void()>> actions = {
+        {QStringLiteral("on"), [&] { engine.set_flow_control(true); }},
+        {QStringLiteral("off"), [&] { engine.set_flow_control(false); }},
+        {QStringLiteral("reset"), [&] { engine.reset_queue(); }},
+        {QStringLiteral("hello"), [&] { engine.system.cmd_hello(); }},
+        {QStringLiteral("info"), [&] { engine.system.cmd_get_info(); }},
+        {QStringLiteral("counters"), [&] { engine.system.cmd_get_counters(); }}};
+    QStringList seen;
+    for (const QString &step : transcript.split(u' ')) {
+        if (step.startsWith(u'>'))
+            continue;
+        if (actions.contains(step))
+            actions.value(step)();
+        else
+            engine.rx_data(hex(step.toLatin1()));
+        seen += step;
+        for (const QString &frame : rig.log.all("sent"))
+            seen += frames.value(frame);
+        rig.log.entries.clear();
+    }
+    QCOMPARE(seen.join(u' '), transcript);
+}
+
+// A command is logged when issued, even if it waits; a waiting one goes out behind the frame that lets it.
+void tst_Engine::orderOfSending()
+{
+    Rig rig;
+    rig.engine.set_flow_control(true);
+    for (int i = 0; i < 4; ++i)
+        rig.engine.system.cmd_hello();
+    QCOMPARE(rig.log.story(), QStringLiteral("line sent line line line"));
+    rig.log.entries.clear();
+    rig.engine.rx_data(hex("000000018000000500000001"));
+    QCOMPARE(rig.log.story(), QStringLiteral("hello line data sent no_license_key line data "
+                                             "hello line data sent"));
+}
+
+void tst_Engine::queuedFramesDieWithEngine()
+{
+    auto engine = std::make_unique<cls_ble>();
+    EngineLog log(*engine);
+    engine->set_flow_control(true);
+    engine->system.cmd_hello();
+    engine->system.cmd_get_info();
+    engine->rx_data(hex("0001")); // and an unfinished frame
+    engine.reset();
+    QCOMPARE(log.all("sent"), QStringList(QStringLiteral("00000001")));
 }
 
 QTEST_GUILESS_MAIN(tst_Engine)

@@ -1,5 +1,7 @@
 // The build-time tool itself: same definition, same bytes; a faulty definition is refused.
 
+#include "tests/protocol/catalogue.h"
+
 #include <QDir>
 #include <QFile>
 #include <QMap>
@@ -7,23 +9,17 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <tuple>
+
 namespace {
 
-struct Run
-{
-    int exit_code = -1;
-    QByteArray message;
-};
-
-Run generate(const QString &definition, const QString &folder)
+// The exit code, or -1, and the complaint.
+std::pair<int, QByteArray> generate(const QString &definition, const QString &folder)
 {
     QProcess process;
     process.start(QStringLiteral(GENERATOR), {definition, folder});
-    Run run;
-    if (process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit)
-        run.exit_code = process.exitCode();
-    run.message = process.readAllStandardError();
-    return run;
+    const bool ended = process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit;
+    return {ended ? process.exitCode() : -1, process.readAllStandardError()};
 }
 
 QMap<QString, QByteArray> contents(const QString &folder)
@@ -37,12 +33,6 @@ QMap<QString, QByteArray> contents(const QString &folder)
     return files;
 }
 
-QByteArray definition_text()
-{
-    QFile file(QStringLiteral(DEFINITION_FILE));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 class tst_Generator : public QObject
@@ -53,8 +43,7 @@ private Q_SLOTS:
     void sameBytesAgain();
     void faultyDefinitions_data();
     void faultyDefinitions();
-    void missingDefinition();
-    void unwritableFolder();
+    void badPaths();
 };
 
 void tst_Generator::sameBytesAgain()
@@ -62,12 +51,12 @@ void tst_Generator::sameBytesAgain()
     QTemporaryDir folder;
     const QString first = folder.filePath(QStringLiteral("first"));
     const QString second = folder.filePath(QStringLiteral("deeper/second"));
-    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), first).exit_code, 0);
-    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), second).exit_code, 0);
+    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), first).first, 0);
+    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), second).first, 0);
     QCOMPARE(contents(first).size(), 22);
     QVERIFY(contents(first) == contents(second));
     // Over what is already there, too.
-    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), first).exit_code, 0);
+    QCOMPARE(generate(QStringLiteral(DEFINITION_FILE), first).first, 0);
     QVERIFY(contents(first) == contents(second));
 }
 
@@ -76,25 +65,9 @@ void tst_Generator::faultyDefinitions_data()
     QTest::addColumn<QByteArray>("was");
     QTest::addColumn<QByteArray>("becomes");
     QTest::addColumn<QByteArray>("complaint");
-    const auto row = [](const char *title, const char *was, const char *becomes, const char *complaint) {
-        QTest::newRow(title) << QByteArray(was) << QByteArray(becomes) << QByteArray(complaint);
-    };
-    row("unknown type", R"(type="uint16" name="address")", R"(type="uint17" name="address")", "unknown type");
-    row("field behind an array", R"(<param type="uint32" name="address"/>)",
-        R"(<param type="uint8array" name="address"/>)", "behind an array");
-    row("wrong index", R"(index="3" name="reg_write")", R"(index="4" name="reg_write")", "index 3");
-    row("no index", R"(index="0" name="reset")", R"(name="reset")", "index 0");
-    row("result of 8 bits", R"(type="uint8" name="maxconn")", R"(type="uint8" show="result" name="maxconn")",
-        "16 bits");
-    row("name of a table", R"(name="endpoint_names")", R"(name="endpoint")", "_names");
-    row("value that is no number", R"(name="endpoint_test" value="1")", R"(name="endpoint_test" value="one")",
-        "value");
-    row("name of a message", R"(name="reg_write")", R"(name="reg write")", "name");
-    row("empty name of a field", R"(name="boot_in_dfu")", R"(name="")", "name");
-    row("nine fields", R"(<param type="uint8" name="bonding"/>)",
-        R"(<param type="uint8" name="bonding"/><param type="uint8" name="ninth"/>)", "eight");
-    row("not XML", "</api>", "", "");
-    row("another shape", "class", "section", "class");
+    for (const QStringList &row : catalogue::rows("faults.txt", 4))
+        QTest::newRow(row.at(0).toLatin1().constData())
+            << row.at(1).toLatin1() << row.at(2).toLatin1() << row.at(3).toLatin1();
 }
 
 void tst_Generator::faultyDefinitions()
@@ -102,41 +75,31 @@ void tst_Generator::faultyDefinitions()
     QFETCH(QByteArray, was);
     QFETCH(QByteArray, becomes);
     QFETCH(QByteArray, complaint);
-    QByteArray text = definition_text();
+    QFile source(QStringLiteral(DEFINITION_FILE));
+    QVERIFY(source.open(QIODevice::ReadOnly));
+    QByteArray text = source.readAll();
     QVERIFY(text.contains(was));
     text.replace(was, becomes);
 
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("faulty.xml"));
-    QFile file(path);
+    QFile file(folder.filePath(QStringLiteral("faulty.xml")));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(text);
     file.close();
     const QString out = folder.filePath(QStringLiteral("out"));
-    const Run run = generate(path, out);
-    QVERIFY2(run.exit_code > 0, run.message.constData());
-    QVERIFY2(run.message.contains(complaint), run.message.constData());
+    const auto [code, message] = generate(file.fileName(), out);
+    QVERIFY2(code > 0 && message.contains(complaint), message.constData());
     QVERIFY(contents(out).isEmpty());
 }
 
-void tst_Generator::missingDefinition()
+void tst_Generator::badPaths()
 {
     QTemporaryDir folder;
-    const Run run =
-        generate(folder.filePath(QStringLiteral("none.xml")), folder.filePath(QStringLiteral("out")));
-    QVERIFY(run.exit_code > 0);
-    QVERIFY(run.message.contains("none.xml"));
-}
-
-void tst_Generator::unwritableFolder()
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("file"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    const Run run = generate(QStringLiteral(DEFINITION_FILE), path);
-    QVERIFY(run.exit_code > 0);
-    QVERIFY(!run.message.isEmpty());
+    auto [code, message] = generate(folder.filePath(QStringLiteral("none.xml")), folder.path());
+    QVERIFY2(code > 0 && message.contains("none.xml"), message.constData());
+    // A file where the folder should be.
+    std::tie(code, message) = generate(QStringLiteral(DEFINITION_FILE), QStringLiteral(DEFINITION_FILE));
+    QVERIFY2(code > 0 && !message.isEmpty(), message.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_Generator)

@@ -1,11 +1,9 @@
 #include "transport/platform/published_ports.h"
 
-#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
@@ -17,99 +15,63 @@ namespace {
 constexpr int patienceMs = 20'000;
 
 // The host's end of the line.
-class Host
+struct Host
 {
-public:
     explicit Host(const QString &path)
-        : fd(::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
+        : fd(::open(path.toLocal8Bit().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC))
     {
     }
-    ~Host() { close(); }
+    ~Host() { ::close(fd); }
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
 
-    void close()
-    {
-        if (fd >= 0)
-            ::close(fd);
-        fd = -1;
-    }
-
-    bool send(const char *hex)
+    // Sends bytes in hex and gives the next `size` bytes, in hex too; fewer if nothing more comes.
+    QByteArray exchange(const char *hex, int size) const
     {
         const QByteArray bytes = QByteArray::fromHex(hex);
-        return ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+        const bool sent =
+            bytes.isEmpty() || ::write(fd, bytes.constData(), size_t(bytes.size())) == bytes.size();
+        QByteArray got;
+        char byte = 0;
+        pollfd entry{fd, POLLIN, 0};
+        while (sent && got.size() < size && ::poll(&entry, 1, patienceMs) > 0 && ::read(fd, &byte, 1) == 1)
+            got.append(byte);
+        return got.toHex();
     }
 
-    // So many bytes in hex; fewer if the line fails or nothing more comes.
-    QByteArray receive(int size)
-    {
-        QByteArray bytes;
-        while (bytes.size() < size && waitFor(POLLIN)) {
-            char buffer[512];
-            const ssize_t count =
-                ::read(fd, buffer, size_t(std::min(size - bytes.size(), int(sizeof(buffer)))));
-            if (count <= 0)
-                break;
-            bytes.append(buffer, int(count));
-        }
-        return bytes.toHex();
-    }
-
-    bool isGone()
+    bool isGone() const
     {
         char byte = 0;
-        return waitFor(POLLIN) && ::read(fd, &byte, 1) <= 0 && errno != EAGAIN;
-    }
-
-    bool hasEcho() const
-    {
-        termios line{};
-        return ::tcgetattr(fd, &line) != 0 || (line.c_lflag & (ECHO | ICANON)) != 0 ||
-               (line.c_oflag & OPOST) != 0;
-    }
-
-private:
-    bool waitFor(short what) const
-    {
-        pollfd entry{fd, what, 0};
-        return ::poll(&entry, 1, patienceMs) > 0;
+        pollfd entry{fd, POLLIN, 0};
+        return ::poll(&entry, 1, patienceMs) > 0 && ::read(fd, &byte, 1) <= 0;
     }
 
     int fd;
 };
 
-// A running simulated module, in a runtime directory of its own.
-class Module
+// A running simulated module.
+struct Module
 {
-public:
-    Module(const QString &runtimeDir, const QStringList &arguments)
+    explicit Module(const QString &arguments = QString())
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeDir);
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(VORSEL_MODULE), arguments);
+        process.start(QStringLiteral(VORSEL_MODULE), arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
         waitForLog("ready: ");
         path = QString::fromLocal8Bit(output).section(QLatin1Char(' '), 1, 1).trimmed();
     }
-
     ~Module()
     {
-        if (process.state() != QProcess::NotRunning) {
-            process.kill();
-            process.waitForFinished(patienceMs);
-        }
+        process.kill();
+        process.waitForFinished(patienceMs);
     }
     Module(const Module &) = delete;
     Module &operator=(const Module &) = delete;
 
-    bool waitForLog(const QByteArray &text, int from = 0)
+    // Waits for whole lines with so many of `text` from the given place on.
+    bool waitForLog(const QByteArray &text, int from = 0, int times = 1)
     {
-        QElapsedTimer time;
-        time.start();
-        while (output.indexOf(text, from) < 0 || !output.endsWith('\n')) {
-            if (time.elapsed() > patienceMs || !process.waitForReadyRead(patienceMs))
-                return output.indexOf(text, from) >= 0;
+        while (output.mid(from).count(text) < times || !output.endsWith('\n')) {
+            if (!process.waitForReadyRead(patienceMs))
+                return false;
             output += process.readAllStandardOutput();
         }
         return true;
@@ -125,11 +87,8 @@ public:
     // The exit code, or -1 for a crash or a program that goes on.
     int wait()
     {
-        if (process.state() != QProcess::NotRunning)
-            process.waitForFinished(patienceMs);
-        const bool ended =
-            process.state() == QProcess::NotRunning && process.exitStatus() == QProcess::NormalExit;
-        return ended ? process.exitCode() : -1;
+        const bool ended = process.state() == QProcess::NotRunning || process.waitForFinished(patienceMs);
+        return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
 
     QProcess process;
@@ -137,189 +96,147 @@ public:
     QString path;
 };
 
+// The one port that is published, as "name=path"; empty without any.
+QString published()
+{
+    const auto ports = list_published_ports();
+    return ports.empty() ? QString() : QString::fromStdString(ports[0].name + "=" + ports[0].path);
+}
+
 } // namespace
 
-// The program over its pseudo-terminal.
+// The program over its pseudo-terminal, in a runtime directory of the test's own.
 class TestProcess : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void initTestCase();
-    void firstExchange();
-    void signalTakesTheLinkAway_data();
-    void signalTakesTheLinkAway();
-    void hostsComeAndGo();
-    void unplugsAfterItsLastFrame();
-    void controlLines();
-    void packetMode();
-    void unreadLogHoldsNothingUp();
-    void secondOfTheSameNameIsRefused();
-    void badOptionEndsWithTwo();
-
-private:
-    QString linkPath(const QString &name) const
-    {
-        return runtimeDir.path() + QStringLiteral("/vorsel/ports/") + name;
-    }
-
     QTemporaryDir runtimeDir;
+
+private Q_SLOTS:
+    void initTestCase() { qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toLocal8Bit()); }
+
+    void firstExchange()
+    {
+        Module module;
+        QCOMPARE(QString::fromLocal8Bit(module.output),
+                 QStringLiteral("ready: %1 Simulated module\n").arg(module.path));
+        QCOMPARE(published(), QStringLiteral("Simulated module=") + module.path);
+        const Host host(module.path);
+        termios line{};
+        QCOMPARE(::tcgetattr(host.fd, &line), 0);
+        QVERIFY((line.c_lflag & (ECHO | ICANON)) == 0 && (line.c_oflag & OPOST) == 0);
+        QCOMPARE(host.exchange("00000001", 4), QByteArray("00000001"));
+        QVERIFY(module.waitForLog("-> 00 00 00 01  rsp system_hello"));
+        QVERIFY(module.output.contains("<- 00 00 00 01  cmd system_hello"));
+        module.process.closeWriteChannel(); // the end of its input is no reason to end
+        QCOMPARE(host.exchange("00000002", 10), QByteArray("000600020504030201c0"));
+    }
+
+    void signalTakesTheLinkAway()
+    {
+        for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+            Module module(QStringLiteral("--name to-end"));
+            QCOMPARE(published(), QStringLiteral("to-end=") + module.path);
+            QCOMPARE(::kill(pid_t(module.process.processId()), number), 0);
+            QCOMPARE(module.wait(), 0);
+            QVERIFY(QDir(QString::fromStdString(published_ports_dir())).isEmpty());
+        }
+    }
+
+    void hostsComeAndGo()
+    {
+        Module module;
+        for (int i = 0; i < 3; ++i) {
+            const int from = module.output.size();
+            {
+                const Host host(module.path);
+                QCOMPARE(host.exchange("00000001", 4), QByteArray("00000001"));
+                // Half a frame and an answer that stays unread: neither may reach the next host.
+                host.exchange("00000002 0003", 0);
+                QVERIFY(module.waitForLog("rsp system_address_get", from));
+            }
+            QVERIFY(module.waitForLog("detached", from));
+            QCOMPARE(module.output.mid(from).count("attached\n"), 1);
+        }
+        module.tell("send-hex 00000001");
+        QVERIFY(module.waitForLog("obeyed: send-hex"));
+        QCOMPARE(Host(module.path).exchange("00000008", 4), QByteArray("000c0008"));
+    }
+
+    void unplugsAfterItsLastFrame()
+    {
+        Module module(QStringLiteral("--unplug 2"));
+        const Host host(module.path);
+        QCOMPARE(host.exchange("00000001 0000000c 00000001", 8), QByteArray("000000010000000c"));
+        QVERIFY(host.isGone()); // and not a byte of a third frame
+        QCOMPARE(module.wait(), 0);
+        QCOMPARE(published(), QString());
+    }
+
+    void controlLines()
+    {
+        Module module;
+        const Host host(module.path);
+        QVERIFY(module.waitForLog("attached"));
+        for (const char *line :
+             {"", "   ", "nonsense", "send-hex xyz", "send-hex", "lose", "remote-write 1 00",
+              "remote-write x", "\xff\xfe garbage", "result system_hello=1"})
+            module.tell(line);
+        module.tell(QByteArray(100'000, 'x') + '\0');
+        module.tell("send-hex 80 02 00 06 80 01");
+        QCOMPARE(host.exchange("", 6), QByteArray("800200068001"));
+        QVERIFY(module.waitForLog("not obeyed: remote-write 1 00 (refused with 0403)"));
+        module.tell("lose 1");
+        QVERIFY(module.waitForLog("-- obeyed: lose 1"));
+        QCOMPARE(host.exchange("00000001 0000000c", 4), QByteArray("0000000c"));
+        module.tell("remote-write 3 41");
+        QCOMPARE(host.exchange("", 12), QByteArray("800802000000030000000141"));
+        module.tell("unplug");
+        QVERIFY(host.isGone());
+        QCOMPARE(module.wait(), 0);
+    }
+
+    void packetMode()
+    {
+        Module module(QStringLiteral("--packet-mode"));
+        const Host host(module.path);
+        QCOMPARE(host.exchange("00000001 04 00000001 05 00010001 00", 10),
+                 QByteArray("00000001800200068001"));
+        QVERIFY(module.waitForLog("dropped: 00 00 00 01"));
+    }
+
+    void unreadLogHoldsNothingUp()
+    {
+        Module module;
+        const Host host(module.path);
+        constexpr int exchanges = 3000; // far more of a log than a pipe takes
+        for (int i = 0; i < exchanges; ++i)
+            QCOMPARE(host.exchange("00000008", 16).size(), 32);
+        QVERIFY(module.waitForLog("rsp system_get_info", 0, exchanges));
+    }
+
+    void secondOfTheSameNameIsRefused()
+    {
+        Module first(QStringLiteral("--quiet"));
+        Module second;
+        QCOMPARE(second.wait(), 1);
+        QVERIFY(second.process.readAllStandardError().contains("published already"));
+        QCOMPARE(published(), QStringLiteral("Simulated module=") + first.path);
+        // A crash leaves the link behind, and the next one takes it over.
+        first.process.kill();
+        QVERIFY(first.process.waitForFinished(patienceMs));
+        const Module third;
+        QVERIFY2(third.output.startsWith("ready: "), third.output.constData());
+    }
+
+    void badOptionEndsWithTwo()
+    {
+        Module module(QStringLiteral("--late soon"));
+        QCOMPARE(module.wait(), 2);
+        QVERIFY(module.process.readAllStandardError().contains(
+            "--late soon: a number from 0 to 60000 was expected"));
+    }
 };
-
-void TestProcess::initTestCase()
-{
-    QVERIFY(runtimeDir.isValid());
-    qputenv("XDG_RUNTIME_DIR", runtimeDir.path().toLocal8Bit());
-}
-
-void TestProcess::firstExchange()
-{
-    Module module(runtimeDir.path(), {});
-    QVERIFY2(module.output.startsWith("ready: /dev/pts/"), module.output.constData());
-    QVERIFY(module.output.endsWith(" Simulated module\n"));
-    QCOMPARE(QFileInfo(linkPath(QStringLiteral("Simulated module"))).symLinkTarget(), module.path);
-    const auto ports = list_published_ports();
-    QCOMPARE(int(ports.size()), 1);
-    QCOMPARE(QString::fromStdString(ports[0].name), QStringLiteral("Simulated module"));
-    Host host(module.path);
-    QVERIFY(!host.hasEcho());
-    QVERIFY(host.send("00000001"));
-    QCOMPARE(host.receive(4), QByteArray("00000001"));
-    QVERIFY(host.send("00000002"));
-    QCOMPARE(host.receive(10), QByteArray("000600020504030201c0"));
-    QVERIFY(module.waitForLog("-> 00 00 00 01  rsp system_hello"));
-    QVERIFY(module.output.contains("<- 00 00 00 01  cmd system_hello"));
-    module.process.closeWriteChannel(); // the end of its input is no reason to end
-    QVERIFY(host.send("00000001"));
-    QCOMPARE(host.receive(4), QByteArray("00000001"));
-    module.process.terminate();
-    QCOMPARE(module.wait(), 0);
-}
-
-void TestProcess::signalTakesTheLinkAway_data()
-{
-    QTest::addColumn<int>("number");
-    QTest::newRow("SIGTERM") << SIGTERM;
-    QTest::newRow("SIGINT") << SIGINT;
-    QTest::newRow("SIGHUP") << SIGHUP;
-}
-
-void TestProcess::signalTakesTheLinkAway()
-{
-    QFETCH(int, number);
-    Module module(runtimeDir.path(), {QStringLiteral("--name"), QStringLiteral("to end")});
-    const QFileInfo link(linkPath(QStringLiteral("to end")));
-    QVERIFY(link.isSymLink());
-    QCOMPARE(::kill(pid_t(module.process.processId()), number), 0);
-    QCOMPARE(module.wait(), 0);
-    QVERIFY(!QFileInfo(link.filePath()).isSymLink());
-    QVERIFY(list_published_ports().empty());
-}
-
-void TestProcess::hostsComeAndGo()
-{
-    Module module(runtimeDir.path(), {});
-    for (int i = 0; i < 3; ++i) {
-        const int from = module.output.size();
-        Host host(module.path);
-        QVERIFY(host.send("00000001"));
-        QCOMPARE(host.receive(4), QByteArray("00000001"));
-        // Half a frame and an answer that stays unread: neither may reach the next host.
-        QVERIFY(host.send("00000002 0003"));
-        QVERIFY(module.waitForLog("rsp system_address_get", from));
-        host.close();
-        QVERIFY(module.waitForLog("detached", from));
-        QCOMPARE(module.output.mid(from).count("attached\n"), 1);
-    }
-    module.tell("send-hex 00000001");
-    QVERIFY(module.waitForLog("obeyed: send-hex"));
-    Host host(module.path);
-    QVERIFY(host.send("00000008"));
-    QCOMPARE(host.receive(4), QByteArray("000c0008"));
-}
-
-void TestProcess::unplugsAfterItsLastFrame()
-{
-    Module module(runtimeDir.path(), {QStringLiteral("--unplug"), QStringLiteral("2")});
-    Host host(module.path);
-    QVERIFY(host.send("00000001 0000000c 00000001"));
-    QCOMPARE(host.receive(8), QByteArray("000000010000000c"));
-    host.receive(4); // the third may or may not come before the end
-    QVERIFY(host.isGone());
-    QCOMPARE(module.wait(), 0);
-    QVERIFY(list_published_ports().empty());
-}
-
-void TestProcess::controlLines()
-{
-    Module module(runtimeDir.path(), {});
-    Host host(module.path);
-    QVERIFY(module.waitForLog("attached"));
-    for (const char *line : {"", "   ", "nonsense", "send-hex xyz", "send-hex", "lose", "remote-write 1 00",
-                             "remote-write x", "\xff\xfe\x00 garbage", "result system_hello=1"})
-        module.tell(line);
-    module.tell(QByteArray(100'000, 'x'));
-    module.tell("send-hex 80 02 00 06 80 01");
-    QCOMPARE(host.receive(6), QByteArray("800200068001"));
-    QVERIFY(module.waitForLog("not obeyed: remote-write 1 00 (refused with 0403)"));
-    module.tell("lose 1");
-    QVERIFY(module.waitForLog("-- obeyed: lose 1"));
-    QVERIFY(host.send("00000001 0000000c"));
-    QCOMPARE(host.receive(4), QByteArray("0000000c"));
-    module.tell("remote-write 3 41");
-    QCOMPARE(host.receive(12), QByteArray("80080200"
-                                          "0000030000000141"));
-    module.tell("unplug");
-    QVERIFY(host.isGone());
-    QCOMPARE(module.wait(), 0);
-}
-
-void TestProcess::packetMode()
-{
-    Module module(runtimeDir.path(), {QStringLiteral("--packet-mode")});
-    Host host(module.path);
-    QVERIFY(host.send("00000001 04 00000001 05 00010001 00"));
-    QCOMPARE(host.receive(10), QByteArray("00000001800200068001"));
-    QVERIFY(module.waitForLog("dropped: 00 00 00 01"));
-}
-
-void TestProcess::unreadLogHoldsNothingUp()
-{
-    Module module(runtimeDir.path(), {});
-    Host host(module.path);
-    constexpr int exchanges = 3000; // far more of a log than a pipe takes
-    for (int i = 0; i < exchanges; ++i) {
-        QVERIFY(host.send("00000008"));
-        QCOMPARE(host.receive(16).size(), 32);
-    }
-    QVERIFY(module.waitForLog("attached"));
-    while (module.output.count("rsp system_get_info") < exchanges &&
-           module.process.waitForReadyRead(patienceMs))
-        module.output += module.process.readAllStandardOutput();
-    QCOMPARE(module.output.count("rsp system_get_info"), exchanges);
-}
-
-void TestProcess::secondOfTheSameNameIsRefused()
-{
-    Module first(runtimeDir.path(), {QStringLiteral("--quiet")});
-    Module second(runtimeDir.path(), {});
-    QCOMPARE(second.wait(), 1);
-    QVERIFY(second.process.readAllStandardError().contains("published already"));
-    QCOMPARE(QFileInfo(linkPath(QStringLiteral("Simulated module"))).symLinkTarget(), first.path);
-    // A crash leaves the link behind, and the next one takes it over.
-    first.process.kill();
-    QVERIFY(first.process.waitForFinished(patienceMs));
-    Module third(runtimeDir.path(), {});
-    QVERIFY2(third.output.startsWith("ready: "), third.output.constData());
-}
-
-void TestProcess::badOptionEndsWithTwo()
-{
-    Module module(runtimeDir.path(), {QStringLiteral("--late"), QStringLiteral("soon")});
-    QCOMPARE(module.wait(), 2);
-    QVERIFY(
-        module.process.readAllStandardError().contains("--late soon: a number from 0 to 60000 was expected"));
-}
 
 QTEST_GUILESS_MAIN(TestProcess)
 #include "tst_process.moc"

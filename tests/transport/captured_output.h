@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QStringList>
 #include <QTemporaryFile>
 
@@ -13,19 +12,22 @@ class captured_output
 {
 public:
     captured_output()
+        : saved(::dup(STDOUT_FILENO))
     {
         file.open();
         std::fflush(stdout);
-        saved = ::dup(STDOUT_FILENO);
         ::dup2(file.handle(), STDOUT_FILENO);
         current = this;
-        previous = qInstallMessageHandler(&captured_output::store);
+        previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+            const std::lock_guard lock(current->mutex);
+            current->messages << message;
+        });
     }
     ~captured_output()
     {
         qInstallMessageHandler(previous);
-        current = nullptr;
-        restore();
+        std::fputs(standard_output().constData(), stdout); // a failed check's message may be among it
+        ::close(saved);
     }
     captured_output(const captured_output &) = delete;
     captured_output &operator=(const captured_output &) = delete;
@@ -33,7 +35,8 @@ public:
     // Ends the capture of the standard output.
     QByteArray standard_output()
     {
-        restore();
+        std::fflush(stdout);
+        ::dup2(saved, STDOUT_FILENO);
         file.seek(0);
         return file.readAll();
     }
@@ -45,25 +48,9 @@ public:
     }
 
 private:
-    static void store(QtMsgType, const QMessageLogContext &, const QString &message)
-    {
-        const std::lock_guard lock(current->mutex);
-        current->messages << message;
-    }
-
-    void restore()
-    {
-        if (saved < 0)
-            return;
-        std::fflush(stdout);
-        ::dup2(saved, STDOUT_FILENO);
-        ::close(saved);
-        saved = -1;
-    }
-
     static inline captured_output *current = nullptr;
+    int saved;
     QTemporaryFile file;
-    int saved = -1;
     QtMessageHandler previous = nullptr;
     mutable std::mutex mutex;
     QStringList messages;

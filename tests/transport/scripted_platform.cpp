@@ -3,31 +3,49 @@
 #include <algorithm>
 #include <cstring>
 
-scripted_platform *script = nullptr;
+static scripted_platform *&play = scripted_platform::current;
 
 namespace {
+
 thread_local std::uint32_t last_failure = 0;
 
-QString text(const char *format, long long first, long long second = 0)
+bool fail(std::uint32_t error)
 {
-    return QString::asprintf(format, first, second);
+    last_failure = error;
+    return false;
 }
+
+bool end(const scripted_step &step, std::uint32_t &moved)
+{
+    moved = step.moves;
+    return step.error == 0 || fail(step.error);
+}
+
+bool start(const scripted_step &step, std::optional<scripted_step> &pending, std::uint32_t &moved)
+{
+    if (!step.pending)
+        return end(step, moved);
+    pending = step;
+    return fail(vs::error_io_pending);
+}
+
+bool copy(const std::optional<QByteArray> &value, char *buffer, std::uint32_t size)
+{
+    if (buffer == nullptr || !value || static_cast<std::uint32_t>(value->size()) > size)
+        return fail(122);
+    std::memcpy(buffer, value->constData(), static_cast<std::size_t>(value->size()));
+    return true;
+}
+
 } // namespace
 
-QStringList scripted_platform::calls() const
+QString scripted_platform::calls(const char *prefix) const
 {
     const std::lock_guard lock(mutex);
-    return noted;
-}
-
-QStringList scripted_platform::calls(const QString &prefix) const
-{
     QStringList found;
-    for (const QString &call : calls()) {
-        if (call.startsWith(prefix))
-            found << call;
-    }
-    return found;
+    std::copy_if(noted.begin(), noted.end(), std::back_inserter(found),
+                 [&](const QString &call) { return call.startsWith(QLatin1String(prefix)); });
+    return found.join(QStringLiteral(", "));
 }
 
 QList<QByteArray> scripted_platform::written() const
@@ -36,188 +54,131 @@ QList<QByteArray> scripted_platform::written() const
     return moved_out;
 }
 
-void scripted_platform::signal(vs::handle event)
+bool scripted_platform::note(const char *format, long long first, long long second)
 {
     const std::lock_guard lock(mutex);
-    signals_on.insert(event);
-    signalled.notify_all();
-}
-
-void scripted_platform::note(const QString &call)
-{
-    const std::lock_guard lock(mutex);
-    noted << call;
-}
-
-bool scripted_platform::fail(std::uint32_t error)
-{
-    last_failure = error;
-    return false;
-}
-
-vs::handle scripted_platform::create()
-{
-    note(QStringLiteral("create_event"));
-    return events_made < events_available ? exit_event + events_made++ : vs::no_event;
-}
-
-bool scripted_platform::take(vs::handle event)
-{
-    const std::lock_guard lock(mutex);
-    return signals_on.remove(event);
-}
-
-int scripted_platform::wait(vs::handle first, vs::handle second)
-{
-    std::unique_lock lock(mutex);
-    const auto &pending = first == read_event ? pending_read : pending_write;
-    if (pending)
-        return 0;
-    while (!signals_on.remove(second))
-        signalled.wait(lock);
-    return 1;
-}
-
-bool scripted_platform::start_read(char *buffer, std::uint32_t count, std::uint32_t &moved)
-{
-    std::unique_lock lock(mutex);
-    if (reads.isEmpty())
-        return fail(vs::error_io_pending);
-    const scripted_step step = reads.takeFirst();
-    const std::uint32_t moves = std::min({step.moves, count, static_cast<std::uint32_t>(incoming.size())});
-    std::memcpy(buffer, incoming.constData(), moves);
-    incoming.remove(0, static_cast<int>(moves));
-    if (step.then_stop)
-        signals_on.insert(exit_event);
-    if (step.pending) {
-        pending_read = scripted_step{moves, true, step.error};
-        return fail(vs::error_io_pending);
-    }
-    moved = moves;
-    return step.error == 0 || fail(step.error);
-}
-
-bool scripted_platform::start_write(vs::handle to, const char *buffer, std::uint32_t count,
-                                    std::uint32_t &moved)
-{
-    std::unique_lock lock(mutex);
-    if (to != port)
-        return fail(6);
-    const scripted_step step = writes.isEmpty() ? scripted_step{count} : writes.takeFirst();
-    if (step.pending && step.then_stop) {
-        signals_on.insert(exit_event);
-        return fail(vs::error_io_pending);
-    }
-    if (step.pending || step.error == 0)
-        moved_out << QByteArray(buffer, static_cast<int>(count)).left(static_cast<int>(step.moves));
-    if (step.pending) {
-        pending_write = step;
-        return fail(vs::error_io_pending);
-    }
-    moved = step.moves;
-    return step.error == 0 || fail(step.error);
-}
-
-bool scripted_platform::result(vs::handle event, std::uint32_t &moved)
-{
-    const std::lock_guard lock(mutex);
-    auto &pending = event == read_event ? pending_read : pending_write;
-    if (!pending)
-        return fail(996);
-    const scripted_step step = *pending;
-    pending.reset();
-    moved = step.moves;
-    return step.error == 0 || fail(step.error);
+    noted << QString::asprintf(format, first, second);
+    return true;
 }
 
 namespace vs {
 
 handle open_port(const char *path)
 {
-    script->note(QStringLiteral("open_port ") + QString::fromLatin1(path));
-    return script->port_opens ? scripted_platform::port : invalid_handle;
+    play->note("open_port ");
+    play->noted.last() += QString::fromLatin1(path);
+    return play->port_opens ? scripted_platform::port : invalid_handle;
 }
 
+// Results that nobody is to look at are failures here.
 bool set_queue_sizes(handle, std::uint32_t input, std::uint32_t output)
 {
-    script->note(text("set_queue_sizes %lld %lld", input, output));
-    return script->fail(1); // results that nobody is to look at are failures here
+    return play->note("set_queue_sizes %lld %lld", input, output) && fail(1);
 }
 
 bool clear_timeouts(handle)
 {
-    script->note(QStringLiteral("clear_timeouts"));
-    return script->fail(1);
+    return play->note("clear_timeouts") && fail(1);
 }
 
 bool get_line_state(handle, line_state &state)
 {
-    script->note(text("get_line_state %lld", state.length));
-    if (!script->line_state_readable)
-        return script->fail(6);
-    const std::uint32_t length = state.length;
-    state = script->line;
-    state.length = length;
+    play->note("get_line_state %lld", state.length);
+    if (!play->line_state_readable)
+        return fail(6);
+    play->line.length = state.length;
+    state = play->line;
     return true;
 }
 
 bool set_line_state(handle, const line_state &state)
 {
-    script->note(QStringLiteral("set_line_state"));
-    script->line = state;
-    return script->fail(87);
+    play->note("set_line_state");
+    play->line = state;
+    return fail(87);
 }
 
 handle create_event()
 {
-    return script->create();
+    play->note("create_event");
+    const int made = play->events_made++;
+    return made < play->events_available ? scripted_platform::exit_event + made : no_event;
 }
 
 bool set_event(handle event)
 {
-    script->note(text("set_event %lld", event));
-    script->signal(event);
+    play->note("set_event %lld", event);
+    const std::lock_guard lock(play->mutex);
+    play->signals_on.insert(event);
+    play->signalled.notify_all();
     return true;
 }
 
 bool close_handle(handle any)
 {
-    script->note(text("close_handle %lld", any));
-    return true;
+    return play->note("close_handle %lld", any);
 }
 
 bool poll_event(handle event)
 {
-    return script->take(event);
+    const std::lock_guard lock(play->mutex);
+    return play->signals_on.remove(event);
 }
 
 int wait_for_either(handle first, handle second)
 {
-    script->note(text("wait_for_either %lld %lld", first, second));
-    return script->wait(first, second);
+    play->note("wait_for_either %lld %lld", first, second);
+    std::unique_lock lock(play->mutex);
+    const auto &pending = first == scripted_platform::read_event ? play->pending_read : play->pending_write;
+    if (pending)
+        return pending->then_stop ? 1 : 0;
+    while (!play->signals_on.remove(second))
+        play->signalled.wait(lock);
+    return 1;
 }
 
 bool start_read(handle, void *buffer, std::uint32_t count, std::uint32_t &moved, transfer &)
 {
-    script->note(text("start_read %lld", count));
-    return script->start_read(static_cast<char *>(buffer), count, moved);
+    play->note("start_read %lld", count);
+    const std::lock_guard lock(play->mutex);
+    if (play->reads.isEmpty())
+        return fail(error_io_pending);
+    scripted_step step = play->reads.takeFirst();
+    QByteArray &incoming = play->incoming;
+    step.moves = std::min({step.moves, count, static_cast<std::uint32_t>(incoming.size())});
+    std::memcpy(buffer, incoming.constData(), step.moves);
+    incoming.remove(0, static_cast<int>(step.moves));
+    if (step.then_stop)
+        play->signals_on.insert(scripted_platform::exit_event);
+    return start(step, play->pending_read, moved);
 }
 
 bool start_write(handle port, const void *buffer, std::uint32_t count, std::uint32_t &moved, transfer &)
 {
-    script->note(text("start_write %lld", count));
-    return script->start_write(port, static_cast<const char *>(buffer), count, moved);
+    play->note("start_write %lld", count);
+    const std::lock_guard lock(play->mutex);
+    if (port != scripted_platform::port)
+        return fail(6);
+    auto &writes = play->writes;
+    const scripted_step step = writes.isEmpty() ? scripted_step{count} : writes.takeFirst();
+    if (step.moves != 0) {
+        const QByteArray offered(static_cast<const char *>(buffer), static_cast<int>(count));
+        play->moved_out << offered.left(static_cast<int>(step.moves));
+    }
+    return start(step, play->pending_write, moved);
 }
 
 bool transfer_result(handle, transfer &state, std::uint32_t &moved)
 {
-    return script->result(state.event, moved);
+    const std::lock_guard lock(play->mutex);
+    auto &pending = state.event == scripted_platform::read_event ? play->pending_read : play->pending_write;
+    const auto step = std::exchange(pending, std::nullopt);
+    return step ? end(*step, moved) : fail(996);
 }
 
 bool cancel_transfers(handle port, transfer &state)
 {
-    script->note(text("cancel_transfers %lld %lld", port, state.event));
-    return true;
+    return play->note("cancel_transfers %lld %lld", port, state.event);
 }
 
 std::uint32_t last_error()
@@ -232,42 +193,34 @@ const char *port_path_prefix()
 
 handle open_device_list()
 {
-    return script->device_list_opens ? 50 : invalid_handle;
+    return play->device_list_opens ? 50 : invalid_handle;
 }
 
 bool device_at(handle, std::uint32_t index, device_record &device)
 {
     device.instance = index;
-    return static_cast<int>(index) < script->devices.size();
-}
-
-static bool copy(const std::optional<QByteArray> &value, char *buffer, std::uint32_t size)
-{
-    if (!value || static_cast<std::uint32_t>(value->size()) > size)
-        return script->fail(122);
-    std::memcpy(buffer, value->constData(), static_cast<std::size_t>(value->size()));
-    return true;
+    return static_cast<int>(index) < play->devices.size();
 }
 
 bool friendly_name(handle, device_record &device, char *buffer, std::uint32_t size, std::uint32_t *needed)
 {
-    const auto &name = script->devices.at(static_cast<int>(device.instance)).friendly_name;
+    const auto &name = play->devices.at(static_cast<int>(device.instance)).friendly_name;
     if (needed != nullptr && name)
         *needed = static_cast<std::uint32_t>(name->size());
-    return buffer != nullptr ? copy(name, buffer, size) : script->fail(122);
+    return copy(name, buffer, size);
 }
 
 handle open_device_key(handle, device_record &device)
 {
-    const bool opens = script->devices.at(static_cast<int>(device.instance)).opens;
-    script->note(text("open_device_key %lld", device.instance));
+    play->note("open_device_key %lld", device.instance);
+    const bool opens = play->devices.at(static_cast<int>(device.instance)).opens;
     return opens ? 60 + static_cast<handle>(device.instance) : invalid_handle;
 }
 
 bool query_port_name(handle key, char *buffer, std::uint32_t &size)
 {
-    const auto &name = script->devices.at(static_cast<int>(key) - 60).port_name;
-    script->note(text("query_port_name %lld", size));
+    play->note("query_port_name %lld", size);
+    const auto &name = play->devices.at(static_cast<int>(key) - 60).port_name;
     if (!copy(name, buffer, size))
         return false;
     size = static_cast<std::uint32_t>(name->size());
@@ -276,12 +229,12 @@ bool query_port_name(handle key, char *buffer, std::uint32_t &size)
 
 void close_device_key(handle key)
 {
-    script->note(text("close_device_key %lld", key - 60));
+    play->note("close_device_key %lld", key - 60);
 }
 
 void destroy_device_list(handle)
 {
-    script->note(QStringLiteral("destroy_device_list"));
+    play->note("destroy_device_list");
 }
 
 } // namespace vs

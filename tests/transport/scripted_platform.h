@@ -11,31 +11,31 @@
 #include <mutex>
 #include <optional>
 
-// The serial platform as a play: what each transfer does is written down beforehand, and every call is
-// noted. Linked before the real one, whose functions it replaces all.
-
 struct scripted_step
 {
     std::uint32_t moves = 0;
     bool pending = false;
     std::uint32_t error = 0; // 0: success
-    bool then_stop = false;  // signals the exit event during the call
+    bool then_stop = false;  // the exit event comes during the call, or before a pending transfer ends
 };
 
 struct scripted_device
 {
     std::optional<QByteArray> friendly_name; // with its terminating zero, where it has one
-    bool opens = true;
     std::optional<QByteArray> port_name;
+    bool opens = true;
 };
 
-class scripted_platform
+// The serial platform as a play: what each transfer does is written down beforehand, and every call is
+// noted. Linked before the real one, whose functions it replaces all; they act the play made last.
+struct scripted_platform
 {
-public:
     static constexpr vs::handle port = 7;
     static constexpr vs::handle exit_event = 101; // the order of their creation
     static constexpr vs::handle read_event = 102;
     static constexpr vs::handle write_event = 103;
+
+    scripted_platform() { current = this; }
 
     bool port_opens = true;
     bool line_state_readable = true;
@@ -47,23 +47,14 @@ public:
     bool device_list_opens = true;
     QList<scripted_device> devices;
 
-    QStringList calls() const;
-    QStringList calls(const QString &prefix) const;
+    // The calls so far that begin with `prefix`, as "open_port COM7, clear_timeouts".
+    QString calls(const char *prefix = "") const;
     QList<QByteArray> written() const; // what each write moved
-    void signal(vs::handle event);
 
-    // For the platform functions alone.
-    void note(const QString &call);
-    bool fail(std::uint32_t error);
-    vs::handle create();
-    bool take(vs::handle event);
-    int wait(vs::handle first, vs::handle second);
-    bool start_read(char *buffer, std::uint32_t count, std::uint32_t &moved);
-    bool start_write(vs::handle to, const char *buffer, std::uint32_t count, std::uint32_t &moved);
-    bool result(vs::handle event, std::uint32_t &moved);
-
-private:
-    // Of the standard library, for the thread sanitizer to see.
+    // For the platform functions alone. note() gives true. The lock is of the standard library, for the
+    // thread sanitizer to see.
+    static inline scripted_platform *current = nullptr;
+    bool note(const char *format, long long first = 0, long long second = 0);
     mutable std::mutex mutex;
     std::condition_variable signalled;
     QStringList noted;
@@ -73,6 +64,3 @@ private:
     std::optional<scripted_step> pending_write;
     int events_made = 0;
 };
-
-// The play of the test that runs now.
-extern scripted_platform *script;

@@ -219,9 +219,10 @@ bool transfer_result(handle, transfer &state, std::uint32_t &moved)
         watch(*done, fds, count);
         fds[0].events = 0;
         if (::poll(fds, count, -1) < 0) {
-            if (errno != EINTR)
-                return fail(errno);
-            continue;
+            if (errno == EINTR)
+                continue;
+            done->pending.reset();
+            return fail(errno);
         }
         drive(*done, fds);
     }

@@ -87,7 +87,7 @@ public:
     bool take_signal(); // true if it was signalled, which it then is no longer
 
     unique_fd counter;
-    std::optional<pending_transfer> pending; // touched by the thread that started it alone
+    std::optional<pending_transfer> pending; // of an event that one thread alone waits for
 };
 
 handle add(std::shared_ptr<object> made);

@@ -74,24 +74,25 @@ tcflag_t size_flag(std::uint8_t byte_size)
 void drain(int fd)
 {
     constexpr int pause_ms = 5;
+    constexpr unsigned frame_bits_times_1000 = 2600 * 1000; // the longest frame of typed or dialog commands
+    constexpr int most_ms = 5000;
     termios2 line = {};
     int queued = 0;
     if (::ioctl(fd, TCGETS2, &line) != 0)
         return;
-    constexpr unsigned fifo_bits_times_1000 = 640 * 1000; // a full hardware queue between two steps
-    const int limit_ms = 250 + static_cast<int>(fifo_bits_times_1000 / std::max(line.c_ospeed, 50U));
-    int idle_ms = 0;
-    for (int before = 0; ::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0; before = queued) {
-        idle_ms = queued == before ? idle_ms + pause_ms : 0;
-        if (idle_ms > limit_ms) {
+    int left_ms =
+        std::min(most_ms, 250 + static_cast<int>(frame_bits_times_1000 / std::max(line.c_ospeed, 50U)));
+    while (::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0) {
+        if (left_ms <= 0) {
             ::ioctl(fd, TCFLSH, TCOFLUSH);
             return;
         }
         ::poll(nullptr, 0, pause_ms);
+        left_ms -= pause_ms;
     }
 }
 
-// Refuses a port that somebody has open. True with the line ready to carry bytes as they are.
+// Refuses a port that somebody has locked. True with the line ready to carry bytes as they are.
 bool take_line(int fd)
 {
     termios2 line = {};
@@ -131,8 +132,12 @@ using namespace posix;
 handle open_port(const char *path)
 {
     unique_fd line(::open(path, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (line.get() < 0) {
+        fail(errno);
+        return invalid_handle;
+    }
     unique_fd shut_event = make_eventfd();
-    if (line.get() < 0 || shut_event.get() < 0) {
+    if (shut_event.get() < 0) {
         fail(errno);
         return invalid_handle;
     }

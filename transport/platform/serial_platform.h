@@ -63,7 +63,8 @@ struct line_state
 };
 
 // Opens the serial port at `path` for asynchronous transfers by this process alone. Never waits for the line.
-// Gives invalid_handle if there is no such port, or it is in use, or `path` is something else.
+// Gives invalid_handle if there is no such port, or it is in use (on POSIX: locked), or `path` is something
+// else. On POSIX a closed handle never names another port; Windows may give its value out again.
 handle open_port(const char *path);
 
 // Sizes the driver's queues, in bytes.

@@ -39,6 +39,15 @@ OVERLAPPED *native(transfer &state)
     return reinterpret_cast<OVERLAPPED *>(&state);
 }
 
+// A port without timeouts has nothing to end a transfer early with; a driver that moves nothing has lost its
+// device, and to try again would go on for ever.
+bool has_moved(DWORD count)
+{
+    if (count == 0)
+        SetLastError(ERROR_HANDLE_EOF);
+    return count != 0;
+}
+
 SP_DEVINFO_DATA *native(device_record &device)
 {
     return reinterpret_cast<SP_DEVINFO_DATA *>(&device);
@@ -112,7 +121,7 @@ bool start_read(handle port, void *buffer, std::uint32_t count, std::uint32_t &m
     DWORD done = 0;
     const bool ended = ReadFile(native(port), buffer, count, &done, native(state)) != FALSE;
     moved = done;
-    return ended;
+    return ended && has_moved(done);
 }
 
 bool start_write(handle port, const void *buffer, std::uint32_t count, std::uint32_t &moved, transfer &state)
@@ -120,7 +129,7 @@ bool start_write(handle port, const void *buffer, std::uint32_t count, std::uint
     DWORD done = 0;
     const bool ended = WriteFile(native(port), buffer, count, &done, native(state)) != FALSE;
     moved = done;
-    return ended;
+    return ended && has_moved(done);
 }
 
 bool transfer_result(handle port, transfer &state, std::uint32_t &moved)
@@ -128,7 +137,7 @@ bool transfer_result(handle port, transfer &state, std::uint32_t &moved)
     DWORD done = 0;
     const bool succeeded = GetOverlappedResult(native(port), native(state), &done, TRUE) != FALSE;
     moved = done;
-    return succeeded;
+    return succeeded && has_moved(done);
 }
 
 bool cancel_transfers(handle port, transfer &state)
