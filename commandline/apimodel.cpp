@@ -45,7 +45,7 @@ QString type_name(int code)
 
 QString unparsable(const QString &text, const QString &kind)
 {
-    return QStringLiteral("unable parse argument '%1' as %2").arg(rich_text(text), kind);
+    return QStringLiteral("unable parse argument '%1' as %2").arg(without_markup(text), kind);
 }
 
 QByteArray parse_number(int type, int base, const QString &text, QString &message)
@@ -94,26 +94,9 @@ const ApiType &api_type_row(int code)
     return api_types[code < 0 || code > row_count ? row_count : code];
 }
 
-QString rich_text(const QString &text)
+QString without_markup(const QString &text)
 {
-    QString escaped;
-    escaped.reserve(text.size());
-    for (const QChar c : text) {
-        if (c == u'<')
-            escaped += QLatin1String("&lt;");
-        else if (c == u'>')
-            escaped += QLatin1String("&gt;");
-        else if (c == u'&')
-            escaped += QLatin1String("&amp;");
-        else
-            escaped += c;
-    }
-    return escaped;
-}
-
-QString plain_message(const QString &text)
-{
-    return text.contains(u'<') ? rich_text(text) : text;
+    return QString(text).replace(QLatin1Char('<'), QLatin1String("&lt;"));
 }
 
 QByteArray ApiParam::parseArgument(QString &text, QString &message) const
@@ -168,9 +151,9 @@ QByteArray ApiMessage::buildCommand(QStringList &args, QString &message) const
 
 QString ApiMessage::commandHelp() const
 {
-    QString help = QStringLiteral("<b>%1</b>").arg(rich_text(full_name));
+    QString help = QStringLiteral("<b>%1</b>").arg(without_markup(full_name));
     for (const ApiParam &param : params)
-        help += QStringLiteral(" <b>%1</b>:%2").arg(rich_text(param.name), type_name(param.type));
+        help += QStringLiteral(" <b>%1</b>:%2").arg(without_markup(param.name), type_name(param.type));
     return help;
 }
 
@@ -181,7 +164,7 @@ QByteArray ApiClass::findCommand(const QString &command, QStringList &args, QStr
     if (found != commands.cend())
         return found->buildCommand(args, message);
     if (!command.isEmpty()) {
-        message += plain_message(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
+        message += without_markup(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
     }
     return {};
 }

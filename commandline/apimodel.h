@@ -38,12 +38,9 @@ int api_type_code(const QString &name);
 /// called "hwaddr" and an ipv4 "bd_addr". The closing row for a position outside the table.
 const ApiType &api_type_row(int code);
 
-/// `text` with the three characters escaped that a rich text would take as markup.
-QString rich_text(const QString &text);
-
-/// A whole message without markup of its own, so that a tooltip shows it as it stands. A tooltip guesses
-/// whether a text is rich: one with "<" in it has to be escaped, any other would show the escapes.
-QString plain_message(const QString &text);
+/// `text`, which came from a definition file or was typed, for a message that is shown as rich text: nothing
+/// in it can open an element. All else stays as it is.
+QString without_markup(const QString &text);
 
 /// A parameter of a message.
 struct ApiParam

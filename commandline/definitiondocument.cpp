@@ -9,13 +9,13 @@
 namespace {
 
 // The DOM frees itself by recursion, so the depth of the document is a depth of stack.
-constexpr int max_depth = 256;
-constexpr int max_attributes = 64;
+constexpr int max_depth = 1000;
+// Of attributes with each other, in all tags: the reader compares every attribute of a tag with all others.
+constexpr qint64 max_comparisons = 1'000'000'000;
 // A node takes about 400 bytes, and 100 MB of ordinary definitions have 7 million.
 constexpr qint64 max_nodes = 12'000'000;
-// Entities and default attributes multiply the text, and only the small file gets to use them.
-constexpr int max_text_with_document_type = 128 * 1024;
-constexpr int max_entity = 1024;
+// Declared entities and default attributes multiply the text, and only the small file gets to use them.
+constexpr int max_text_with_declarations = 128 * 1024;
 constexpr qint64 max_expansion = 4LL * 1024 * 1024;
 // What an element and an attribute take at least as written.
 constexpr qint64 markup_size = 4;
@@ -46,6 +46,7 @@ int end_of_section(const QString &text, int at)
         QLatin1String begin, end;
     } sections[] = {{QLatin1String("<!--"), QLatin1String("-->")},
                     {QLatin1String("<![CDATA["), QLatin1String("]]>")},
+                    {QLatin1String("<!DOCTYPE"), QLatin1String(">")},
                     {QLatin1String("<?"), QLatin1String("?>")}};
     for (const auto &section : sections) {
         if (text.midRef(at).startsWith(section.begin))
@@ -54,11 +55,11 @@ int end_of_section(const QString &text, int at)
     return -1;
 }
 
-// False if a tag has too many attributes. QXmlStreamReader compares each attribute of a tag with all others,
-// so it must not be shown such a tag. Ill-formed text need not be understood, as the reader stops at its
-// beginning.
+// False if the attributes of the tags are too many for the reader. Ill-formed text need not be understood, as
+// the reader stops at its beginning.
 bool has_small_tags(const QString &text)
 {
+    qint64 comparisons = 0;
     int at = 0;
     while ((at = text.indexOf(u'<', at)) >= 0) {
         const QChar kind = at + 1 < text.size() ? text.at(at + 1) : QChar();
@@ -68,12 +69,13 @@ bool has_small_tags(const QString &text)
                 return true;
             continue;
         }
-        int attributes = 0;
+        qint64 attributes = 0;
         for (; at < text.size() && text.at(at) != u'>'; ++at) {
             const QChar c = text.at(at);
             if (c != u'"' && c != u'\'')
                 continue;
-            if (++attributes > max_attributes)
+            comparisons += attributes++;
+            if (comparisons > max_comparisons)
                 return false;
             at = text.indexOf(c, at + 1);
             if (at < 0)
@@ -86,7 +88,6 @@ bool has_small_tags(const QString &text)
 void start_reading(QXmlStreamReader &reader, const QString &text)
 {
     reader.setNamespaceProcessing(false);
-    reader.setEntityExpansionLimit(max_entity);
     reader.addData(text);
 }
 
@@ -98,11 +99,13 @@ bool is_affordable(const QString &text)
     int depth = 0;
     qint64 nodes = 0;
     qint64 characters = 0;
+    qint64 comparisons = 0;
     while (!reader.atEnd()) {
         switch (reader.readNext()) {
         case QXmlStreamReader::StartElement: {
             const QXmlStreamAttributes attributes = reader.attributes();
-            if (++depth > max_depth || attributes.size() > max_attributes)
+            comparisons += qint64(attributes.size()) * attributes.size() / 2;
+            if (++depth > max_depth || comparisons > max_comparisons)
                 return false;
             nodes += attributes.size();
             characters += markup_size * (1 + attributes.size());
@@ -128,8 +131,8 @@ bool parse_document(const QByteArray &content, QDomDocument &document)
     const std::optional<QString> text = decoded(content);
     if (!text)
         return false;
-    const bool has_document_type = text->contains(QLatin1String("<!DOCTYPE"));
-    if (has_document_type ? text->size() > max_text_with_document_type : !has_small_tags(*text))
+    static const QRegularExpression declarations(QStringLiteral("<!DOCTYPE[^>\\[]*\\["));
+    if (text->contains(declarations) ? text->size() > max_text_with_declarations : !has_small_tags(*text))
         return false;
     if (!is_affordable(*text))
         return false;

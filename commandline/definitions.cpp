@@ -4,7 +4,7 @@ namespace {
 
 // What reading may cost, in elements visited; a record made counts as so many, and its text a quarter a
 // character. Elements nested in their own kind are found once for each level, which multiplies.
-constexpr qint64 reading_budget = 64'000'000;
+constexpr qint64 reading_budget = 128'000'000;
 constexpr qint64 record_cost = 8;
 
 QString name_of(const QDomElement &element)

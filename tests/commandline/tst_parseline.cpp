@@ -101,12 +101,11 @@ void TestParseLine::markupIsShownAsTyped()
     QCOMPARE(parser.loadDefinitions(data_file("types.xml")), 0);
     QString message;
     parser.parseLine(QStringLiteral("k_<i>& <b>&\""), message);
-    QCOMPARE(message,
-             QStringLiteral("<nobr><b>ble_cmd_k_&lt;i&gt;&amp;</b> <b>&lt;img&gt;</b>:uint8</nobr><br>"
-                            "unable parse argument '&lt;b&gt;&amp;\"' as uint8"));
+    QCOMPARE(message, QStringLiteral("<nobr><b>ble_cmd_k_&lt;i>&</b> <b>&lt;img></b>:uint8</nobr><br>"
+                                     "unable parse argument '&lt;b>&\"' as uint8"));
     message.clear();
     parser.parseLine(QStringLiteral("k_<u>"), message);
-    QCOMPARE(message, QStringLiteral("Command '&lt;u&gt;' not found in class 'k'"));
+    QCOMPARE(message, QStringLiteral("Command '&lt;u>' not found in class 'k'"));
     message.clear();
     parser.parseLine(QStringLiteral("k_a&b"), message);
     QCOMPARE(message, QStringLiteral("Command 'a&b' not found in class 'k'"));

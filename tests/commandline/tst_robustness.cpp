@@ -63,8 +63,8 @@ void TestRobustness::hostileFiles_data()
     };
     row("200,000 nested elements", nested("a", 200'000, ""), -1);
     row("1,000,000 elements never closed", QByteArray("<a>").repeated(1'000'000), -1);
-    row("256 nested elements", nested("a", 256, ""), 0);
-    row("257 nested elements", nested("a", 257, ""), -1);
+    row("1,000 nested elements", nested("a", 1000, ""), 0);
+    row("1,001 nested elements", nested("a", 1001, ""), -1);
     row("entities that multiply, in text", laughs("<a>&e9;</a>"), -1);
     row("entities that multiply, in an attribute", laughs("<a device_name='&e9;'/>"), -1);
     row("entity in itself", "<!DOCTYPE a [<!ENTITY e '&f;'><!ENTITY f '&e;'>]><a>&e;</a>", -1);
@@ -84,13 +84,17 @@ void TestRobustness::hostileFiles_data()
         "<!DOCTYPE a [<!ATTLIST b c CDATA '" + QByteArray(60'000, 'x') + "'>]><a>" +
             QByteArray("<b/>").repeated(15'000) + "</a>",
         -1);
-    row("document type in a long file", "<!DOCTYPE a><a>" + QByteArray(200'000, ' ') + "</a>", -1);
+    row("document type in a long file", "<!DOCTYPE a><a>" + QByteArray(200'000, ' ') + "</a>", 0);
+    row("declarations in a long file", "<!DOCTYPE a []><a>" + QByteArray(200'000, ' ') + "</a>", -1);
+    row("entity of 4,000 characters", "<!DOCTYPE a [<!ENTITY e '" + QByteArray(4000, 'x') + "'>]><a>&e;</a>",
+        0);
     row("file elsewhere as an entity", "<!DOCTYPE a [<!ENTITY e SYSTEM 'file:///etc/passwd'>]><a>&e;</a>", 0);
 
     QByteArray attributes;
     for (int i = 0; i < 1'000'000; ++i)
         attributes += " a" + QByteArray::number(i) + "=''";
     row("1,000,000 attributes", "<a><!-- ' --><?b '?><![CDATA[ \" ]]>'<b" + attributes + "/></a>", -1);
+    row("1,000,000 attributes behind a document type", "<!DOCTYPE a><a><b" + attributes + "/></a>", -1);
     row("many attributes behind a false end", "<a><b x='>'" + attributes + "/></a>", -1);
 
     row("class in class in class",
