@@ -1,5 +1,5 @@
-// What the sanitizers must not report, in every test program: Qt's own code. Its offscreen platform keeps a screen
-// to the end, and what a lock inside Qt orders is not seen.
+// What the sanitizers must not report, in every test program: Qt's own code. Its offscreen platform keeps a
+// screen to the end, and what a lock inside Qt orders is not seen.
 extern "C" const char *__lsan_default_suppressions();
 extern "C" const char *__lsan_default_suppressions()
 {

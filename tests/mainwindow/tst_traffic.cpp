@@ -171,7 +171,8 @@ private Q_SLOTS:
         row("0A00", false);
         row("system_", false);
         const QString xs(30000, QLatin1Char('x'));
-        QTest::newRow("long") << QLatin1String("system_reset ") + xs << false << (reset + xs + QLatin1String("' as uint8"));
+        QTest::newRow("long") << QLatin1String("system_reset ") + xs << false
+                              << (reset + xs + QLatin1String("' as uint8"));
     }
 
     void typed_lines_are_judged()
