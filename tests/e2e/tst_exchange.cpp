@@ -33,6 +33,16 @@ public:
         m_window.activateWindow();
     }
 
+    // A window that closes leaves an attached port to the end of the process; the next test wants it free.
+    ~Window()
+    {
+        if (attach_text() == QStringLiteral("Detach"))
+            click("pushConnectDev");
+    }
+
+    Window(const Window &) = delete;
+    Window &operator=(const Window &) = delete;
+
     bool is_exposed() const { return m_exposed; }
 
     template <typename Widget>

@@ -2,25 +2,25 @@
 
 #include "logview/logview.h"
 
-#include <QCoreApplication>
 #include <QGraphicsTextItem>
 #include <QScrollBar>
+#include <QTextCursor>
 #include <QtTest>
+
+inline QString operator""_s(const char *utf8, std::size_t size)
+{
+    return QString::fromUtf8(utf8, static_cast<int>(size));
+}
 
 inline QString stamp(int index)
 {
-    return QStringLiteral("<b>2026.01.02 03:04:05.%1</b> ").arg(index % 1000, 3, 10, QLatin1Char('0'));
+    return "<b>2026.01.02 03:04:05.%1</b> "_s.arg(index % 1000, 3, 10, QLatin1Char('0'));
 }
 
-inline QString line_text(int index)
+// What stands on the line that ShownLog::add() gives this index.
+inline QString shown_text(int index)
 {
-    return QStringLiteral("line %1").arg(index);
-}
-
-inline void add_lines(LogView &view, int count)
-{
-    for (int i = 0; i < count; ++i)
-        view.addLine(stamp(view.line_store.size()), line_text(view.line_store.size()));
+    return "2026.01.02 03:04:05.%1 line %2"_s.arg(index % 1000, 3, 10, QLatin1Char('0')).arg(index);
 }
 
 // Lets all that was posted take place, and what that posts in turn.
@@ -43,22 +43,55 @@ inline double stock_pitch()
     return item.boundingRect().height();
 }
 
-// The item of a line, or null if the line has none now.
-inline QGraphicsTextItem *item_of(const LogView &view, int index)
+inline void show_view(QWidget &view)
 {
-    const double y = index * stock_pitch();
-    const auto items = view.scene->items();
-    for (QGraphicsItem *item : items) {
-        if (item->y() == y)
-            return qgraphicsitem_cast<QGraphicsTextItem *>(item);
-    }
-    return nullptr;
-}
-
-inline void show_view(QWidget &view, QSize size = {500, 300})
-{
-    view.resize(size);
+    view.resize(500, 300);
     view.show();
     view.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&view));
 }
+
+class ShownLog : public LogView
+{
+public:
+    explicit ShownLog(int lines = 0, bool follow = true)
+    {
+        scroll(follow);
+        show_view(*this);
+        add(lines);
+    }
+
+    void add(int count)
+    {
+        for (int last = line_store.size() + count, i = line_store.size(); i < last; ++i)
+            addLine(stamp(i), "line %1"_s.arg(i));
+        settle();
+    }
+
+    void scroll_to(int value)
+    {
+        verticalScrollBar()->setValue(value);
+        settle();
+    }
+
+    int end() const { return verticalScrollBar()->maximum(); }
+    bool is_at_end() const { return verticalScrollBar()->value() == end(); }
+    int item_count() const { return scene->items().size(); }
+
+    // The item of a line, or null if the line has none now.
+    QGraphicsTextItem *item(int index) const
+    {
+        const auto items = scene->items();
+        for (QGraphicsItem *each : items) {
+            if (each->y() == index * stock_pitch())
+                return qgraphicsitem_cast<QGraphicsTextItem *>(each);
+        }
+        return nullptr;
+    }
+
+    QString text(int index) const { return item(index) ? item(index)->toPlainText() : "no item"_s; }
+    QString selected(int index) const
+    {
+        return item(index) ? item(index)->textCursor().selectedText() : "no item"_s;
+    }
+};

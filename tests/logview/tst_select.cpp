@@ -3,47 +3,40 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QMouseEvent>
-#include <QTextCursor>
 
 namespace {
-void send_mouse(QGraphicsView &view, QEvent::Type type, QPointF scene_point)
+// Does with the left button what `type` says, at the middle of a line's height.
+void mouse(ShownLog &view, QEvent::Type type, int line, double x)
 {
-    const QPoint pos = view.mapFromScene(scene_point);
+    const QPoint pos = view.mapFromScene(x, (line + 0.5) * stock_pitch());
     const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
     const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
     QMouseEvent event(type, pos, view.viewport()->mapToGlobal(pos), button, held, Qt::NoModifier);
     QCoreApplication::sendEvent(view.viewport(), &event);
 }
 
-void drag(QGraphicsView &view, QPointF from, QPointF to)
+void drag(ShownLog &view, int line, double from, double to)
 {
-    send_mouse(view, QEvent::MouseButtonPress, from);
-    send_mouse(view, QEvent::MouseMove, to);
+    mouse(view, QEvent::MouseButtonPress, line, from);
+    mouse(view, QEvent::MouseMove, line, to);
 }
 
-QPointF middle_of(int index, double x)
+void click(ShownLog &view, int line)
 {
-    return {x, (index + 0.5) * stock_pitch()};
+    drag(view, line, 1, 1);
+    mouse(view, QEvent::MouseButtonRelease, line, 1);
 }
+
 // Stands for what runs inside of a line's own event, as a drag does with its event loop.
-class ClearOnMove : public QGraphicsRectItem
+struct ClearOnMove : QGraphicsRectItem
 {
-public:
-    explicit ClearOnMove(LogView &log_view)
-        : view(log_view)
-    {
-    }
-
-protected:
+    LogView *view = nullptr;
     bool sceneEventFilter(QGraphicsItem *, QEvent *event) override
     {
         if (event->type() == QEvent::GraphicsSceneMouseMove)
-            view.clearLog();
+            view->clearLog();
         return false;
     }
-
-private:
-    LogView &view;
 };
 } // namespace
 
@@ -52,131 +45,83 @@ class TestSelect : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void mouseSelectionSurvivesScrolling();
-    void keyboardSelectionSurvivesScrolling();
-    void focusSurvivesScrolling();
-    void clearWithSelection();
-    void clearWhileSelecting();
-    void clearInsideOfALinesEvent();
-};
+    void mouseSelectionSurvivesScrolling()
+    {
+        ShownLog view(5000, false);
+        drag(view, 4, 0, 2000);
+        // Lines come and the view scrolls in the middle of the drag.
+        view.add(10);
+        view.scroll_to(view.end());
+        mouse(view, QEvent::MouseButtonRelease, 4, 2000);
+        settle();
+        QVERIFY(view.item(4));
+        QVERIFY(!view.item(5));
+        view.scroll_to(0);
+        QCOMPARE(view.selected(4), shown_text(4));
+        QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QApplication::clipboard()->text(), shown_text(4));
+    }
 
-void TestSelect::mouseSelectionSurvivesScrolling()
-{
-    LogView view;
-    view.scroll(false);
-    show_view(view);
-    add_lines(view, 5000);
-    QTRY_VERIFY(item_of(view, 4));
-    drag(view, middle_of(4, 0), middle_of(4, 2000));
-    // Lines come and the view scrolls in the middle of the drag.
-    add_lines(view, 10);
-    settle();
-    view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
-    settle();
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(4, 2000));
-    settle();
-    QVERIFY(item_of(view, 4));
-    QVERIFY(!item_of(view, 5));
-    view.verticalScrollBar()->setValue(0);
-    settle();
-    QCOMPARE(item_of(view, 4)->textCursor().selectedText(), QStringLiteral("2026.01.02 03:04:05.004 line 4"));
-    QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
-    QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("2026.01.02 03:04:05.004 line 4"));
-}
-
-void TestSelect::keyboardSelectionSurvivesScrolling()
-{
-    LogView view;
-    view.scroll(false);
-    show_view(view);
-    add_lines(view, 5000);
-    QTRY_VERIFY(item_of(view, 3));
-    drag(view, middle_of(3, 1), middle_of(3, 1));
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(3, 1));
-    for (int i = 0; i < 4; ++i)
+    void keyboardSelectionAndFocusSurviveScrolling()
+    {
+        ShownLog view(5000, false);
+        click(view, 3);
+        for (int i = 0; i < 4; ++i)
+            QTest::keyClick(view.viewport(), Qt::Key_Right, Qt::ShiftModifier);
+        QCOMPARE(view.selected(3), "2026"_s);
+        // Another line has the focus, and the view has not, by the time that it scrolls.
+        click(view, 5);
+        view.clearFocus();
+        view.scroll_to(view.end());
+        view.setFocus();
         QTest::keyClick(view.viewport(), Qt::Key_Right, Qt::ShiftModifier);
-    QCOMPARE(item_of(view, 3)->textCursor().selectedText(), QStringLiteral("2026"));
-    // Another line has the focus by the time that the view scrolls.
-    drag(view, middle_of(5, 1), middle_of(5, 1));
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(5, 1));
-    view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
-    settle();
-    view.verticalScrollBar()->setValue(0);
-    settle();
-    QCOMPARE(item_of(view, 3)->textCursor().selectedText(), QStringLiteral("2026"));
-    QVERIFY(!item_of(view, 2)->textCursor().hasSelection());
-}
+        QCOMPARE(view.selected(5), "2"_s);
+        view.scroll_to(0);
+        QCOMPARE(view.selected(3), "2026"_s);
+        QCOMPARE(view.selected(2), QString());
+    }
 
-void TestSelect::focusSurvivesScrolling()
-{
-    LogView view;
-    view.scroll(false);
-    show_view(view);
-    add_lines(view, 5000);
-    QTRY_VERIFY(item_of(view, 3));
-    drag(view, middle_of(3, 1), middle_of(3, 1));
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(3, 1));
-    view.clearFocus();
-    view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum());
-    settle();
-    view.setFocus();
-    QTest::keyClick(view.viewport(), Qt::Key_Right, Qt::ShiftModifier);
-    QVERIFY(item_of(view, 3));
-    QCOMPARE(item_of(view, 3)->textCursor().selectedText(), QStringLiteral("2"));
-}
+    void clearWithASelection_data()
+    {
+        QTest::addColumn<bool>("released");
+        QTest::addColumn<bool>("inside");
+        QTest::newRow("selected") << true << false;
+        QTest::newRow("while selecting") << false << false;
+        QTest::newRow("inside of the line's event") << false << true;
+    }
 
-void TestSelect::clearWithSelection()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 5);
-    QTRY_VERIFY(item_of(view, 2));
-    drag(view, middle_of(2, 0), middle_of(2, 2000));
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(2, 2000));
-    QVERIFY(item_of(view, 2)->textCursor().hasSelection());
-    view.clearLog();
-    add_lines(view, 5);
-    QTRY_VERIFY(item_of(view, 2));
-    QVERIFY(!item_of(view, 2)->textCursor().hasSelection());
-}
-
-void TestSelect::clearWhileSelecting()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 5);
-    QTRY_VERIFY(item_of(view, 2));
-    drag(view, middle_of(2, 0), middle_of(2, 100));
-    view.clearLog();
-    send_mouse(view, QEvent::MouseMove, middle_of(2, 150));
-    add_lines(view, 5);
-    settle();
-    send_mouse(view, QEvent::MouseMove, middle_of(3, 100));
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(2, 200));
-    settle();
-    QCOMPARE(view.scene->items().size(), 5);
-    for (int i = 0; i < 5; ++i)
-        QVERIFY(!item_of(view, i)->textCursor().hasSelection());
-}
-
-void TestSelect::clearInsideOfALinesEvent()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 5);
-    QTRY_VERIFY(item_of(view, 2));
-    auto *filter = new ClearOnMove(view);
-    view.scene->addItem(filter);
-    item_of(view, 2)->installSceneEventFilter(filter);
-    const QPointer<QGraphicsScene> before = view.scene;
-    drag(view, middle_of(2, 10), middle_of(2, 100));
-    QVERIFY(view.scene != before);
-    QVERIFY(view.line_store.isEmpty());
-    QVERIFY(before); // the line goes on with the event
-    send_mouse(view, QEvent::MouseButtonRelease, middle_of(2, 100));
-    add_lines(view, 3);
-    QTRY_COMPARE(view.scene->items().size(), 3);
-}
+    void clearWithASelection()
+    {
+        QFETCH(bool, released);
+        QFETCH(bool, inside);
+        ShownLog view(5);
+        const QPointer<QGraphicsScene> before = view.scene;
+        if (inside) {
+            auto *filter = new ClearOnMove;
+            filter->view = &view;
+            view.scene->addItem(filter);
+            view.item(2)->installSceneEventFilter(filter);
+        }
+        drag(view, 2, 0, 2000);
+        if (released)
+            mouse(view, QEvent::MouseButtonRelease, 2, 2000);
+        if (!inside) {
+            QCOMPARE(view.selected(2), shown_text(2));
+            view.clearLog();
+        }
+        QVERIFY(view.line_store.isEmpty());
+        QVERIFY(view.scene != before);
+        QCOMPARE(before.isNull(), released); // a pressed line goes on with its event
+        mouse(view, QEvent::MouseMove, 2, 150);
+        view.add(5);
+        mouse(view, QEvent::MouseMove, 3, 100);
+        mouse(view, QEvent::MouseButtonRelease, 2, 200);
+        settle();
+        QCOMPARE(view.item_count(), 5);
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(view.selected(i), QString());
+    }
+};
 
 QTEST_MAIN(TestSelect)
 #include "tst_select.moc"

@@ -1,10 +1,8 @@
 #include "logview_fixture.h"
 
 #include <QApplication>
-#include <QTextCursor>
-#include <QTextDocument>
-
-#include <cmath>
+#include <QClipboard>
+#include <QMimeData>
 
 namespace {
 // The plain way: every line has its item for good.
@@ -15,8 +13,8 @@ public:
     {
         setScene(&every_line);
         setAlignment(Qt::AlignLeft | Qt::AlignBottom);
+        show_view(*this);
     }
-    ~EveryLineView() override { setScene(nullptr); }
 
     void add(const QString &html)
     {
@@ -39,258 +37,191 @@ class TestShow : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void htmlOfItems_data();
-    void htmlOfItems();
-    void pitchAndPlace();
-    void clearStartsAtTheTop();
-    void looksAsIfEveryLineHadItsItem_data();
-    void looksAsIfEveryLineHadItsItem();
-    void fewItems();
-    void follows();
-    void staysWhenToldNotToFollow();
-    void userScrollIsNotPulledUntilTheNextLine();
-    void otherChangeOfTheScenePulls();
-    void widerLineOutOfView();
-    void sceneOutlivesTheView();
-};
-
-void TestShow::htmlOfItems_data()
-{
-    QTest::addColumn<QStringList>("log"); // one piece: QString form
-    QTest::addColumn<QString>("text");
-    QTest::newRow("string") << QStringList{QStringLiteral("RX: 8004")} << QStringLiteral("t RX: 8004");
-    QTest::newRow("list") << QStringList{QStringLiteral("ble_x\t"), QStringLiteral(" a:     255 (0xff)")}
-                          << QStringLiteral("t ble_x a: 255 (0xff)");
-    QTest::newRow("empty list") << QStringList{} << QStringLiteral("t ");
-}
-
-void TestShow::htmlOfItems()
-{
-    QFETCH(QStringList, log);
-    LogView view;
-    show_view(view);
-    if (log.size() == 1)
-        view.addLine(QStringLiteral("<b>t</b> "), log.first());
-    else
-        view.addLine(QStringLiteral("<b>t</b> "), log);
-    QTRY_VERIFY(item_of(view, 0));
-    const QGraphicsTextItem *item = item_of(view, 0);
-    QTEST(item->toPlainText(), "text");
-    QCOMPARE(item->textInteractionFlags(), Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    QTextCursor cursor(item->document());
-    cursor.movePosition(QTextCursor::NextCharacter);
-    QVERIFY(cursor.charFormat().font().bold());
-    cursor.movePosition(QTextCursor::End);
-    QVERIFY(!cursor.charFormat().font().bold());
-}
-
-void TestShow::pitchAndPlace()
-{
-    const double pitch = stock_pitch();
-    QVERIFY(pitch > 8);
-    LogView view;
-    view.scroll(false);
-    show_view(view);
-    for (int i = 0; i < 3; ++i) {
-        add_lines(view, 1);
-        QTRY_COMPARE(view.scene->sceneRect().height(), (i + 1) * pitch);
-        QTRY_VERIFY(item_of(view, i));
-        QCOMPARE(item_of(view, i)->x(), 0.0);
-    }
-    // A short log stands at the bottom of the view.
-    const int bottom = view.mapFromScene(0, 3 * pitch).y();
-    QVERIFY2(std::abs(bottom - view.viewport()->height()) <= 1, qPrintable(QString::number(bottom)));
-}
-
-void TestShow::clearStartsAtTheTop()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 500);
-    view.addLine(stamp(0), QString(1000, QLatin1Char('w')) + QStringLiteral("<br>x").repeated(20));
-    QTRY_VERIFY(item_of(view, 500));
-    view.scroll(false);
-    view.clearLog();
-    settle();
-    QCOMPARE(view.scene->items().size(), 0);
-    add_lines(view, 2);
-    QTRY_COMPARE(view.scene->items().size(), 2);
-    QCOMPARE(item_of(view, 0)->toPlainText(), QStringLiteral("2026.01.02 03:04:05.000 line 0"));
-    QCOMPARE(item_of(view, 1)->toPlainText(), QStringLiteral("2026.01.02 03:04:05.001 line 1"));
-    QTRY_COMPARE(view.scene->sceneRect(),
-                 QRectF(QPointF(), QSizeF(item_of(view, 1)->boundingRect().width(), 2 * stock_pitch())));
-    QCOMPARE(view.verticalScrollBar()->maximum(), 0);
-}
-
-void TestShow::looksAsIfEveryLineHadItsItem_data()
-{
-    QTest::addColumn<QStringList>("odd"); // every eleventh line is one of these
-    QTest::newRow("plain") << QStringList{QStringLiteral("x")};
-    QTest::newRow("over several lines")
-        << QStringList{QStringLiteral("one<br>two<br>three"), QStringLiteral("<h1>head</h1>tail"),
-                       QStringLiteral("<p>a<p>b<p>c<p>d<p>e<p>f")};
-    QTest::newRow("over each other in colour") << QStringList{
-        QStringLiteral("x<br><font color=red>%1</font>").arg(QString(40, QLatin1Char('#'))),
-        QStringLiteral("x<br>y<br><font color=blue>%1</font>").arg(QString(40, QLatin1Char('@')))};
-    QTest::newRow("wide") << QStringList{QString(120, QLatin1Char('W')),
-                                         QStringLiteral("<b>%1</b>").arg(QString(60, QLatin1Char('M'))),
-                                         QString(90, QChar(0x4e2d))};
-    QTest::newRow("coloured") << QStringList{QStringLiteral("[<font color=red>'text'</font>]"),
-                                             QStringLiteral("&lt;b&gt; &amp;")};
-}
-
-void TestShow::looksAsIfEveryLineHadItsItem()
-{
-    QFETCH(QStringList, odd);
-    LogView view;
-    EveryLineView plain_way;
-    view.scroll(false);
-    for (QGraphicsView *each :
-         {static_cast<QGraphicsView *>(&view), static_cast<QGraphicsView *>(&plain_way)}) {
-        each->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-        each->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-        show_view(*each);
-    }
-    for (int i = 0; i < 300; ++i) {
-        const QString text = i % 11 == 10 ? odd.at(i / 11 % odd.size()) : line_text(i);
-        view.addLine(stamp(i), text);
-        plain_way.add(stamp(i) + text);
-        if (i % 10 == 0)
-            settle();
-    }
-    settle();
-    QCOMPARE(view.scene->sceneRect().width(), plain_way.sceneRect().width());
-    QCOMPARE(view.verticalScrollBar()->maximum(), plain_way.verticalScrollBar()->maximum());
-
-    const int end = view.verticalScrollBar()->maximum();
-    const auto below = [](int line) { return static_cast<int>((line + 1) * stock_pitch()) + 2; };
-    for (const int value :
-         {0, end, below(10), end, below(21), end / 2, below(32), end / 2 + 7, end - 33, below(43)}) {
-        for (const int across : {0, 150}) {
-            for (QGraphicsView *each :
-                 {static_cast<QGraphicsView *>(&view), static_cast<QGraphicsView *>(&plain_way)}) {
-                each->verticalScrollBar()->setValue(value);
-                each->horizontalScrollBar()->setValue(across);
-            }
-            QCOMPARE(view.viewport()->grab().toImage(), plain_way.viewport()->grab().toImage());
-        }
-    }
-}
-
-void TestShow::fewItems()
-{
-    LogView view;
-    show_view(view);
-    for (int i = 0; i < 20; ++i) {
-        add_lines(view, 500);
+    void entriesAndTheirCopy()
+    {
+        ShownLog view;
+        view.addLine("<b>t1</b> "_s, "TX: 00000001"_s);
+        view.addLine("<b>t2</b> "_s, QStringList{"ble_rsp_x\t"_s, " a <i>b</i>"_s, " c"_s});
+        view.addLine("<b>t3</b> "_s, QStringList());
+        view.addLine("t4 "_s, "&lt;a&gt; &amp; <i>"_s); // left open
+        view.addLine(QString(), QString());
+        const QList<QStringList> entries{{"<b>t1</b> TX: 00000001<br>"_s},
+                                         {"<b>t2</b> "_s, "ble_rsp_x\t"_s, " a <i>b</i>"_s, " c"_s},
+                                         {"<b>t3</b> "_s},
+                                         {"t4 &lt;a&gt; &amp; <i><br>"_s},
+                                         {"<br>"_s}};
+        QCOMPARE(view.line_store, entries);
+        view.copy();
+        const QMimeData *mime = QApplication::clipboard()->mimeData();
+        QCOMPARE(mime->html(), "<b>t1</b> TX: 00000001<br><br />"
+                               "<b>t2</b>  ble_rsp_x\t  a <i>b</i>  c<br />"
+                               "<b>t3</b> <br />t4 &lt;a&gt; &amp; <i><br><br /><br><br />"_s);
+        QCOMPARE(mime->text(), "t1 TX: 00000001\n\nt2 ble_rsp_x a b c\nt3 \nt4 <a> & \n\n\n\n"_s);
         settle();
-        view.verticalScrollBar()->setValue(view.verticalScrollBar()->maximum() * i / 20);
-        settle();
+        const QStringList texts{"t1 TX: 00000001"_s, "t2 ble_rsp_x a b c"_s, "t3 "_s, "t4 <a> & "_s, ""_s};
+        for (int i = 0; i < texts.size(); ++i)
+            QCOMPARE(view.text(i), texts.at(i));
     }
-    const int page = static_cast<int>(view.viewport()->height() / stock_pitch()) + 2;
-    QVERIFY(view.scene->items().size() >= page - 2);
-    QVERIFY2(view.scene->items().size() <= 3 * page + 2,
-             qPrintable(QString::number(view.scene->items().size())));
-}
 
-void TestShow::follows()
-{
-    LogView view;
-    show_view(view);
-    for (int i = 0; i < 5; ++i) {
-        add_lines(view, 100);
-        QTRY_VERIFY(item_of(view, 100 * i + 99));
-        QVERIFY(view.verticalScrollBar()->maximum() > 0);
-        QTRY_COMPARE(view.verticalScrollBar()->value(), view.verticalScrollBar()->maximum());
-    }
-}
-
-void TestShow::staysWhenToldNotToFollow()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 200);
-    QTRY_VERIFY(item_of(view, 199));
-    view.scroll(false);
-    view.verticalScrollBar()->setValue(150);
-    add_lines(view, 200);
-    QTRY_COMPARE(view.scene->sceneRect().height(), 400 * stock_pitch());
-    settle();
-    QCOMPARE(view.verticalScrollBar()->value(), 150);
-    view.scroll(true);
-    settle();
-    QCOMPARE(view.verticalScrollBar()->value(), 150);
-    add_lines(view, 1);
-    QTRY_COMPARE(view.scene->sceneRect().height(), 401 * stock_pitch());
-    QTRY_COMPARE(view.verticalScrollBar()->value(), view.verticalScrollBar()->maximum());
-}
-
-void TestShow::userScrollIsNotPulledUntilTheNextLine()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 1000);
-    // Not ASCII, so out of view its width is not known: that it widens the scene must not pull either.
-    view.line_store[300] = QStringList{QString(200, QChar(0x4e2d))};
-    QTRY_VERIFY(item_of(view, 999));
-    settle();
-    for (const int line : {10, 300, 700, 5}) {
-        const int value = static_cast<int>(line * stock_pitch());
-        view.verticalScrollBar()->setValue(value);
-        QVERIFY(item_of(view, line));
-        settle();
-        QCOMPARE(view.verticalScrollBar()->value(), value);
-    }
-    QVERIFY(view.horizontalScrollBar()->maximum() > 0);
-    add_lines(view, 1);
-    QTRY_VERIFY(item_of(view, 1000));
-    QTRY_COMPARE(view.verticalScrollBar()->value(), view.verticalScrollBar()->maximum());
-}
-
-void TestShow::otherChangeOfTheScenePulls()
-{
-    LogView view;
-    show_view(view);
-    add_lines(view, 1000);
-    QTRY_VERIFY(item_of(view, 999));
-    view.verticalScrollBar()->setValue(100);
-    settle();
-    QCOMPARE(view.verticalScrollBar()->value(), 100);
-    view.scene->addRect(QRectF(0, 100, 10, 10));
-    QTRY_COMPARE(view.verticalScrollBar()->value(), view.verticalScrollBar()->maximum());
-}
-
-void TestShow::widerLineOutOfView()
-{
-    LogView view;
-    view.scroll(false);
-    show_view(view);
-    add_lines(view, 100);
-    QTRY_COMPARE(view.scene->sceneRect().height(), 100 * stock_pitch());
-    QCOMPARE(view.horizontalScrollBar()->maximum(), 0);
-    for (const int length : {300, 500, 100}) {
-        view.addLine(stamp(0), QStringList{QString(length, QLatin1Char('0'))});
-        settle();
-    }
-    QGraphicsTextItem widest;
-    widest.setHtml(stamp(0) + QString(500, QLatin1Char('0')));
-    QCOMPARE(view.scene->sceneRect().width(), widest.boundingRect().width());
-    QVERIFY(!item_of(view, 102));
-}
-
-void TestShow::sceneOutlivesTheView()
-{
-    QPointer<QGraphicsScene> scene;
+    void copyGoesOnOverPortions()
     {
         LogView view;
-        add_lines(view, 3);
-        scene = view.scene;
-        QVERIFY(!scene->parent());
+        QString expected;
+        for (int i = 0; i < 40; ++i) {
+            const QString field(100'000 + i, QLatin1Char('f'));
+            view.addLine("t "_s, QStringList{field});
+            expected += "t "_s + field + QLatin1Char('\n');
+        }
+        view.copy();
+        QVERIFY(QApplication::clipboard()->text() == expected);
+        QCOMPARE(QApplication::clipboard()->mimeData()->html().count("<br />"_s), 40);
     }
-    settle();
-    QVERIFY(!scene.isNull());
-    QVERIFY(scene->views().isEmpty());
-}
+
+    void clearStartsAtTheTop()
+    {
+        ShownLog view(500);
+        view.addLine(stamp(0), QString(1000, QLatin1Char('w')) + "<br>x"_s.repeated(20));
+        settle();
+        view.scroll(false);
+        const QPointer<QGraphicsScene> before = view.scene;
+        view.clearLog();
+        settle();
+        QVERIFY(before.isNull());
+        QVERIFY(!view.auto_scroll);
+        QCOMPARE(view.item_count(), 0);
+        view.copy();
+        QCOMPARE(QApplication::clipboard()->text(), QString());
+        view.add(2);
+        QCOMPARE(view.item_count(), 2);
+        QCOMPARE(view.text(0), shown_text(0));
+        const QRectF extent(0, 0, view.item(1)->boundingRect().width(), 2 * stock_pitch());
+        QCOMPARE(view.scene->sceneRect(), extent);
+        QCOMPARE(view.end(), 0);
+    }
+
+    void looksAsIfEveryLineHadItsItem_data()
+    {
+        const auto many = [](int count, QChar c) { return QString(count, c); };
+        const QString red = "x<br><font color=red>"_s + many(40, u'#');
+        const QString blue = "x<br>y<br><font color=blue>"_s + many(40, u'@');
+        QTest::addColumn<QStringList>("odd"); // every eleventh line is one of these
+        QTest::newRow("several lines") << QStringList{"1<br>2<br>3"_s, "<h1>h</h1>t"_s, "<p>a<p>b<p>c<p>d"_s};
+        QTest::newRow("over each other in colour") << QStringList{red, blue};
+        QTest::newRow("widths") << QStringList{many(120, u'W'), "<b>"_s + many(60, u'M'),
+                                               many(90, u'\u4e2d')};
+        QTest::newRow("plain widths") << QStringList{many(300, u'0'), many(500, u'0'), many(100, u'0')};
+        QTest::newRow("coloured") << QStringList{"[<font color=red>'text'</font>]"_s, "&lt;b&gt; &amp;"_s};
+    }
+
+    void looksAsIfEveryLineHadItsItem()
+    {
+        QFETCH(QStringList, odd);
+        ShownLog view(0, false);
+        EveryLineView plain_way;
+        const std::array<QGraphicsView *, 2> both{&view, &plain_way};
+        for (QGraphicsView *each : both) {
+            each->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+            each->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+        }
+        for (int i = 0; i < 300; ++i) {
+            const QString text = i % 11 == 10 ? odd.at(i / 11 % odd.size()) : "line"_s;
+            i % 2 ? view.addLine(stamp(i), text) : view.addLine(stamp(i), QStringList{text, "a:  1"_s});
+            plain_way.add(stamp(i) + text + (i % 2 ? ""_s : " a:  1"_s));
+            if (i % 10 == 2)
+                settle();
+            if (i == 2) // a short log stands at the bottom
+                QCOMPARE(view.viewport()->grab().toImage(), plain_way.viewport()->grab().toImage());
+        }
+        settle();
+        QCOMPARE(view.scene->sceneRect().width(), plain_way.sceneRect().width());
+        QCOMPARE(view.end(), plain_way.verticalScrollBar()->maximum());
+
+        const int end = view.end();
+        const auto below = [](int line) { return static_cast<int>((line + 1) * stock_pitch()) + 2; };
+        for (const int value : {0, end, below(10), end, below(21), end / 2, below(32), end - 33, below(43)}) {
+            for (const int across : {0, 150}) {
+                for (QGraphicsView *each : both) {
+                    each->verticalScrollBar()->setValue(value);
+                    each->horizontalScrollBar()->setValue(across);
+                }
+                QCOMPARE(view.viewport()->grab().toImage(), plain_way.viewport()->grab().toImage());
+            }
+        }
+    }
+
+    void fewItems()
+    {
+        const auto page = [](const ShownLog &view) { return int(view.viewport()->height() / stock_pitch()); };
+        ShownLog view;
+        for (int i = 0; i < 20; ++i) {
+            view.add(500);
+            view.scroll_to(view.end() * i / 20);
+        }
+        QVERIFY(view.item_count() >= page(view));
+        QVERIFY2(view.item_count() <= 3 * page(view) + 8, qPrintable(QString::number(view.item_count())));
+
+        // In one turn, and plain: no more are laid out than are in view.
+        ShownLog burst;
+        for (int i = 0; i < 1000; ++i)
+            burst.addLine(stamp(i), "RX: 80%1"_s.arg(i, 4, 16, QLatin1Char('0')));
+        settle();
+        QVERIFY(burst.item(999));
+        QVERIFY2(burst.item_count() <= page(burst) + 3, qPrintable(QString::number(burst.item_count())));
+    }
+
+    void followsUnlessToldNotTo()
+    {
+        ShownLog view(100);
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY(view.end() > 0);
+            QVERIFY(view.is_at_end());
+            view.add(100);
+        }
+        view.scroll(false);
+        view.scroll_to(150);
+        view.add(200);
+        QCOMPARE(view.scene->sceneRect().height(), 600 * stock_pitch());
+        QCOMPARE(view.verticalScrollBar()->value(), 150);
+        view.scroll(true);
+        settle();
+        QCOMPARE(view.verticalScrollBar()->value(), 150);
+        view.add(1);
+        QVERIFY(view.is_at_end());
+    }
+
+    void userScrollIsNotPulledUntilAChange()
+    {
+        ShownLog view(1000);
+        // Not ASCII, so out of view its width is not known: that it widens the scene must not pull either.
+        view.line_store[300] = QStringList{QString(200, QChar(0x4e2d))};
+        for (const int line : {10, 300, 700, 5}) {
+            const int value = static_cast<int>(line * stock_pitch());
+            view.scroll_to(value);
+            QVERIFY(view.item(line));
+            QCOMPARE(view.verticalScrollBar()->value(), value);
+        }
+        QVERIFY(view.horizontalScrollBar()->maximum() > 0);
+        view.add(1);
+        QVERIFY(view.is_at_end());
+        view.scroll_to(100);
+        QCOMPARE(view.verticalScrollBar()->value(), 100);
+        view.scene->addRect(QRectF(0, 100, 10, 10)); // not a line, but in the scene
+        settle();
+        QVERIFY(view.is_at_end());
+    }
+
+    void sceneOutlivesTheView()
+    {
+        QPointer<QGraphicsScene> scene;
+        {
+            ShownLog view(3);
+            scene = view.scene;
+        }
+        settle();
+        QVERIFY(!scene.isNull());
+        QVERIFY(scene->views().isEmpty());
+    }
+};
 
 QTEST_MAIN(TestShow)
 #include "tst_show.moc"
