@@ -68,6 +68,11 @@ void cls_ble::log_message(QStringList list)
 
 void cls_ble::rx_data(QByteArray data)
 {
+    // What a run of junk left behind goes first, by the same test as in take_frame(): then a chunk need not
+    // be copied to stand behind it.
+    while (!receiving && !rx_buffer.isEmpty() && data.size() >= header_size &&
+           (static_cast<uint8>(rx_buffer.at(0)) & never_set_bits) != 0)
+        rx_buffer = rx_buffer.mid(1);
     // An array without a capacity borrows its bytes, which may be gone before the frame is whole.
     if (rx_buffer.isEmpty() && data.capacity() > 0)
         rx_buffer.swap(data);
@@ -86,12 +91,9 @@ void cls_ble::rx_data(QByteArray data)
 
 void cls_ble::drop_taken()
 {
-    // Most calls bring whole frames. Letting go of the bytes then spares a copy if the caller still holds
-    // them.
-    if (rx_taken == rx_buffer.size())
-        rx_buffer = QByteArray();
-    else
-        rx_buffer.remove(0, rx_taken);
+    // mid() copies what is left, which is little; remove() would first copy all of it if the caller still
+    // holds it.
+    rx_buffer = rx_taken == rx_buffer.size() ? QByteArray() : rx_buffer.mid(rx_taken);
     rx_taken = 0;
 }
 
