@@ -57,7 +57,7 @@ private Q_SLOTS:
         QTest::newRow("path") << "<img src=\"%1/big.png\">"_s;
         QTest::newRow("url") << "<img src=\"file://%1/big.png\">"_s;
         QTest::newRow("table background") << "<table background=\"%1/big.png\"><tr><td>x</table>"_s;
-        QTest::newRow("style sheet") << "<link type=\"text/css\" href=\"file://%1/big.css\"><p>x"_s;
+        QTest::newRow("style sheet") << "<style>@import url(file://%1/big.css);</style><p>x</p>"_s;
     }
 
     // What is on the disk is big or red, so it would show.
