@@ -77,9 +77,8 @@ const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
         {"unknown", "N", "After every N frames, send a whole frame of a message that does not exist.",
          [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.unknownEvery); }},
         {"result", "NAME=CODE[@PERCENT]",
-         "Answer this command with this result code (0x0182 or decimal), in so many percent of the cases, "
-         "and do "
-         "nothing else.",
+         "Answer this command with this result code (0x0182 or decimal), in so many percent of the "
+         "cases, and do nothing else.",
          addResult},
         {"unplug", "N", "Close the port and end once N more frames have been sent; 0 does not.",
          [](Misbehaviour &m, const QString &v) {
