@@ -39,6 +39,7 @@ private Q_SLOTS:
     void longJunk();
     void enginesAreApart();
     void borrowedBytes();
+    void feedingForLong();
     void flowControl_data();
     void flowControl();
     void orderOfSending();
@@ -163,6 +164,24 @@ void tst_Engine::borrowedBytes()
     std::fill(std::begin(memory), std::end(memory), '\x7f');
     rig.engine.rx_data(hex("40ff"));
     QCOMPARE(rig.log.all("data"), QStringList(QStringLiteral("000300040040ff")));
+}
+
+// A receiver that goes on feeding keeps the outer call busy; what it has done with must not pile up.
+void tst_Engine::feedingForLong()
+{
+    constexpr int count = 200000;
+    const QByteArray hello_response = QByteArray::fromHex("00000001");
+    cls_ble engine;
+    int frames = 0;
+    int most_bytes = 0;
+    connect(&engine.system, &cls_ble_system::rsp_hello, &engine, [&] {
+        if (++frames < count)
+            engine.rx_data(hello_response);
+        most_bytes = qMax(most_bytes, waiting_bytes(engine).size());
+    });
+    engine.rx_data(hello_response);
+    QCOMPARE(frames, count);
+    QVERIFY2(most_bytes < 256 * 1024, QByteArray::number(most_bytes).constData());
 }
 
 void tst_Engine::flowControl_data()

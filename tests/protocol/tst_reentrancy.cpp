@@ -26,7 +26,6 @@ private Q_SLOTS:
     void restOfOwnFrameLater();
     void bigFrameMovesBuffer();
     void eventLoopInReceiver();
-    void feedingForLong();
     void resetFromReceiver();
 
 private:
@@ -131,21 +130,6 @@ void tst_Reentrancy::eventLoopInReceiver()
 }
 
 // Each response feeds the next one. Without recursion this takes neither stack nor quadratic time.
-void tst_Reentrancy::feedingForLong()
-{
-    int left = 200000;
-    int frames = 0;
-    rig->log.on_entry = [this](const QString &) { rig->log.entries.clear(); };
-    on_hello([&] {
-        if (--left > 0)
-            rig->engine.rx_data(hello_response);
-    });
-    connect(&rig->engine, &cls_ble::parsed_message_data, this,
-            [&](const QByteArray &data) { frames += data == hello_response; });
-    rig->engine.rx_data(hello_response);
-    QCOMPARE(frames, 200000);
-}
-
 void tst_Reentrancy::resetFromReceiver()
 {
     rig->engine.set_flow_control(true);
