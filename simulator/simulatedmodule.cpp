@@ -44,6 +44,8 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
     : QObject(parent)
     , who(identity)
     , flashMemory(identity.seed)
+    , surroundings(identity.seed, makeWorld(identity.seed, identity.world))
+    , openLinks(*this)
 {
     auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);
     attributesBehaviour = attributesOwner.get();

@@ -1,7 +1,11 @@
 #pragma once
 
+#include "simulator/air.h"
 #include "simulator/behaviour.h"
 #include "simulator/flashmemory.h"
+#include "simulator/links.h"
+#include "simulator/whitelist.h"
+#include "simulator/world.h"
 
 #include <QHash>
 #include <QObject>
@@ -16,11 +20,12 @@ namespace simulator {
 
 class AttributesBehaviour;
 
-// Where a module differs from another of its kind.
+// Where a module and its surroundings differ from others.
 struct ModuleIdentity
 {
     quint32 seed = 1;
     bd_addr address = {{0x05, 0x04, 0x03, 0x02, 0x01, 0xc0}};
+    WorldSize world;
 };
 
 // Frames seen since the last start.
@@ -77,6 +82,9 @@ public:
     const ModuleIdentity &identity() const { return who; }
     const FrameCounters &counters() const { return frameCounters; }
     FlashMemory &flash() { return flashMemory; }
+    Air &air() { return surroundings; }
+    Links &links() { return openLinks; }
+    Whitelist &whitelist() { return listedDevices; }
 
 Q_SIGNALS:
     void frameReady(const QByteArray &frame);
@@ -94,6 +102,9 @@ private:
     const ModuleIdentity who;
     FrameCounters frameCounters;
     FlashMemory flashMemory;
+    Air surroundings;
+    Links openLinks;
+    Whitelist listedDevices;
     QHash<int, Handler> handlers;
     std::vector<std::unique_ptr<Behaviour>> behaviours;
     AttributesBehaviour *attributesBehaviour = nullptr;

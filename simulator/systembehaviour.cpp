@@ -2,15 +2,20 @@
 
 #include "simulator/simulatedmodule.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace simulator {
 namespace {
 
 constexpr uint8 apiEndpoint = 0; // the protocol itself, which carries no data of its user
 constexpr uint8 freeBuffers = 15;
 constexpr uint8 usbNotEnumerated = 0;
+
+DeviceAddress takeDevice(payload_reader &command)
+{
+    DeviceAddress device;
+    device.address = command.take<bd_addr>();
+    device.type = command.take<uint8>();
+    return device;
+}
 
 } // namespace
 
@@ -50,7 +55,7 @@ void SystemBehaviour::restart()
 {
     registers.clear();
     endpoints.fill({});
-    whitelist.clear();
+    module.whitelist().clear();
     aes.clearKey();
 }
 
@@ -102,7 +107,7 @@ void SystemBehaviour::getCounters(payload_reader &, PayloadWriter &response)
 
 void SystemBehaviour::getConnections(payload_reader &, PayloadWriter &response)
 {
-    response.put(uint8(maxConnections));
+    response.put(uint8(Links::capacity));
 }
 
 // A bus reads whatever is asked for: there is nothing but zeros beyond the memory, yet the length is what was
@@ -176,45 +181,19 @@ void SystemBehaviour::endpointSetWatermarks(payload_reader &command, PayloadWrit
     reportWatermarks(number, rx != LoopbackEndpoint::keepWatermark, tx != LoopbackEndpoint::keepWatermark);
 }
 
-int SystemBehaviour::listed(const ListedAddress &wanted) const
-{
-    const auto entry =
-        std::find_if(whitelist.begin(), whitelist.end(), [&wanted](const ListedAddress &other) {
-            return other.type == wanted.type &&
-                   std::memcmp(other.address.addr, wanted.address.addr, sizeof(wanted.address.addr)) == 0;
-        });
-    return entry == whitelist.end() ? -1 : int(entry - whitelist.begin());
-}
-
 void SystemBehaviour::whitelistAppend(payload_reader &command, PayloadWriter &response)
 {
-    ListedAddress entry{};
-    entry.address = command.take<bd_addr>();
-    entry.type = command.take<uint8>();
-    Result result = resultOk;
-    if (entry.type > 1)
-        result = resultInvalidParameter;
-    else if (listed(entry) < 0 && whitelist.size() == whitelistSize)
-        result = resultOutOfMemory;
-    else if (listed(entry) < 0)
-        whitelist.append(entry);
-    response.put(uint16(result));
+    response.put(uint16(module.whitelist().append(takeDevice(command))));
 }
 
 void SystemBehaviour::whitelistRemove(payload_reader &command, PayloadWriter &response)
 {
-    ListedAddress entry{};
-    entry.address = command.take<bd_addr>();
-    entry.type = command.take<uint8>();
-    const int at = listed(entry);
-    if (at >= 0)
-        whitelist.remove(at);
-    response.put(uint16(at >= 0 ? resultOk : resultInvalidParameter));
+    response.put(uint16(module.whitelist().remove(takeDevice(command))));
 }
 
 void SystemBehaviour::whitelistClear(payload_reader &, PayloadWriter &)
 {
-    whitelist.clear();
+    module.whitelist().clear();
 }
 
 // The response has no room for a refusal, so that one follows as an event.

@@ -5,7 +5,6 @@
 #include "simulator/loopbackendpoint.h"
 
 #include <QHash>
-#include <QVector>
 
 #include <array>
 
@@ -15,8 +14,6 @@ namespace simulator {
 class SystemBehaviour : public Behaviour
 {
 public:
-    static constexpr int maxConnections = 8;
-    static constexpr int whitelistSize = 8;
     static constexpr int endpointCount = 6;
 
     explicit SystemBehaviour(SimulatedModule &owner);
@@ -27,12 +24,6 @@ public:
     static PayloadWriter info();
 
 private:
-    struct ListedAddress
-    {
-        bd_addr address;
-        uint8 type;
-    };
-
     void reset(payload_reader &command, PayloadWriter &response);
     void delayReset(payload_reader &command, PayloadWriter &response);
     void hello(payload_reader &command, PayloadWriter &response);
@@ -57,11 +48,9 @@ private:
 
     LoopbackEndpoint *endpoint(uint8 number);
     void reportWatermarks(uint8 number, bool rx, bool tx);
-    int listed(const ListedAddress &wanted) const;
 
     QHash<uint16, uint8> registers; // those that were written; the others read as 0
     std::array<LoopbackEndpoint, endpointCount> endpoints;
-    QVector<ListedAddress> whitelist;
     Aes128 aes;
 };
 
