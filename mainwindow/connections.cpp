@@ -24,7 +24,7 @@ void connect_rows(std::initializer_list<connection_row> rows)
 
 } // namespace
 
-// Signatures stand as the toolkit normalises them.
+// Signatures stand as the toolkit normalises them, but for the blanks in the last two rows, which it removes.
 // clang-format off
 
 void MainWindow::connect_window()
@@ -35,8 +35,40 @@ void MainWindow::connect_window()
         {&discovery, SIGNAL(DeviceDisconnect(int,int)), this, SLOT(DeviceDisconnect(int,int))},
         {&discovery, SIGNAL(debugText(QString)), this, SLOT(debugPrintText(QString))},
         {&engine.system, SIGNAL(rsp_hello()), this, SLOT(hello())},
+        {&engine.gap, SIGNAL(evt_scan_response(int8,uint8,bd_addr,uint8,uint8,QByteArray)), ui->deviceList,
+         SLOT(evt_scan_response(int8,uint8,bd_addr,uint8,uint8,QByteArray))},
         {this, SIGNAL(Connect(bd_addr,uint8,uint16,uint16,uint16,uint16)), &engine.gap,
          SLOT(cmd_connect_direct(bd_addr,uint8,uint16,uint16,uint16,uint16))},
+        {ui->pushClearDevices, SIGNAL(clicked()), ui->deviceList, SLOT(clear())},
+        {ui->deviceList, SIGNAL(Connect(bd_addr,uint8)), this, SLOT(Connect(bd_addr,uint8))},
+        {ui->deviceList, SIGNAL(Disconnect(uint8)), &engine.connection, SLOT(cmd_disconnect(uint8))},
+        {&engine.connection, SIGNAL(evt_status(uint8,uint8,bd_addr,uint8,uint16,uint16,uint16,uint8)), ui->deviceList,
+         SLOT(evt_status(uint8,uint8,bd_addr,uint8,uint16,uint16,uint16,uint8))},
+        {&engine.connection, SIGNAL(evt_disconnected(uint8,uint16)), ui->deviceList, SLOT(evt_disconnected(uint8,uint16))},
+        {ui->deviceList, SIGNAL(cmd_read_by_group_type(uint8,uint16,uint16,QByteArray)), &engine.attclient,
+         SLOT(cmd_read_by_group_type(uint8,uint16,uint16,QByteArray))},
+        {ui->deviceList, SIGNAL(cmd_get_status(uint8)), &engine.connection, SLOT(cmd_get_status(uint8))},
+        {&engine.attclient, SIGNAL(evt_group_found(uint8,uint16,uint16,QByteArray)), ui->deviceList,
+         SLOT(evt_service_found(uint8,uint16,uint16,QByteArray))},
+        {ui->deviceList, SIGNAL(cmd_read_by_type(uint8,uint16,uint16,QByteArray)), &engine.attclient,
+         SLOT(cmd_read_by_type(uint8,uint16,uint16,QByteArray))},
+        {&engine.attclient, SIGNAL(evt_attribute_found(uint8,uint16,uint16,uint8,QByteArray)), ui->deviceList,
+         SLOT(evt_characteristic_found(uint8,uint16,uint16,uint8,QByteArray))},
+        {ui->deviceList, SIGNAL(cmd_find_information(uint8,uint16,uint16)), &engine.attclient,
+         SLOT(cmd_find_information(uint8,uint16,uint16))},
+        {ui->deviceList, SIGNAL(cmd_features_get(uint8)), &engine.connection, SLOT(cmd_features_get(uint8))},
+        {ui->deviceList, SIGNAL(cmd_version_update(uint8)), &engine.connection, SLOT(cmd_version_update(uint8))},
+        {&engine.attclient, SIGNAL(evt_find_information_found(uint8,uint16,QByteArray)), ui->deviceList,
+         SLOT(evt_find_information_found(uint8,uint16,QByteArray))},
+        {ui->deviceList, SIGNAL(EncryptConnection(uint8,uint8)), &engine.sm, SLOT(cmd_encrypt_start(uint8,uint8))},
+        {ui->deviceList, SIGNAL(AttributeRead(uint8,uint16)), &engine.attclient, SLOT(cmd_read_by_handle(uint8,uint16))},
+        {ui->deviceList, SIGNAL(AttributeReadLong(uint8,uint16)), &engine.attclient, SLOT(cmd_read_long(uint8,uint16))},
+        {&engine.attclient, SIGNAL(evt_attribute_value(uint8,uint16,uint8,QByteArray)), ui->deviceList,
+         SLOT(evt_characteristic_value(uint8,uint16,uint8,QByteArray))},
+        {ui->deviceList, SIGNAL(AttributeWrite(uint8,uint16,QByteArray)), &engine.attclient,
+         SLOT(cmd_attribute_write(uint8,uint16,QByteArray))},
+        {ui->deviceList, SIGNAL(AttributeWriteCommand(uint8,uint16,QByteArray)), &engine.attclient,
+         SLOT(cmd_write_command(uint8,uint16,QByteArray))},
         {&engine, SIGNAL(parsed_message_str(QStringList)), this, SLOT(debugPrintStringList(QStringList))},
         {ui->pushLogCopy, SIGNAL(clicked()), ui->textDebug, SLOT(copy())},
         {ui->checkLogScroll, SIGNAL(clicked(bool)), ui->textDebug, SLOT(scroll(bool))},
@@ -50,10 +82,17 @@ void MainWindow::connect_parser()
     });
 }
 
+void MainWindow::connect_about()
+{
+    connect_rows({
+        {ui->action_About, SIGNAL(triggered()), &about_dialog, SLOT(show())},
+    });
+}
+
 void MainWindow::connect_upload_switches()
 {
     connect_rows({
-        {&engine.dfu, SIGNAL(rsp_flash_set_address(uint16)), this, SLOT(rsp_flash_set_address(uint16))},
-        {&engine.dfu, SIGNAL(rsp_flash_upload_finish(uint16)), this, SLOT(rsp_flash_upload_finish(uint16))},
+        {&engine.dfu, SIGNAL(rsp_flash_set_address (uint16 )), this, SLOT(rsp_flash_set_address (uint16 ))},
+        {&engine.dfu, SIGNAL(rsp_flash_upload_finish (uint16 )), this, SLOT(rsp_flash_upload_finish (uint16 ))},
     });
 }

@@ -56,6 +56,7 @@ QString hex_line(const char *prefix, const QByteArray &data)
 
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
+    , about_dialog(this)
     , ui(std::make_unique<Ui::MainWindow>())
 {
     ui->setupUi(this);
@@ -68,6 +69,8 @@ MainWindow::MainWindow(QWidget *parent)
     load_definitions();
     addAction(ui->actionMagic);
     addAction(ui->actionThroughputTest);
+    about_dialog.setModal(true);
+    connect_about();
     discovery.DiscoverDevices();
     discovery.Start();
     dev_mode(false);
@@ -301,6 +304,7 @@ void MainWindow::dev_mode(bool enabled)
     ui->lineMap->setVisible(enabled);
     ui->rawSend->setVisible(enabled);
     ui->spinEndpoint->setVisible(enabled);
+    ui->deviceList->dev_mode(enabled);
 }
 
 void MainWindow::on_actionMagic_triggered()

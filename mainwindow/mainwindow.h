@@ -6,6 +6,7 @@
 
 #include <memory>
 
+#include "mainwindow/aboutdialog.h"
 #include "protocol/cls_ble.h"
 #include "protocol/types.h"
 #include "transport/uartcomm.h"
@@ -42,8 +43,20 @@ public Q_SLOTS:
     // Shows or hides the controls of development use.
     void dev_mode(bool enabled);
     void on_actionInfo_triggered();
+    // The map as hex digits; all else in the text is passed over.
+    void on_lineMap_returnPressed();
+    void on_pushConnUpdate_clicked();
+    // The text goes out as characters, up to a zero.
+    void on_rawSend_returnPressed();
+    // These two keep the timeout above the interval, and the latency within both.
+    void on_spinTimeout_valueChanged(int value);
+    void on_spinInterval_valueChanged(int value);
+    void on_pushRefreshDevices_clicked();
     void on_actionReset_triggered();
     void on_pushLogClear_clicked();
+    void on_pushSetMode_clicked();
+    void on_pushStopScan_clicked();
+    void on_pushStartScan_clicked();
     void on_pushDevRefresh_clicked();
     // Attaches the chosen port, or detaches the one that is attached.
     void on_pushConnectDev_clicked();
@@ -65,8 +78,20 @@ public Q_SLOTS:
     // Logs a whole frame as hex and writes it to the device, if there is one; blocks until it is written.
     void txData(QByteArray data);
     void hello();
+    // Passes the request on by the signal of this name, with the connection parameters of the spin boxes.
+    void Connect(bd_addr address, uint8 addrtype);
     void on_comboBaudrate_currentIndexChanged(int index);
+    // Connects to whichever device of the whitelist is found first.
+    void whitelist_connect();
     void on_actionGet_Channel_Quality_Map_triggered();
+    void on_spinAdvInterval_valueChanged(int arg1);
+    void on_pushSetAdvParameters_clicked();
+    void on_pushClearMode_clicked();
+    // Raises the window to the interval.
+    void on_spinScanInterval_valueChanged(int arg1);
+    void on_spinScanWindow_valueChanged(int arg1);
+    void on_pushSetScanParameters_clicked();
+    void on_spinLatency_valueChanged(int arg1);
     void on_lineCommand_textEdited(QString arg1);
     void on_lineCommand_returnPressed();
 
@@ -83,10 +108,12 @@ private:
     void setCommDevice(CommDev *dev);
 
     void reset_module(bool boot_in_dfu);
+    void limit_latency(int timeout, int interval);
     void fill_baud_rates();
     void load_definitions();
     void connect_window();
     void connect_parser();
+    void connect_about();
     void connect_upload_switches();
 
     // Unused, both: keep them out of any logic.
@@ -96,5 +123,6 @@ private:
     UartComm discovery;
     CommDev *device = nullptr;
     CommandParser *parser = nullptr;
+    AboutDialog about_dialog;
     std::unique_ptr<Ui::MainWindow> ui;
 };

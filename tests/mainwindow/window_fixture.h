@@ -40,14 +40,20 @@ public:
         register_meta_types();
     }
 
-    // The object of that name; ends the test program if the form has none.
+    // The object of that name, dialogs left out; ends the test program if the form has none.
     template <typename Object = QWidget>
     Object *find(const char *name) const
     {
-        auto *const found = window->findChild<Object *>(QLatin1String(name));
-        if (found == nullptr)
-            qFatal("the form has no %s", name);
-        return found;
+        const auto in_dialog = [](const QObject *object) {
+            while (object != nullptr && qobject_cast<const QDialog *>(object) == nullptr)
+                object = object->parent();
+            return object != nullptr;
+        };
+        for (Object *object : window->findChildren<Object *>(QLatin1String(name))) {
+            if (!in_dialog(object))
+                return object;
+        }
+        qFatal("the form has no %s", name);
     }
     void click(const char *button) const { find<QAbstractButton>(button)->click(); }
     void trigger(const char *action) const { find<QAction>(action)->trigger(); }

@@ -1,0 +1,206 @@
+// The device list: what panels cost, and the whole window while many devices advertise. A line a figure on
+// standard output; ends with 1 if a figure misses its limit or a message was lost.
+
+#include "bench/common/figure.h"
+#include "devices/devicelist.h"
+#include "devices/devicelistitem.h"
+#include "logview/logview.h"
+#include "tests/e2e/simulated_module.h"
+#include "tests/e2e/window.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QThread>
+#include <QVBoxLayout>
+
+#include <malloc.h>
+
+namespace {
+
+bool all_within = true;
+
+void report(const char *name, double ours, double limit)
+{
+    all_within = print_limited(name, ours, limit) && all_within;
+}
+
+void report_count(const char *name, int found, int expected)
+{
+    const bool whole = found == expected;
+    std::printf("%s ours=%d other=%d ratio=- budget=equal %s\n", name, found, expected,
+                whole ? "ok" : "SHORT");
+    std::fflush(stdout);
+    all_within = whole && all_within;
+}
+
+double percentile_99(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() * 99 / 100);
+}
+
+// Milliseconds that one turn of the event loop takes for all that has come up to now.
+double turn()
+{
+    QElapsedTimer clock;
+    clock.start();
+    QCoreApplication::processEvents();
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
+class PaintCounter : public QObject
+{
+public:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint;
+        return false;
+    }
+    int paints = 0;
+};
+
+void measure_panels()
+{
+    constexpr int panels = 500;
+    constexpr int scroll_step = 40; // pixels
+    DeviceList list;
+    auto *const column = new QWidget;
+    auto *const layout = new QVBoxLayout(column);
+    layout->addStretch();
+    list.setWidgetResizable(true);
+    list.setWidget(column);
+    list.dev_mode(false);
+    list.resize(800, 480);
+    list.show();
+    if (!QTest::qWaitForWindowExposed(&list))
+        qFatal("the list is not shown");
+    PaintCounter counter;
+    column->installEventFilter(&counter);
+
+    QElapsedTimer clock;
+    clock.start();
+    for (int i = 0; i < panels; ++i)
+        list.evt_scan_response(-60, 0, bd_addr{{uint8(i), uint8(i >> 8), 3, 4, 5, 6}}, 1, 0xff,
+                               QByteArray("\x02\x01\x06\x05\x09Name", 9));
+    while (counter.paints == 0)
+        turn();
+    report("panels_500_ms", double(clock.elapsed()), 2000);
+
+    std::vector<double> turns;
+    QScrollBar *const bar = list.verticalScrollBar();
+    while (bar->value() < bar->maximum()) {
+        const int paints = counter.paints;
+        bar->setValue(bar->value() + scroll_step);
+        double spent = 0;
+        while (counter.paints == paints)
+            spent += turn();
+        turns.push_back(spent);
+    }
+    report("panels_500_scroll_99_percent_ms", percentile_99(turns), 16);
+}
+
+double heap_in_use()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+}
+
+// What the window shows and logs while a module reports many advertisements a second.
+class Scan
+{
+public:
+    Scan()
+    {
+        if (!module.start({QStringLiteral("--quiet"), QStringLiteral("--devices"), QString::number(devices),
+                           QStringLiteral("--rate"), QString::number(rate)}))
+            qFatal("the simulated module does not start");
+        window = std::make_unique<Window>();
+        window->attach();
+        log = window->find<LogView>("textDebug");
+    }
+
+    void run()
+    {
+        window->find<QRadioButton>("radioScanObservation")->click();
+        window->click("pushStartScan");
+        pass(warm_up_s);
+        clear_log();
+        turns.clear();
+        const double before = heap_in_use();
+        pass(seconds);
+        report("scan_turn_99_percent_ms", percentile_99(turns), 16);
+        window->click("pushStopScan");
+        const QByteArray stopped = "80020604";
+        while (!log->line_store.last().join(QString()).contains(QLatin1String(stopped)))
+            turn();
+        clear_log();
+        turn();
+        report("scan_growth_beside_log_bytes", heap_in_use() - before, 1 << 20);
+        compare_counts();
+    }
+
+private:
+    static constexpr int devices = 200;
+    static constexpr int rate = 2000; // advertisements a second
+    static constexpr int warm_up_s = 3;
+    static constexpr int seconds = 30;
+    static constexpr qint64 period_ms = 10;
+
+    void pass(int duration_s)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < duration_s * 1000) {
+            turns.push_back(turn());
+            QThread::msleep(static_cast<unsigned long>(period_ms - clock.elapsed() % period_ms));
+        }
+    }
+
+    void clear_log()
+    {
+        for (const QStringList &line : log->line_store) {
+            const QString text = line.join(QString());
+            frames += text.contains(QLatin1String("RX: "));
+            scan_responses += text.contains(QLatin1String("ble_evt_gap_scan_response"));
+        }
+        window->click("pushLogClear");
+    }
+
+    void compare_counts()
+    {
+        module.control("count");
+        QRegularExpressionMatch told;
+        const QRegularExpression count(
+            QStringLiteral("count: (\\d+) frames, (\\d+) of gap_scan_response, (\\d+) devices"));
+        while (!(told = count.match(QString::fromUtf8(module.output()))).hasMatch())
+            turn();
+        report_count("scan_frames_logged", frames, told.captured(1).toInt());
+        report_count("scan_responses_logged", scan_responses, told.captured(2).toInt());
+        const int panels = window->widget().findChildren<DeviceListItem *>().size();
+        report_count("scan_devices_listed", panels, told.captured(3).toInt());
+        all_within = panels == devices && scan_responses > rate * seconds * 9 / 10 && all_within;
+    }
+
+    SimulatedModule module;
+    std::unique_ptr<Window> window;
+    LogView *log = nullptr;
+    std::vector<double> turns;
+    int frames = 0;
+    int scan_responses = 0;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication application(argc, argv);
+    register_meta_types();
+    QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
+    measure_panels();
+    Scan().run();
+    return all_within ? 0 : 1;
+}

@@ -1,0 +1,155 @@
+// The controls that turn widgets straight into commands: the dock "GAP" and the connection parameters.
+
+#include "mainwindow/mainwindow.h"
+
+#include <algorithm>
+
+#include "ui_mainwindow.h"
+
+namespace {
+
+constexpr float connection_unit_ms = 1.25F;   // of the connection interval
+constexpr float advertising_unit_ms = 0.625F; // of advertising and scanning
+constexpr int timeout_unit_ms = 10;
+
+// Connection intervals in one unit of the timeout.
+constexpr int intervals_per_timeout = 8;
+constexpr int most_latency = 500;
+// The window asks for an interval between the chosen one and this much more.
+constexpr int interval_slack = 16;
+constexpr int most_interval = 3200;
+
+QString milliseconds(int value, float unit)
+{
+    return QStringLiteral("%1 ms").arg(double(float(value) * unit), 0, 'f', 2);
+}
+
+} // namespace
+
+// --- interval, timeout and latency hold each other
+
+void MainWindow::limit_latency(int timeout, int interval)
+{
+    ui->spinLatency->setRange(0, std::min(timeout * intervals_per_timeout / interval - 1, most_latency));
+}
+
+void MainWindow::on_spinInterval_valueChanged(int value)
+{
+    ui->labelInterval->setText(milliseconds(value, connection_unit_ms));
+    const int least_timeout = (value + intervals_per_timeout - 1) / intervals_per_timeout;
+    if (ui->spinTimeout->value() < least_timeout)
+        ui->spinTimeout->setValue(least_timeout);
+    limit_latency(ui->spinTimeout->value(), value);
+}
+
+void MainWindow::on_spinTimeout_valueChanged(int value)
+{
+    ui->labelTimeout->setText(QStringLiteral("%1 ms").arg(value * timeout_unit_ms));
+    if (value * intervals_per_timeout < ui->spinInterval->value())
+        ui->spinInterval->setValue(value * intervals_per_timeout);
+    limit_latency(ui->spinTimeout->value(), ui->spinInterval->value());
+}
+
+void MainWindow::on_spinLatency_valueChanged(int) {}
+
+// --- connections
+
+// Only here the maximum is kept within what the module takes.
+void MainWindow::Connect(bd_addr address, uint8 addrtype)
+{
+    const int interval = std::min(ui->spinInterval->value(), most_interval - interval_slack);
+    Q_EMIT Connect(address, addrtype, uint16(interval), uint16(interval + interval_slack),
+                   uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
+}
+
+void MainWindow::whitelist_connect()
+{
+    const int interval = ui->spinInterval->value();
+    engine.gap.cmd_connect_selective(uint16(interval), uint16(interval + interval_slack),
+                                     uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
+}
+
+void MainWindow::on_pushConnUpdate_clicked()
+{
+    const int interval = ui->spinInterval->value();
+    engine.connection.cmd_update(0, uint16(interval), uint16(interval + interval_slack),
+                                 uint16(ui->spinLatency->value()), uint16(ui->spinTimeout->value()));
+}
+
+void MainWindow::on_pushRefreshDevices_clicked()
+{
+    engine.system.cmd_get_connections();
+}
+
+void MainWindow::on_rawSend_returnPressed()
+{
+    const QByteArray text = ui->rawSend->text().toLocal8Bit();
+    engine.system.cmd_endpoint_tx(uint8(ui->spinEndpoint->value()), QByteArray(text.constData()));
+}
+
+void MainWindow::on_lineMap_returnPressed()
+{
+    engine.connection.cmd_channel_map_set(0, QByteArray::fromHex(ui->lineMap->text().toLatin1()));
+}
+
+// --- mode and advertising
+
+void MainWindow::on_pushSetMode_clicked()
+{
+    engine.gap.cmd_set_mode(uint8(ui->comboAdvMode->currentIndex()),
+                            uint8(ui->comboConnectMode->currentIndex()));
+}
+
+void MainWindow::on_pushClearMode_clicked()
+{
+    engine.gap.cmd_set_mode(0, 0);
+}
+
+void MainWindow::on_spinAdvInterval_valueChanged(int arg1)
+{
+    ui->labelAdvInterval->setText(milliseconds(arg1, advertising_unit_ms));
+}
+
+void MainWindow::on_pushSetAdvParameters_clicked()
+{
+    const auto interval = uint16(ui->spinAdvInterval->value());
+    const int channels = (ui->checkAdvChannel37->isChecked() ? 1 : 0) |
+                         (ui->checkAdvChannel38->isChecked() ? 2 : 0) |
+                         (ui->checkAdvChannel39->isChecked() ? 4 : 0);
+    engine.gap.cmd_set_adv_parameters(interval, interval, uint8(channels));
+}
+
+// --- scanning
+
+void MainWindow::on_pushStartScan_clicked()
+{
+    const QRadioButton *const modes[] = {ui->radioScanLimited, ui->radioScanGeneric,
+                                         ui->radioScanObservation};
+    const auto chosen = std::find_if(std::begin(modes), std::end(modes),
+                                     [](const QRadioButton *mode) { return mode->isChecked(); });
+    engine.gap.cmd_discover(uint8(chosen == std::end(modes) ? 0 : chosen - std::begin(modes)));
+}
+
+void MainWindow::on_pushStopScan_clicked()
+{
+    engine.gap.cmd_end_procedure();
+}
+
+void MainWindow::on_spinScanInterval_valueChanged(int arg1)
+{
+    if (ui->spinScanWindow->value() < arg1)
+        ui->spinScanWindow->setValue(arg1);
+    ui->labelScanInterval->setText(milliseconds(arg1, advertising_unit_ms));
+}
+
+void MainWindow::on_spinScanWindow_valueChanged(int arg1)
+{
+    ui->labelScanWindow->setText(milliseconds(arg1, advertising_unit_ms));
+}
+
+void MainWindow::on_pushSetScanParameters_clicked()
+{
+    engine.gap.cmd_set_scan_parameters(uint16(ui->spinScanInterval->value()),
+                                       uint16(ui->spinScanWindow->value()),
+                                       ui->checkScanActive->isChecked() ? 1 : 0);
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "mainwindow/mainwindow.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTest>
+
+constexpr int answer_ms = 20000;
+
+// The main window as its user has it: shown, clicked and typed into.
+class Window
+{
+public:
+    Window()
+    {
+        m_window.show();
+        m_exposed = QTest::qWaitForWindowExposed(&m_window);
+        m_window.activateWindow();
+    }
+
+    // A window that closes leaves an attached port to the end of the process; the next test wants it free.
+    ~Window()
+    {
+        if (attach_text() == QStringLiteral("Detach"))
+            click("pushConnectDev");
+    }
+
+    Window(const Window &) = delete;
+    Window &operator=(const Window &) = delete;
+
+    bool is_exposed() const { return m_exposed; }
+
+    template <typename Widget>
+    Widget *find(const char *name)
+    {
+        auto *widget = m_window.findChild<Widget *>(QLatin1String(name));
+        if (!widget)
+            qFatal("no %s", name);
+        return widget;
+    }
+
+    void click(const char *button) { QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton); }
+
+    void type(const char *line)
+    {
+        auto *edit = find<QLineEdit>("lineCommand");
+        edit->setFocus();
+        edit->selectAll();
+        QTest::keyClick(edit, Qt::Key_Delete);
+        QTest::keyClicks(edit, QString::fromLatin1(line));
+    }
+
+    void send(const char *line)
+    {
+        type(line);
+        QTest::keyClick(find<QLineEdit>("lineCommand"), Qt::Key_Return);
+    }
+
+    // Attaches the simulated module; the machine may have ports of its own beside it.
+    void attach()
+    {
+        find<QComboBox>("comboDev")->setCurrentText(QStringLiteral("Simulated module"));
+        click("pushConnectDev");
+    }
+
+    void trigger(const char *action) { find<QAction>(action)->trigger(); }
+
+    QString device_text() { return find<QLabel>("labelDev")->text(); }
+    QString attach_text() { return find<QPushButton>("pushConnectDev")->text(); }
+
+    // The log as its copy button gives it, without stamps and empty lines.
+    QStringList log()
+    {
+        click("pushLogCopy");
+        static const QRegularExpression stamp(
+            QStringLiteral("^[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "));
+        QStringList lines;
+        const QStringList all = QApplication::clipboard()->text().split(QLatin1Char('\n'));
+        for (QString line : all) {
+            if (!line.isEmpty())
+                lines += line.remove(stamp).trimmed();
+        }
+        return lines;
+    }
+
+    int count(const char *line) { return log().count(QString::fromLatin1(line)); }
+
+    MainWindow &widget() { return m_window; }
+
+private:
+    MainWindow m_window;
+    bool m_exposed = false;
+};
