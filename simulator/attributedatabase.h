@@ -12,15 +12,22 @@ struct Attribute
 {
     enum Access { constant, writable, user };
     enum Property { none = 0, notify = 1, indicate = 2 };
+    // What a remote client may do, with the bits of a characteristic declaration.
+    enum Permission : uint8 { canRead = 0x02, canWriteCommand = 0x04, canWrite = 0x08 };
 
     QByteArray type;
     QByteArray value;
     int maxSize; // of the value
     bool variableSize;
     Access access;
-    int properties;        // bits of Property
-    uint16 configures = 0; // of a client configuration: the handle of the value that it is for
+    int properties;            // bits of Property
+    uint16 configures = 0;     // of a client configuration: the handle of the value that it is for
+    int permissions = canRead; // bits of Permission
+    bool needsEncryption = false;
 };
+
+// The 2-byte form of a UUID of 16 bytes that is only the long way to write one; any other as it is.
+QByteArray shortestUuid(const QByteArray &uuid);
 
 // Attributes under consecutive handles from 1 on. All operations check the handle first.
 class AttributeDatabase
@@ -30,6 +37,14 @@ public:
 
     // Null for a handle that does not exist, 0 among them.
     const Attribute *find(uint16 handle) const;
+
+    int size() const { return attributes.size(); }
+
+    // The handles from `first` to `last` of the attributes with this type, ascending.
+    QVector<uint16> ofType(const QByteArray &type, uint16 first, uint16 last) const;
+
+    // The last handle of the service that `handle` declares; `handle` itself if it declares none.
+    uint16 groupEnd(uint16 handle) const;
 
     // Puts `value` into the attribute's value from `offset` on. One of variable size then ends with it; one
     // of fixed size keeps its other bytes. Nothing is changed unless the result is 0.

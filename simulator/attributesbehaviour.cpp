@@ -131,7 +131,8 @@ Result AttributesBehaviour::sendResult(uint8 connection, uint16 handle) const
         return resultInvalidHandle;
     if (attribute->properties == Attribute::none)
         return resultWrongState;
-    return connection == everyConnection ? resultOk : resultNoSuchConnection;
+    const bool isLinked = module.links().find(connection) != nullptr;
+    return connection == everyConnection || isLinked ? resultOk : resultNoSuchConnection;
 }
 
 void AttributesBehaviour::send(payload_reader &command, PayloadWriter &response)

@@ -4,7 +4,8 @@
 
 namespace simulator {
 
-// Result codes that the module answers with. 0x01xx are its own, 0x04xx those of the attribute protocol.
+// Result codes that the module answers with. 0x01xx are its own, 0x02xx those of the link, 0x03xx those of
+// the security manager, 0x04xx those of the attribute protocol.
 enum Result : uint16 {
     resultOk = 0x0000,
     resultInvalidParameter = 0x0180,
@@ -14,10 +15,23 @@ enum Result : uint16 {
     resultNoSuchConnection = 0x0186,
     resultOverflow = 0x0187,
     resultUserAttribute = 0x0188,
+    resultNoRoomForBond = 0x018b,
+    resultSupervisionTimeout = 0x0208,
+    resultEndedByRemote = 0x0213,
+    resultEndedLocally = 0x0216,
+    resultNotEstablished = 0x023e,
+    resultAuthenticationImpossible = 0x0303,
+    resultPairingUnsupported = 0x0305,
     resultInvalidHandle = 0x0401,
+    resultReadNotPermitted = 0x0402,
     resultWriteNotPermitted = 0x0403,
     resultInvalidOffset = 0x0407,
+    resultPrepareQueueFull = 0x0409,
+    resultAttributeNotFound = 0x040a,
     resultInvalidValueLength = 0x040d,
+    resultInsufficientEncryption = 0x040f,
+    resultUnsupportedGroupType = 0x0410,
+    resultApplicationError = 0x0480,
 };
 
 } // namespace simulator

@@ -1,9 +1,12 @@
 #include "simulator/simulatedmodule.h"
 
+#include "simulator/attclientbehaviour.h"
 #include "simulator/attributesbehaviour.h"
 #include "simulator/catalogue.h"
+#include "simulator/connectionbehaviour.h"
 #include "simulator/flashbehaviour.h"
 #include "simulator/gapbehaviour.h"
+#include "simulator/smbehaviour.h"
 #include "simulator/systembehaviour.h"
 
 #include <algorithm>
@@ -19,12 +22,6 @@ struct PlainResult
 };
 
 constexpr PlainResult plainResults[] = {
-    {"connection_slave_latency_disable", resultOk},
-    {"connection_", resultNoSuchConnection},
-    {"attclient_", resultNoSuchConnection},
-    {"sm_encrypt_start", resultNoSuchConnection},
-    {"sm_passkey_entry", resultNoSuchConnection},
-    {"sm_delete_bonding", resultInvalidParameter},
     {"hardware_analog_comparator_read", resultWrongState},
     {"dfu_flash_", resultWrongState},
 };
@@ -49,10 +46,15 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
 {
     auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);
     attributesBehaviour = attributesOwner.get();
+    auto smOwner = std::make_unique<SmBehaviour>(*this);
+    smBehaviour = smOwner.get();
     behaviours.push_back(std::make_unique<SystemBehaviour>(*this));
     behaviours.push_back(std::make_unique<FlashBehaviour>(*this));
     behaviours.push_back(std::move(attributesOwner));
     behaviours.push_back(std::make_unique<GapBehaviour>(*this));
+    behaviours.push_back(std::make_unique<ConnectionBehaviour>(*this));
+    behaviours.push_back(std::make_unique<AttClientBehaviour>(*this));
+    behaviours.push_back(std::move(smOwner));
     restartTimer.setSingleShot(true);
     restartTimer.setTimerType(Qt::PreciseTimer);
     connect(&restartTimer, &QTimer::timeout, this, &SimulatedModule::restart);
@@ -63,6 +65,11 @@ SimulatedModule::~SimulatedModule() = default;
 void SimulatedModule::setResultOverride(ResultOverride chosen)
 {
     resultOverride = std::move(chosen);
+}
+
+uint8 SimulatedModule::bondOf(const DeviceAddress &address) const
+{
+    return smBehaviour->bondOf(address);
 }
 
 void SimulatedModule::addCommand(const char *name, Handler handler)
@@ -142,6 +149,7 @@ void SimulatedModule::restart()
 {
     restartTimer.stop();
     frameCounters = {};
+    openLinks.drop();
     for (const auto &behaviour : behaviours)
         behaviour->restart();
     raise("system_boot", SystemBehaviour::info());

@@ -19,6 +19,7 @@
 namespace simulator {
 
 class AttributesBehaviour;
+class SmBehaviour;
 
 // Where a module and its surroundings differ from others.
 struct ModuleIdentity
@@ -26,6 +27,7 @@ struct ModuleIdentity
     quint32 seed = 1;
     bd_addr address = {{0x05, 0x04, 0x03, 0x02, 0x01, 0xc0}};
     WorldSize world;
+    int answerDelay = 0; // milliseconds that a remote device takes to answer
 };
 
 // Frames seen since the last start.
@@ -86,6 +88,9 @@ public:
     Links &links() { return openLinks; }
     Whitelist &whitelist() { return listedDevices; }
 
+    // The number of the bond with this device, 0xff if there is none.
+    uint8 bondOf(const DeviceAddress &address) const;
+
 Q_SIGNALS:
     void frameReady(const QByteArray &frame);
     void note(const QString &text); // something that no frame says
@@ -108,6 +113,7 @@ private:
     QHash<int, Handler> handlers;
     std::vector<std::unique_ptr<Behaviour>> behaviours;
     AttributesBehaviour *attributesBehaviour = nullptr;
+    SmBehaviour *smBehaviour = nullptr;
     ResultOverride resultOverride;
     QList<QByteArray> heldEvents;
     bool carryingOut = false;

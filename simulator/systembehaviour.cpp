@@ -108,6 +108,8 @@ void SystemBehaviour::getCounters(payload_reader &, PayloadWriter &response)
 void SystemBehaviour::getConnections(payload_reader &, PayloadWriter &response)
 {
     response.put(uint8(Links::capacity));
+    for (uint8 handle = 0; handle < Links::capacity; ++handle)
+        module.links().raiseStatus(handle);
 }
 
 // A bus reads whatever is asked for: there is nothing but zeros beyond the memory, yet the length is what was

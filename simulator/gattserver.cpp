@@ -1,0 +1,178 @@
+#include "simulator/gattserver.h"
+
+#include "simulator/databasebuilder.h"
+#include "simulator/remotedatabase.h"
+
+#include <QtEndian>
+
+#include <algorithm>
+
+namespace simulator {
+namespace {
+
+std::mt19937 generatorFor(const RemoteDevice &device, quint32 seed)
+{
+    const uint8 *a = device.address.address.addr;
+    std::seed_seq sequence{seed,          quint32(a[0]), quint32(a[1]), quint32(a[2]),
+                           quint32(a[3]), quint32(a[4]), quint32(a[5])};
+    return std::mt19937(sequence);
+}
+
+// The control point knows one order, which sets the energy back; another is the application's error.
+constexpr char resetEnergy = 1;
+
+Result applicationCheck(const Attribute &attribute, const QByteArray &value)
+{
+    const bool isControlPoint = attribute.type == uuid16(heartRateControlPointUuid);
+    return isControlPoint && value != QByteArray(1, resetEnergy) ? resultApplicationError : resultOk;
+}
+
+} // namespace
+
+GattServer::GattServer(const RemoteDevice &device, quint32 seed)
+    : database(remoteDatabase(device))
+    , random(generatorFor(device, seed))
+{
+}
+
+Result GattServer::check(uint16 handle, Attribute::Permission wanted, bool encrypted) const
+{
+    const Attribute *attribute = database.find(handle);
+    if (!attribute)
+        return resultInvalidHandle;
+    if ((attribute->permissions & wanted) == 0)
+        return wanted == Attribute::canRead ? resultReadNotPermitted : resultWriteNotPermitted;
+    return attribute->needsEncryption && !encrypted ? resultInsufficientEncryption : resultOk;
+}
+
+Result GattServer::read(uint16 handle, int offset, bool encrypted, QByteArray *value) const
+{
+    const Result result = check(handle, Attribute::canRead, encrypted);
+    return result == resultOk ? database.read(handle, offset, value) : result;
+}
+
+// Of a value of fixed size all of it has to be written.
+Result GattServer::store(uint16 handle, const QByteArray &value)
+{
+    const Attribute &attribute = *database.find(handle);
+    if (!attribute.variableSize && value.size() != attribute.maxSize)
+        return resultInvalidValueLength;
+    Result result = applicationCheck(attribute, value);
+    if (result == resultOk)
+        result = database.write(handle, 0, value);
+    if (result == resultOk && attribute.type == uuid16(heartRateControlPointUuid))
+        energy = 0;
+    return result;
+}
+
+Result GattServer::write(uint16 handle, const QByteArray &value, bool encrypted)
+{
+    const Result result = check(handle, Attribute::canWrite, encrypted);
+    return result == resultOk ? store(handle, value) : result;
+}
+
+void GattServer::writeCommand(uint16 handle, const QByteArray &value, bool encrypted)
+{
+    if (check(handle, Attribute::canWriteCommand, encrypted) == resultOk)
+        store(handle, value);
+}
+
+Result GattServer::prepareWrite(uint16 handle, uint16 offset, const QByteArray &value, bool encrypted)
+{
+    const Result result = check(handle, Attribute::canWrite, encrypted);
+    if (result != resultOk)
+        return result;
+    if (prepared.size() == prepareQueueSize)
+        return resultPrepareQueueFull;
+    prepared.append({handle, offset, value});
+    return resultOk;
+}
+
+Outcome GattServer::executeWrites(bool commit)
+{
+    const QVector<PreparedWrite> writes = std::exchange(prepared, {});
+    if (!commit)
+        return {};
+    AttributeDatabase changed = database;
+    for (const PreparedWrite &write : writes) {
+        Result result = changed.write(write.handle, write.offset, write.value);
+        if (result == resultOk)
+            result = applicationCheck(*changed.find(write.handle), changed.find(write.handle)->value);
+        if (result != resultOk)
+            return {result, write.handle};
+    }
+    database = changed;
+    return {};
+}
+
+// The bits of Attribute::Property that the client has set and the value has.
+int GattServer::subscription(const Attribute &configuration) const
+{
+    if (configuration.configures == 0)
+        return Attribute::none;
+    return configuration.value[0] & database.find(configuration.configures)->properties;
+}
+
+bool GattServer::isSubscribed() const
+{
+    for (int handle = 1; handle <= database.size(); ++handle) {
+        if (subscription(*database.find(uint16(handle))) != Attribute::none)
+            return true;
+    }
+    return false;
+}
+
+QVector<GattServer::Report> GattServer::report()
+{
+    QVector<Report> reports;
+    for (int handle = 1; handle <= database.size(); ++handle) {
+        const Attribute &configuration = *database.find(uint16(handle));
+        const int wanted = subscription(configuration);
+        const bool needsConfirmation = (wanted & Attribute::notify) == 0;
+        if (wanted == Attribute::none || (needsConfirmation && awaitsConfirmation))
+            continue;
+        awaitsConfirmation |= needsConfirmation;
+        const uint16 reported = configuration.configures;
+        const QByteArray value = nextValue(*database.find(reported));
+        database.write(reported, 0, value);
+        reports.append({reported, needsConfirmation, value});
+    }
+    return reports;
+}
+
+bool GattServer::confirm()
+{
+    return std::exchange(awaitsConfirmation, false);
+}
+
+void GattServer::forgetClient()
+{
+    prepared.clear();
+    awaitsConfirmation = false;
+    for (int handle = 1; handle <= database.size(); ++handle) {
+        if (database.find(uint16(handle))->configures != 0)
+            database.write(uint16(handle), 0, QByteArray(2, '\0'));
+    }
+}
+
+// A battery runs down and is charged again, a pulse wanders, anything else counts.
+QByteArray GattServer::nextValue(const Attribute &attribute)
+{
+    constexpr int full = 100, slowest = 55, fastest = 180;
+    if (attribute.type == uuid16(batteryLevelUuid)) {
+        const int level = uint8(attribute.value[0]);
+        return QByteArray(1, char(level > 1 ? level - 1 : full));
+    }
+    if (attribute.type == uuid16(heartRateMeasurementUuid)) {
+        constexpr char energyPresent = 0x08;
+        const int change = int(random() % 7) - 3;
+        const int rate = std::clamp(uint8(attribute.value[1]) + change, slowest, fastest);
+        energy = uint16(std::min(energy + 1, 0xffff));
+        return QByteArray(1, energyPresent) + char(rate) + uuid16(energy);
+    }
+    QByteArray counter = attribute.value;
+    const auto next = qToLittleEndian(qFromLittleEndian<quint32>(counter.constData()) + 1);
+    return counter.replace(0, int(sizeof(next)), reinterpret_cast<const char *>(&next), int(sizeof(next)));
+}
+
+} // namespace simulator
