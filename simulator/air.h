@@ -2,8 +2,13 @@
 
 #include "simulator/remotedevice.h"
 
+#include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
 
+#include <queue>
+#include <random>
+#include <utility>
 #include <vector>
 
 namespace simulator {
@@ -24,14 +29,18 @@ class Air : public QObject
     Q_OBJECT
 
 public:
-    Air(quint32 seed, std::vector<RemoteDevice> devices);
+    // `rate` is the number of advertisements a second that all devices send together, in turn; with 0 each
+    // keeps its own interval.
+    Air(quint32 seed, std::vector<RemoteDevice> devices, int rate = 0);
 
     // Whether the module's radio listens. With `active`, scannable devices send a scan response behind each
     // advertisement. `share` is the part of the time that is listened, above 0 up to 1.
     void listen(bool on, bool active = false, double share = 1);
 
-    bool isInRange(const RemoteDevice &device) const;
     int8 rssiOf(const RemoteDevice &device);
+
+    // Moves a device, which from then on stays where it is. False if there is no such device.
+    bool move(const DeviceAddress &address, bool inRange);
 
     // A device does not advertise while it is connected.
     void setConnected(const RemoteDevice &device, bool connected);
@@ -45,7 +54,35 @@ Q_SIGNALS:
     void rangeChanged(const simulator::RemoteDevice &device, bool inRange);
 
 private:
+    struct State
+    {
+        bool inRange = true;
+        bool connected = false;
+        bool wanders = true;
+    };
+    using Due = std::pair<qint64, std::size_t>; // milliseconds since listening began, index of the device
+
+    State &stateOf(const RemoteDevice &device) { return states[std::size_t(&device - world.data())]; }
+    int upTo(int most); // 0 to most
+    void wander(const RemoteDevice &device);
+    void setInRange(const RemoteDevice &device, bool inRange);
+    void advertise();
+    void advertiseByInterval(qint64 now);
+    void advertiseByRate(qint64 now);
+    void send(const RemoteDevice &device);
+
     const std::vector<RemoteDevice> world;
+    const int rate;
+    std::vector<State> states;
+    std::mt19937 random;
+    bool listening = false;
+    bool activeScan = false;
+    double heardShare = 1;
+    QElapsedTimer clock;
+    QTimer timer;
+    std::priority_queue<Due, std::vector<Due>, std::greater<>> queue;
+    qint64 sent = 0;      // by rate, since listening began
+    std::size_t next = 0; // by rate, whose turn it is
 };
 
 } // namespace simulator

@@ -196,4 +196,19 @@ std::optional<QByteArray> bytesFromHex(const QString &text)
     return QByteArray::fromHex(digits);
 }
 
+std::optional<bd_addr> addressFromText(const QString &text)
+{
+    const QStringList parts = text.split(QLatin1Char(':'));
+    constexpr int size = sizeof(bd_addr::addr);
+    bd_addr address{};
+    bool good = parts.size() == size;
+    for (int i = 0; good && i < size; ++i) {
+        const auto byte = bytesFromHex(parts[i]);
+        good = parts[i].size() == 2 && byte && byte->size() == 1;
+        if (good)
+            address.addr[size - 1 - i] = uint8((*byte)[0]);
+    }
+    return good ? std::optional(address) : std::nullopt;
+}
+
 } // namespace simulator

@@ -26,6 +26,12 @@ QString ControlInput::help()
         "                            attribute waits for user_write_response\n"
         "  remote-read HANDLE        read one; a user attribute's value is asked for by the event\n"
         "                            user_read_request and taken from user_read_response\n"
+        "  move ADDRESS public|random in|out\n"
+        "                            put a remote device into or out of range, where it then stays\n"
+        "  hang-up CONNECTION        end a connection as the remote device would\n"
+        "  count                     say how many frames were written since the start, how many of them "
+        "were\n"
+        "                            scan responses, and of how many devices (even with --quiet)\n"
         "  unplug                    close the port and end\n"
         "  quit                      end\n"
         "  SETTING VALUE             as the option of that name, for instance \"lose 1\"\n");

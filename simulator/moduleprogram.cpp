@@ -38,6 +38,16 @@ const QVector<ModuleProgram::ControlCommand> &ModuleProgram::controlCommands()
         {"send-hex", [](ModuleProgram &p, const QString &arguments) { return p.sendHex(arguments); }},
         {"remote-write", [](ModuleProgram &p, const QString &arguments) { return p.remoteWrite(arguments); }},
         {"remote-read", [](ModuleProgram &p, const QString &arguments) { return p.remoteRead(arguments); }},
+        {"move", [](ModuleProgram &p, const QString &arguments) { return p.move(arguments); }},
+        {"hang-up", [](ModuleProgram &p, const QString &arguments) { return p.hangUp(arguments); }},
+        {"count",
+         [](ModuleProgram &p, const QString &) -> std::optional<QString> {
+             p.log.say(QStringLiteral("count: %1 frames, %2 of gap_scan_response, %3 devices")
+                           .arg(p.framesWritten)
+                           .arg(p.scanResponsesWritten)
+                           .arg(p.devicesReported.size()));
+             return std::nullopt;
+         }},
         {"unplug",
          [](ModuleProgram &p, const QString &arguments) -> std::optional<QString> {
              if (!arguments.isEmpty())
@@ -134,11 +144,48 @@ void ModuleProgram::write(const QByteArray &bytes, const QByteArrayList &frames)
 {
     const bool isTaken = link.write(bytes);
     for (const QByteArray &frame : frames) {
-        if (isTaken)
+        if (isTaken) {
             log.sent(frame);
-        else
+            count(frame);
+        } else
             log.note(QStringLiteral("not sent: %1").arg(describeFrame(frame, false)));
     }
+}
+
+void ModuleProgram::count(const QByteArray &frame)
+{
+    static const int scanResponseEvent = eventIndex(QStringLiteral("gap_scan_response"));
+    constexpr int addressAt = headerSize + 2; // behind rssi and packet type
+    constexpr int addressSize = 7;            // with its type
+    ++framesWritten;
+    if (frameIndex(frame, false) != scanResponseEvent)
+        return;
+    ++scanResponsesWritten;
+    devicesReported.insert(frame.mid(addressAt, addressSize));
+}
+
+std::optional<QString> ModuleProgram::move(const QString &arguments)
+{
+    const QStringList words = arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const auto address = addressFromText(words.value(0));
+    const QStringList types = {QStringLiteral("public"), QStringLiteral("random")};
+    const QStringList places = {QStringLiteral("out"), QStringLiteral("in")};
+    const int type = types.indexOf(words.value(1));
+    const int place = places.indexOf(words.value(2));
+    if (!address || type < 0 || place < 0 || words.size() != 3)
+        return QStringLiteral("an address, \"public\" or \"random\", and \"in\" or \"out\" were expected");
+    if (!module.air().move({*address, uint8(type)}, place == 1))
+        return QStringLiteral("there is no such device");
+    return std::nullopt;
+}
+
+std::optional<QString> ModuleProgram::hangUp(const QString &arguments)
+{
+    bool ok = false;
+    const uint handle = arguments.toUInt(&ok, 0);
+    if (!ok || handle > 0xff || !module.links().hangUp(uint8(handle)))
+        return QStringLiteral("the handle of an open connection was expected");
+    return std::nullopt;
 }
 
 std::optional<QString> ModuleProgram::sendHex(const QString &hex)

@@ -8,6 +8,7 @@
 #include "simulator/trafficlog.h"
 
 #include <QObject>
+#include <QSet>
 
 #include <memory>
 
@@ -47,6 +48,9 @@ private:
     std::optional<QString> remoteRead(const QString &arguments);
     void write(const QByteArray &bytes, const QByteArrayList &frames);
     std::optional<QString> sendHex(const QString &hex);
+    std::optional<QString> move(const QString &arguments);
+    std::optional<QString> hangUp(const QString &arguments);
+    void count(const QByteArray &frame);
 
     const Options options;
     TrafficLog log;
@@ -55,6 +59,9 @@ private:
     SimulatedModule module;
     Misbehaviour misbehaviour;
     std::unique_ptr<port_publication> publication;
+    int framesWritten = 0;
+    int scanResponsesWritten = 0;
+    QSet<QByteArray> devicesReported; // address and type
     int unplugLooks = 0;
 };
 

@@ -22,20 +22,20 @@ struct PlainOption
 
 std::optional<QString> setAddress(Options &target, const QString &value)
 {
-    const QStringList parts = value.split(QLatin1Char(':'));
-    constexpr int size = sizeof(bd_addr::addr);
-    bd_addr address{};
-    bool good = parts.size() == size;
-    for (int i = 0; good && i < size; ++i) {
-        const auto byte = bytesFromHex(parts[i]);
-        good = parts[i].size() == 2 && byte && byte->size() == 1;
-        if (good)
-            address.addr[size - 1 - i] = uint8((*byte)[0]);
-    }
-    if (!good)
+    const auto address = addressFromText(value);
+    if (!address)
         return QStringLiteral("six pairs of hex digits with \":\" between were expected");
-    target.identity.address = address;
+    target.identity.address = *address;
     return std::nullopt;
+}
+
+std::optional<QString> setNumber(int &target, const QString &value, int most)
+{
+    bool ok = false;
+    target = value.toInt(&ok);
+    if (ok && target >= 0 && target <= most)
+        return std::nullopt;
+    return QStringLiteral("a number from 0 to %1 was expected").arg(most);
 }
 
 const PlainOption plainOptions[] = {
@@ -66,6 +66,12 @@ const PlainOption plainOptions[] = {
                    : std::optional(QStringLiteral("a number from 0 to 4294967295 was expected"));
      }},
     {"address", "ADDRESS", "Device address (c0:01:02:03:04:05).", setAddress},
+    {"devices", "N", "Number of remote devices, the made ones first, then plain ones (17).",
+     [](Options &o, const QString &v) { return setNumber(o.identity.world.devices, v, WorldSize::most); }},
+    {"rate", "N", "Advertisements a second of all devices together, or 0: each at its own interval (0).",
+     [](Options &o, const QString &v) { return setNumber(o.identity.world.rate, v, WorldSize::fastest); }},
+    {"answer-delay", "MS", "Milliseconds that a connected device takes to answer (0).",
+     [](Options &o, const QString &v) { return setNumber(o.identity.answerDelay, v, 60000); }},
     {"packet-mode", nullptr, "Take frames that are preceded by one byte, the low 8 bits of their size.",
      [](Options &o, const QString &) -> std::optional<QString> {
          o.packetMode = true;
@@ -84,13 +90,16 @@ QString description()
                "A Bluetooth low energy module without the hardware. It opens a pseudo-terminal, publishes it "
                "for the "
                "port list, says \"ready: <path> <name>\" and answers commands until it is interrupted.\n\n"
-               "Flash, persistent store, registers, endpoints, AES, whitelist and local attributes are real; "
-               "there "
-               "are no remote devices and there is no bootloader. A reset answers, restarts (flash and "
-               "persistent "
-               "store stay) and then sends the event boot, whatever its argument. A command that is not "
+               "Flash, persistent store, registers, endpoints, AES, whitelist and local attributes are real, "
+               "and "
+               "around the module is a small world of remote devices that advertise, move, take connections "
+               "and "
+               "have attributes. There is no bootloader. A reset answers, restarts (flash, persistent store "
+               "and "
+               "bonds stay) and then sends the event boot, whatever its argument. A command that is not "
                "known gets "
                "the event protocol_error with 0x0184, one of a wrong length with 0x0180.\n\n"
+               "One procedure runs at a time: end a discovery before you connect.\n\n"
                "Lines on standard input, while it runs:\n%1\n"
                "The options from --junk on make it misbehave. They can be combined and repeated.")
         .arg(ControlInput::help());

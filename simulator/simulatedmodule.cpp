@@ -41,7 +41,7 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
     : QObject(parent)
     , who(identity)
     , flashMemory(identity.seed)
-    , surroundings(identity.seed, makeWorld(identity.seed, identity.world))
+    , surroundings(identity.seed, makeWorld(identity.seed, identity.world), identity.world.rate)
     , openLinks(*this)
 {
     auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);

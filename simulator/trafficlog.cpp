@@ -42,7 +42,7 @@ TrafficLog::TrafficLog(int descriptor, bool isOn, QObject *parent)
 
 TrafficLog::~TrafficLog()
 {
-    while (on && !waiting.isEmpty() && isWritable(fd, lastPatienceMs))
+    while (!waiting.isEmpty() && isWritable(fd, lastPatienceMs))
         writeMore();
 }
 
@@ -62,6 +62,11 @@ void TrafficLog::note(const QString &text)
 {
     if (on)
         line("--", text);
+}
+
+void TrafficLog::say(const QString &text)
+{
+    line("--", text);
 }
 
 void TrafficLog::line(const char *direction, const QString &text)

@@ -23,6 +23,9 @@ public:
     void sent(const QByteArray &frame);
     void note(const QString &text);
 
+    // A note even in a log that is off: something that was asked for.
+    void say(const QString &text);
+
 private:
     void line(const char *direction, const QString &text);
     void writeMore();

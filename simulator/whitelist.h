@@ -18,6 +18,7 @@ public:
     // One that is listed already takes no second place.
     Result append(const DeviceAddress &device);
     Result remove(const DeviceAddress &device);
+    bool isEmpty() const { return devices.isEmpty(); }
     void clear() { devices.clear(); }
 
 private:
