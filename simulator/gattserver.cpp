@@ -6,6 +6,7 @@
 #include <QtEndian>
 
 #include <algorithm>
+#include <utility>
 
 namespace simulator {
 namespace {
@@ -57,12 +58,12 @@ Result GattServer::store(uint16 handle, const QByteArray &value)
     const Attribute &attribute = *database.find(handle);
     if (!attribute.variableSize && value.size() != attribute.maxSize)
         return resultInvalidValueLength;
-    Result result = applicationCheck(attribute, value);
-    if (result == resultOk)
-        result = database.write(handle, 0, value);
-    if (result == resultOk && attribute.type == uuid16(heartRateControlPointUuid))
+    const Result refusal = applicationCheck(attribute, value);
+    if (refusal != resultOk)
+        return refusal;
+    if (attribute.type == uuid16(heartRateControlPointUuid))
         energy = 0;
-    return result;
+    return database.write(handle, 0, value);
 }
 
 Result GattServer::write(uint16 handle, const QByteArray &value, bool encrypted)
