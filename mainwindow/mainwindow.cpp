@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int initial_log_height = 340; // pixels
+constexpr int button_margin = 16;       // pixels, both sides together
 
 constexpr int baud_rates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
                               9600,   4800,   2400,   1200,  600,   300,   110};
@@ -62,6 +63,9 @@ MainWindow::MainWindow(QWidget *parent)
     ui->setupUi(this);
     // The dock "GAP" is tall: beside the log and not above it, it leaves the log room to be read.
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
+    // The row under the devices is long: its buttons may be narrower than the style would have any button.
+    for (QPushButton *button : {ui->pushConnUpdate, ui->pushRefreshDevices, ui->pushClearDevices})
+        button->setMinimumWidth(button->fontMetrics().horizontalAdvance(button->text()) + button_margin);
     resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
     fill_baud_rates();
     connect_window();

@@ -41,6 +41,7 @@ private Q_SLOTS:
     void links_that_fail();
     void names_are_plain_text();
     void clear_while_connected();
+    void twice_the_font_size();
 
 private:
     void start();
@@ -239,6 +240,27 @@ void tst_devices::clear_while_connected()
     QCOMPARE(panel.status(), QStringLiteral("Connected handle:0x0"));
     panel.click("pushConnect");
     QTRY_COMPARE_WITH_TIMEOUT(panel.status(), QStringLiteral("Disconnected Reason: 0x216"), answer_ms);
+}
+
+void tst_devices::twice_the_font_size()
+{
+    const QFont usual = QApplication::font();
+    QFont large = usual;
+    large.setPointSizeF(2 * usual.pointSizeF());
+    QApplication::setFont(large);
+    start();
+    scan_for(everything);
+    connect_to(everything);
+    const Panel panel(*window, everything);
+    panel.click("pushShow");
+    panel.click("pushGATTServiceDiscover");
+    QTRY_VERIFY_WITH_TIMEOUT(panel.table()->rowCount() == 6, answer_ms);
+    for (const char *name : {"address", "rssi", "status"}) {
+        const auto *label = panel.find<QLabel>(name);
+        QVERIFY2(label->fontMetrics().horizontalAdvance(label->text()) <= label->width(), name);
+    }
+    picture("devices-4-large-font");
+    QApplication::setFont(usual);
 }
 
 QTEST_MAIN(tst_devices)
