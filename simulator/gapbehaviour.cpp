@@ -195,9 +195,7 @@ Result GapBehaviour::connectResult(const LinkParameters &parameters, uint16 shor
                        parameters.timeout * 8 > longestSilence;
     if (!valid)
         return resultInvalidParameter;
-    if (running != Procedure::none)
-        return resultWrongState;
-    return module.links().freeHandle() < 0 ? resultOutOfMemory : resultOk;
+    return running == Procedure::none ? resultOk : resultWrongState;
 }
 
 void GapBehaviour::connectTo(Procedure procedure, payload_reader &command, PayloadWriter &response,
@@ -212,6 +210,8 @@ void GapBehaviour::connectTo(Procedure procedure, payload_reader &command, Paylo
     if (result == resultOk)
         result = obstacle;
     const int handle = module.links().freeHandle();
+    if (result == resultOk && handle < 0)
+        result = resultOutOfMemory;
     response.put(uint16(result)).put(uint8(result == resultOk ? handle : 0));
     if (result != resultOk)
         return;

@@ -21,11 +21,11 @@ public:
 private:
     enum class Procedure { none, discover, connectDirect, connectSelective };
 
-    // Interval and window in units of 0.625 ms.
+    // Interval and window in units of 0.625 ms. At first the radio listens all the time.
     struct ScanParameters
     {
-        uint16 interval = 75;
-        uint16 window = 50;
+        uint16 interval = 200;
+        uint16 window = 200;
         bool active = false;
     };
 

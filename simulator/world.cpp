@@ -1,5 +1,7 @@
 #include "simulator/world.h"
 
+#include "simulator/databasebuilder.h"
+
 #include <QString>
 
 #include <algorithm>
@@ -50,7 +52,8 @@ const Made madeDevices[WorldSize::made] = {
      [](RemoteDevice &d) {
          d.services = RemoteDevice::battery | RemoteDevice::heartRate | RemoteDevice::vendor;
          d.pairing = RemoteDevice::Pairing::justWorks;
-         d.scanResponseData = element(adTxPower, QByteArray(1, '\4'));
+         d.scanResponseData =
+             element(adServices128, vendorUuid(0x0100)) + element(adTxPower, QByteArray(1, '\4'));
          d.features = QByteArray::fromHex("0100000000000000"); // encryption
      }},
     {"Heart belt", randomAddress, connectableUndirected, "020106 03030d18", adName, Made::inAdvertisement,

@@ -23,7 +23,8 @@ private Q_SLOTS:
     {
         const ParsedOptions parsed = parse(QStringLiteral(
             "--name Other --seed 0x10 --address 0A:0b:0c:0d:0e:0f --packet-mode --quiet --port /dev/ttyS9 "
-            "--speed 9600 --junk 2 --lose-command system_hello --lose-command system_reset "
+            "--speed 9600 --devices 0 --rate 10000 --junk 2 --lose-command system_hello --lose-command "
+            "system_reset "
             "--result system_reg_write=0x0182@5"));
         QVERIFY2(parsed.outcome == ParsedOptions::run, qPrintable(parsed.text));
         const Options &options = parsed.options;
@@ -34,6 +35,8 @@ private Q_SLOTS:
         QVERIFY(options.packetMode && options.quiet);
         QCOMPARE(options.port, QStringLiteral("/dev/ttyS9"));
         QCOMPARE(options.speed, 9600);
+        QCOMPARE(options.identity.world.devices, 0);
+        QCOMPARE(options.identity.world.rate, 10000);
         QCOMPARE(options.misbehaviour.size(), 4);
     }
 
@@ -42,7 +45,8 @@ private Q_SLOTS:
         for (const char *line :
              {"--nonsense", "stray", "--seed x", "--seed -1", "--speed 0", "--address 01:02:03:04:05",
               "--address 01:02:03:04:05:6", "--address 01:02:03:04:05:gg", "--name .hidden", "--name a/b",
-              "--port", "--junk -1", "--result system_reg_write=", "--unplug many", "--name ", "--name %1"}) {
+              "--port", "--junk -1", "--result system_reg_write=", "--unplug many", "--devices 501",
+              "--devices -1", "--rate 10001", "--name ", "--name %1"}) {
             const QString longest(241, QLatin1Char('n'));
             const ParsedOptions parsed =
                 parse(QString::fromLatin1(line).replace(QStringLiteral("%1"), longest));

@@ -196,6 +196,21 @@ private Q_SLOTS:
         QCOMPARE(module.wait(), 0);
     }
 
+    void countsWhatItWrote()
+    {
+        Module module(QStringLiteral("--quiet --rate 1000 --devices 5"));
+        const Host host(module.path);
+        // Each device is reported once, and the scan goes on behind that.
+        QCOMPARE(host.exchange("00030606 000001 00010602 02", 12), QByteArray("000206060000000206020000"));
+        for (int i = 0; i < 5; ++i) {
+            const QByteArray header = QByteArray::fromHex(host.exchange("", 4));
+            QCOMPARE(header.mid(2), QByteArray("\6\0", 2));
+            host.exchange("", header[1]);
+        }
+        module.tell("count");
+        QVERIFY(module.waitForLog("count: 7 frames, 5 of gap_scan_response, 5 devices\n"));
+    }
+
     void packetMode()
     {
         Module module(QStringLiteral("--packet-mode"));
