@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint8 noConnection = 0xff;
 
-enum Column { HandleColumn, GroupEndColumn, UuidColumn, DescriptionColumn, RawColumn };
+enum Column { HandleColumn, GroupEndColumn, UuidColumn, DescriptionColumn, RawColumn, ValueColumn };
 
 enum AdvertisingType { Flags = 1, ShortenedName = 8, CompleteName = 9 };
 
@@ -72,8 +72,8 @@ void DeviceListItem::sizeTable()
     table->verticalHeader()->setDefaultSectionSize(rowHeight);
     table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() + 8 * rowHeight +
                             2 * table->frameWidth());
-    const int digits[] = {7, 10, 33, 22, 11};
-    for (int column = HandleColumn; column <= RawColumn; ++column)
+    const int digits[] = {7, 10, 33, 22, 11, 6};
+    for (int column = HandleColumn; column <= ValueColumn; ++column)
         table->setColumnWidth(column, digits[column] * digit);
 }
 
