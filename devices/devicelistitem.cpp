@@ -129,6 +129,7 @@ QString DeviceListItem::readAdvertisingData(const QByteArray &advertising)
         case ShortenedName: setText(ui->address, QString::fromUtf8(content) + QLatin1String("...")); break;
         case CompleteName: setText(ui->address, QString::fromUtf8(content)); break;
         case Flags:
+            // NOLINTNEXTLINE(bugprone-signed-char-misuse): the sign is to be extended
             flags = int8(content.at(0));
             text += flagText(flags);
             break;
