@@ -72,7 +72,7 @@ void DeviceListItem::sizeTable()
     table->verticalHeader()->setDefaultSectionSize(rowHeight);
     table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() + 8 * rowHeight +
                             2 * table->frameWidth());
-    const int digits[] = {7, 10, 33, 22, 11, 6};
+    const int digits[] = {7, 10, 35, 20, 11, 6};
     for (int column = HandleColumn; column <= ValueColumn; ++column)
         table->setColumnWidth(column, digits[column] * digit);
 }
@@ -227,7 +227,9 @@ void DeviceListItem::setUuid(int row, QByteArray uuid)
 {
     reverse_bytes(uuid);
     setCell(row, UuidColumn, hex_text(uuid));
-    setCell(row, DescriptionColumn, attributeName(uuid));
+    const QString name = attributeName(uuid);
+    setCell(row, DescriptionColumn, name);
+    ui->tableGATT->item(row, DescriptionColumn)->setToolTip(name); // some are longer than the column
 }
 
 // The lowest and the highest of the handles and group ends in the selected rows; all handles if there are

@@ -67,7 +67,6 @@ public Q_SLOTS:
     // Signal strength of a connection, in dBm; not of another handle than the panel's.
     void rsp_get_status(uint8 handle, int8 rssi);
 
-private Q_SLOTS:
     void on_pushGATTWriteCommand_clicked();
     void on_pushVersion_clicked();
     void on_pushFeature_clicked();
