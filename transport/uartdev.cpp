@@ -38,6 +38,7 @@ UartDev::~UartDev()
     vs::set_event(exit_event);
     while (QThread::isRunning()) {
     }
+    port_handle.load(); // what the thread wrote last: all that it did has come before
     vs::close_handle(exit_event);
     vs::close_handle(read_event);
     vs::close_handle(write_event);
