@@ -58,11 +58,6 @@ AttClientBehaviour::AttClientBehaviour(SimulatedModule &owner)
                      [this](const RemoteDevice &device) { serverOf(device).forgetClient(); });
 }
 
-void AttClientBehaviour::restart()
-{
-    servers.clear();
-}
-
 GattServer &AttClientBehaviour::serverOf(const RemoteDevice &device)
 {
     const QByteArray key = PayloadWriter().put(device.address.address).put(device.address.type).payload();

@@ -19,8 +19,6 @@ class AttClientBehaviour : public Behaviour
 public:
     explicit AttClientBehaviour(SimulatedModule &owner);
 
-    void restart() override;
-
 private:
     struct Event
     {

@@ -52,7 +52,8 @@ QString spacedHex(const QByteArray &bytes);
 // The bytes of a hex text, blanks allowed anywhere; nothing for any other text.
 std::optional<QByteArray> bytesFromHex(const QString &text);
 
-// The address of a text like "c0:01:02:03:04:05", the last byte on the wire first; nothing for any other text.
+// The address of a text like "c0:01:02:03:04:05", the last byte on the wire first; nothing for any other
+// text.
 std::optional<bd_addr> addressFromText(const QString &text);
 
 } // namespace simulator

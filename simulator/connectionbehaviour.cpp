@@ -9,13 +9,6 @@
 namespace simulator {
 namespace {
 
-// What a link layer takes; the interval in units of 1.25 ms, the timeout in units of 10 ms.
-bool isValid(const LinkParameters &parameters, uint16 longestInterval)
-{
-    return parameters.interval >= 6 && parameters.interval <= longestInterval && longestInterval <= 3200 &&
-           parameters.timeout >= 10 && parameters.timeout <= 3200 && parameters.latency <= 499;
-}
-
 // 37 channels in 5 bytes, of which a link needs two.
 bool isChannelMap(const QByteArray &map)
 {
@@ -88,7 +81,7 @@ void ConnectionBehaviour::update(payload_reader &command, PayloadWriter &respons
     Result result = resultOk;
     if (!link)
         result = resultNoSuchConnection;
-    else if (!isValid(wanted, longest))
+    else if (!areValid(wanted, wanted.interval, longest))
         result = resultInvalidParameter;
     response.put(handle).put(uint16(result));
     if (result != resultOk)

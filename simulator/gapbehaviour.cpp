@@ -186,14 +186,9 @@ void GapBehaviour::endProcedure(payload_reader &, PayloadWriter &response)
     end();
 }
 
-// The link has to outlast the events that its latency lets pass.
 Result GapBehaviour::connectResult(const LinkParameters &parameters, uint16 shortest) const
 {
-    const int longestSilence = (1 + parameters.latency) * parameters.interval; // 1.25 ms
-    const bool valid = shortest >= 6 && shortest <= parameters.interval && parameters.interval <= 3200 &&
-                       parameters.timeout >= 10 && parameters.timeout <= 3200 && parameters.latency <= 499 &&
-                       parameters.timeout * 8 > longestSilence;
-    if (!valid)
+    if (!areValid(parameters, shortest, parameters.interval))
         return resultInvalidParameter;
     return running == Procedure::none ? resultOk : resultWrongState;
 }

@@ -61,9 +61,17 @@ Result GattServer::store(uint16 handle, const QByteArray &value)
     const Result refusal = applicationCheck(attribute, value);
     if (refusal != resultOk)
         return refusal;
-    if (attribute.type == uuid16(heartRateControlPointUuid))
+    const Result result = database.write(handle, 0, value);
+    if (result == resultOk)
+        act(attribute);
+    return result;
+}
+
+// What else a write does.
+void GattServer::act(const Attribute &written)
+{
+    if (written.type == uuid16(heartRateControlPointUuid))
         energy = 0;
-    return database.write(handle, 0, value);
 }
 
 Result GattServer::write(uint16 handle, const QByteArray &value, bool encrypted)
@@ -103,6 +111,8 @@ Outcome GattServer::executeWrites(bool commit)
             return {result, write.handle};
     }
     database = changed;
+    for (const PreparedWrite &write : writes)
+        act(*database.find(write.handle));
     return {};
 }
 

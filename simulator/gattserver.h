@@ -71,6 +71,7 @@ private:
     };
 
     Result check(uint16 handle, Attribute::Permission wanted, bool encrypted) const;
+    void act(const Attribute &written);
     Result store(uint16 handle, const QByteArray &value);
     int subscription(const Attribute &configuration) const;
     QByteArray nextValue(const Attribute &attribute);

@@ -19,6 +19,9 @@ struct LinkParameters
     uint16 latency;
 };
 
+// Whether a link layer takes them: each in its range, and the timeout longer than the events let pass.
+bool areValid(const LinkParameters &parameters, uint16 shortestInterval, uint16 longestInterval);
+
 // One connection of the module. What is scheduled with it as its context ends with it. The device has to
 // outlive it.
 class Link : public QObject

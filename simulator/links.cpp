@@ -46,14 +46,19 @@ void Links::open(uint8 handle, const RemoteDevice &device, const LinkParameters 
     }
     link.established = true;
     module.air().setConnected(device, true);
-    if (device.connecting == RemoteDevice::Connecting::hangsUp)
-        endLater(link, device.hangUpTime, resultEndedByRemote);
     raiseStatus(handle, completed);
+    if (parameters.interval < device.shortestInterval)
+        endLater(link, link.intervals(1), resultUnacceptableInterval);
+    else if (device.connecting == RemoteDevice::Connecting::hangsUp)
+        endLater(link, device.hangUpTime, resultEndedByRemote);
 }
 
 void Links::endLater(const Link &link, int milliseconds, Result reason)
 {
-    QTimer::singleShot(milliseconds, &link, [this, handle = link.handle, reason] { close(handle, reason); });
+    QTimer::singleShot(milliseconds, &link, [this, &link, reason] {
+        if (link.isInReach()) // else the link ends by its timeout
+            close(link.handle, reason);
+    });
 }
 
 void Links::close(uint8 handle, Result reason)
@@ -66,7 +71,8 @@ void Links::close(uint8 handle, Result reason)
 
 bool Links::hangUp(uint8 handle)
 {
-    if (!find(handle))
+    const Link *link = find(handle);
+    if (!link || !link->isInReach())
         return false;
     close(handle, resultEndedByRemote);
     return true;

@@ -37,7 +37,7 @@ public:
     // Ends a link: raises the event disconnected. Nothing happens for a free handle.
     void close(uint8 handle, Result reason);
 
-    // The remote device ends the link. False if there is none.
+    // The remote device ends the link. False if there is none, or the device is out of reach.
     bool hangUp(uint8 handle);
 
     // Raises the event status with what the link is, and `extraFlags` besides; with zeros for a free handle.

@@ -12,6 +12,7 @@ using namespace std::chrono_literals;
 
 constexpr auto joinPatience = 50ms;
 constexpr auto piecePause = 1ms;
+constexpr int mostPieces = 10'000; // that wait for their turn, one a piecePause
 constexpr int maxMs = 60'000;
 constexpr int maxCount = 1'000'000;
 constexpr uint8 resynchronising = 0x78; // a byte with any of these bits starts no frame
@@ -260,6 +261,11 @@ void Misbehaviour::releaseJoined()
 
 void Misbehaviour::write(const Batch &batch)
 {
+    if (pieces.size() >= mostPieces) {
+        Q_EMIT note(
+            QStringLiteral("pieces go out slower than frames come: %1 bytes lost").arg(batch.bytes.size()));
+        return;
+    }
     const int size = batch.bytes.size();
     const int step = splitSize == 0 ? size : splitSize;
     auto frame = batch.frames.begin();

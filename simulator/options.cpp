@@ -66,11 +66,12 @@ const PlainOption plainOptions[] = {
                    : std::optional(QStringLiteral("a number from 0 to 4294967295 was expected"));
      }},
     {"address", "ADDRESS", "Device address (c0:01:02:03:04:05).", setAddress},
-    {"devices", "N", "Number of remote devices, the made ones first, then plain ones (17).",
+    {"devices", "N", "Number of remote devices up to 500, the made ones first, then plain ones (17).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.devices, v, WorldSize::most); }},
-    {"rate", "N", "Advertisements a second of all devices together, or 0: each at its own interval (0).",
+    {"rate", "N",
+     "Advertisements a second of all devices together, up to 10000, or 0: each at its own interval (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.rate, v, WorldSize::fastest); }},
-    {"answer-delay", "MS", "Milliseconds that a connected device takes to answer (0).",
+    {"answer-delay", "MS", "Milliseconds that a connected device takes to answer, up to 60000 (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.answerDelay, v, 60000); }},
     {"packet-mode", nullptr, "Take frames that are preceded by one byte, the low 8 bits of their size.",
      [](Options &o, const QString &) -> std::optional<QString> {

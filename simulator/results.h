@@ -19,6 +19,7 @@ enum Result : uint16 {
     resultSupervisionTimeout = 0x0208,
     resultEndedByRemote = 0x0213,
     resultEndedLocally = 0x0216,
+    resultUnacceptableInterval = 0x023b,
     resultNotEstablished = 0x023e,
     resultAuthenticationImpossible = 0x0303,
     resultPairingUnsupported = 0x0305,

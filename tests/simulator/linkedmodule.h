@@ -33,7 +33,7 @@ public:
             const QByteArray mark = (frame[0] & char(0x80)) != 0 ? "!" : "";
             received.append(QString::fromLatin1(mark + frame.mid(2).toHex()));
         });
-        module.links().open(0, device, {6, 10, 0});
+        module.links().open(0, device, {12, 10, 0});
     }
 
     static simulator::RemoteDevice remoteDevice()

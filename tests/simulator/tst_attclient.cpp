@@ -115,7 +115,7 @@ private Q_SLOTS:
         ModuleIdentity identity;
         identity.answerDelay = 20;
         LinkedModule linked(LinkedModule::remoteDevice(), identity);
-        linked.module.links().open(1, linked.device, {6, 10, 0});
+        linked.module.links().open(1, linked.device, {12, 10, 0});
         linked.received.clear();
         linked.send(QStringLiteral("0404 00 0300"));
         linked.send(QStringLiteral("0403 00 0100 ffff"));
@@ -136,14 +136,13 @@ private Q_SLOTS:
         linked.send(QStringLiteral("0300 00"));
         QCoreApplication::processEvents();
         QCOMPARE(linked.seen(), QStringLiteral("0401000000,0300000000,!0304001602"));
-        // What was written stays, what was only prepared does not; a restart takes back both.
-        linked.module.links().open(0, linked.device, {6, 10, 0});
+        // What was written stays, even when the module restarts; what was only prepared does not.
+        linked.module.links().open(0, linked.device, {12, 10, 0});
         linked.play(QStringLiteral("040a 00 01>040a 00 0000, !0401 00 0000 0000;"
                                    "0404 00 2200>0404 00 0000, !0405 00 2200 00 01 61, !0401 00 0000 2200"));
         linked.send(QStringLiteral("0000 00"));
-        linked.module.links().open(0, linked.device, {6, 10, 0});
-        linked.play(
-            QStringLiteral("0404 00 2200>0404 00 0000, !0405 00 2200 00 04 74657874, !0401 00 0000 2200"));
+        linked.module.links().open(0, linked.device, {12, 10, 0});
+        linked.play(QStringLiteral("0404 00 2200>0404 00 0000, !0405 00 2200 00 01 61, !0401 00 0000 2200"));
     }
 
     void hostThatAnswersAtOnce()
