@@ -1,11 +1,7 @@
 // Remote devices on a real port: found, connected, browsed, read, written, and left again. Each step is held
 // against the window and against what the module saw and sent.
 
-#include "tests/e2e/panel.h"
-#include "tests/e2e/simulated_module.h"
-
-#include <QDir>
-#include <QRadioButton>
+#include "tests/e2e/remote_fixture.h"
 
 namespace {
 
@@ -29,86 +25,17 @@ enum Handle {
 
 } // namespace
 
-class tst_devices : public QObject
+class tst_devices : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanup();
-
     void browse();
     void links_that_fail();
     void names_are_plain_text();
     void clear_while_connected();
     void twice_the_font_size();
-
-private:
-    void start();
-    void scan_for(const QString &name);
-    void connect_to(const QString &name);
-    void picture(const char *name);
-    bool on_wire(const char *text);
-    bool logged(const char *text);
-
-    SimulatedModule module;
-    std::unique_ptr<Window> window;
 };
-
-void tst_devices::initTestCase()
-{
-    register_meta_types();
-    QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
-    QVERIFY(QDir().mkpath(QStringLiteral(VORSEL_PICTURES)));
-}
-
-void tst_devices::cleanup()
-{
-    if (QTest::currentTestFailed())
-        qWarning("the module's log ends with\n%s", module.output().right(4000).constData());
-    window.reset();
-    module.stop();
-}
-
-void tst_devices::start()
-{
-    QVERIFY(module.start());
-    window = std::make_unique<Window>();
-    QVERIFY(window->is_exposed());
-    window->attach();
-}
-
-void tst_devices::scan_for(const QString &name)
-{
-    window->find<QRadioButton>("radioScanObservation")->click();
-    window->click("pushStartScan");
-    QTRY_VERIFY2_WITH_TIMEOUT(Panel(*window, name).exists(), qPrintable(name), answer_ms);
-}
-
-void tst_devices::connect_to(const QString &name)
-{
-    window->click("pushStopScan");
-    Panel panel(*window, name);
-    panel.click("pushConnect");
-    QTRY_COMPARE_WITH_TIMEOUT(panel.status(), QStringLiteral("Connected handle:0x0"), answer_ms);
-    QCOMPARE(panel.find<QPushButton>("pushConnect")->text(), QStringLiteral("Disconnect"));
-}
-
-void tst_devices::picture(const char *name)
-{
-    QVERIFY(window->widget().grab().save(QStringLiteral(VORSEL_PICTURES "/%1.png").arg(QLatin1String(name))));
-}
-
-// What the module wrote of its traffic, "<-" from the host and "->" to it.
-bool tst_devices::on_wire(const char *text)
-{
-    return module.output().contains(text);
-}
-
-bool tst_devices::logged(const char *text)
-{
-    return window->log().join(QLatin1Char('\n')).contains(QLatin1String(text));
-}
 
 void tst_devices::browse()
 {
