@@ -61,7 +61,7 @@ AttClientBehaviour::AttClientBehaviour(SimulatedModule &owner)
 GattServer &AttClientBehaviour::serverOf(const RemoteDevice &device)
 {
     const QByteArray key = PayloadWriter().put(device.address.address).put(device.address.type).payload();
-    return servers.try_emplace(key, device, module.identity().seed).first->second;
+    return servers.try_emplace(key, device, module.identity().seed, module.ota()).first->second;
 }
 
 void AttClientBehaviour::begin(uint8 connection, bool validParameters, PayloadWriter &response,
@@ -86,20 +86,26 @@ void AttClientBehaviour::begin(uint8 connection, bool validParameters, PayloadWr
 void AttClientBehaviour::run(Link &link, const Procedure &procedure)
 {
     const QPointer<Link> alive(&link);
-    const uint8 connection = link.handle;
     GattServer &server = serverOf(link.device);
     const Answer answer = procedure(server, link);
-    const bool subscribed = server.isSubscribed();
     for (const Event &event : answer.events) {
         module.raise(event.name, event.fields);
         if (!alive)
             return;
     }
+    if (answer.lasts == 0)
+        complete(link, answer.end);
+    else
+        link.whenAnswered(answer.lasts, [this, &link, end = answer.end] { complete(link, end); });
+}
+
+void AttClientBehaviour::complete(Link &link, const Outcome &end)
+{
     link.procedureRunning = false;
-    if (subscribed && !link.reporting)
+    if (serverOf(link.device).isSubscribed() && !link.reporting)
         scheduleReports(link);
     module.raise("attclient_procedure_completed",
-                 PayloadWriter().put(connection).put(uint16(answer.end.result)).put(answer.end.handle));
+                 PayloadWriter().put(link.handle).put(uint16(end.result)).put(end.handle));
 }
 
 void AttClientBehaviour::scheduleReports(Link &link)
@@ -277,7 +283,8 @@ void AttClientBehaviour::attributeWrite(payload_reader &command, PayloadWriter &
     const auto value = command.take<QByteArray>();
     begin(connection, value.size() <= GattServer::longestWrite, response,
           [=](GattServer &server, const Link &link) {
-              return Answer{{}, {server.write(handle, value, link.encrypted), handle}};
+              const int lasts = server.isErase(handle, value) ? module.identity().eraseTime : 0;
+              return Answer{{}, {server.write(handle, value, link.encrypted), handle}, lasts};
           });
 }
 

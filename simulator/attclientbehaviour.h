@@ -29,6 +29,7 @@ private:
     {
         QVector<Event> events;
         Outcome end;
+        int lasts = 0; // milliseconds until the end
     };
     using Procedure = std::function<Answer(GattServer &server, const Link &link)>;
 
@@ -48,6 +49,7 @@ private:
     // Puts connection and result into the response and lets the procedure begin if that is 0.
     void begin(uint8 connection, bool validParameters, PayloadWriter &response, const Procedure &procedure);
     void run(Link &link, const Procedure &procedure);
+    void complete(Link &link, const Outcome &end);
     void scheduleReports(Link &link);
     void sendReports(Link &link);
     GattServer &serverOf(const RemoteDevice &device);

@@ -30,8 +30,9 @@ Result applicationCheck(const Attribute &attribute, const QByteArray &value)
 
 } // namespace
 
-GattServer::GattServer(const RemoteDevice &device, quint32 seed)
+GattServer::GattServer(const RemoteDevice &device, quint32 seed, OtaTarget &updates)
     : database(remoteDatabase(device))
+    , ota((device.services & RemoteDevice::update) != 0 ? &updates : nullptr)
     , random(generatorFor(device, seed))
 {
 }
@@ -58,6 +59,12 @@ Result GattServer::store(uint16 handle, const QByteArray &value)
     const Attribute &attribute = *database.find(handle);
     if (!attribute.variableSize && value.size() != attribute.maxSize)
         return resultInvalidValueLength;
+    if (ota && attribute.type == otaControlPointUuid())
+        return ota->obey(uint8(value[0]));
+    if (ota && attribute.type == otaDataUuid()) {
+        ota->append(value);
+        return resultOk;
+    }
     const Result refusal = applicationCheck(attribute, value);
     if (refusal != resultOk)
         return refusal;
@@ -78,6 +85,13 @@ Result GattServer::write(uint16 handle, const QByteArray &value, bool encrypted)
 {
     const Result result = check(handle, Attribute::canWrite, encrypted);
     return result == resultOk ? store(handle, value) : result;
+}
+
+bool GattServer::isErase(uint16 handle, const QByteArray &value) const
+{
+    const Attribute *attribute = database.find(handle);
+    return ota && attribute && attribute->type == otaControlPointUuid() && value.size() == 1 &&
+           OtaTarget::isErase(uint8(value[0]));
 }
 
 void GattServer::writeCommand(uint16 handle, const QByteArray &value, bool encrypted)
@@ -159,6 +173,8 @@ bool GattServer::confirm()
 void GattServer::forgetClient()
 {
     prepared.clear();
+    if (ota)
+        ota->leave();
     awaitsConfirmation = false;
     for (int handle = 1; handle <= database.size(); ++handle) {
         if (database.find(uint16(handle))->configures != 0)

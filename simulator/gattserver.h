@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/attributedatabase.h"
+#include "simulator/otatarget.h"
 #include "simulator/remotedevice.h"
 
 #include <random>
@@ -27,8 +28,9 @@ public:
     static constexpr int longestPreparedWrite = mtu - 5;
     static constexpr int prepareQueueSize = 16;
 
-    // What it sends is the same for the same device and seed.
-    GattServer(const RemoteDevice &device, quint32 seed);
+    // What it sends is the same for the same device and seed. The target of updates is asked only if the
+    // device offers them; it has to outlive the server.
+    GattServer(const RemoteDevice &device, quint32 seed, OtaTarget &updates);
 
     const AttributeDatabase &attributes() const { return database; }
 
@@ -36,6 +38,9 @@ public:
     Result read(uint16 handle, int offset, bool encrypted, QByteArray *value) const;
 
     Result write(uint16 handle, const QByteArray &value, bool encrypted);
+
+    // Whether such a write erases memory, which the device takes its time for.
+    bool isErase(uint16 handle, const QByteArray &value) const;
 
     // What is not allowed is passed over.
     void writeCommand(uint16 handle, const QByteArray &value, bool encrypted);
@@ -77,6 +82,7 @@ private:
     QByteArray nextValue(const Attribute &attribute);
 
     AttributeDatabase database;
+    OtaTarget *const ota; // null if the device has none
     QVector<PreparedWrite> prepared;
     std::mt19937 random;
     uint16 energy = 0; // kJ expended, counted up by the heart rate

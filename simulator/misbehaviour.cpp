@@ -81,6 +81,20 @@ const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
          "Answer this command with this result code (0x0182 or decimal), in so many percent of the "
          "cases, and do nothing else.",
          addResult},
+        {"ota-fail", "BYTE=CODE[@PERCENT]",
+         "Let a write of BYTE to the control point of \"Updatable\" complete with this result code and do "
+         "nothing else.",
+         [](Misbehaviour &m, const QString &v) {
+             bool ok = false;
+             const uint byte = v.section(QLatin1Char('='), 0, 0).toUInt(&ok, 0);
+             if (!ok || byte > 0xff)
+                 return std::optional(QStringLiteral("a byte from 0 to 0xff was expected"));
+             ChosenResult chosen{};
+             const auto error = readChosen(v.section(QLatin1Char('='), 1), &chosen);
+             if (!error)
+                 m.otaResults[int(byte)] = chosen;
+             return error;
+         }},
         {"unplug", "N", "Close the port and end once N more frames have been sent; 0 does not.",
          [](Misbehaviour &m, const QString &v) {
              int count = 0;
@@ -102,16 +116,26 @@ std::optional<QString> Misbehaviour::addResult(Misbehaviour &target, const QStri
         return error;
     if (!hasResult(command))
         return QStringLiteral("the response of %1 has no result").arg(name);
+    ChosenResult chosen{};
+    const auto error = readChosen(rest, &chosen);
+    if (!error)
+        target.results[command] = chosen;
+    return error;
+}
+
+// Leaves `chosen` alone unless the text is good.
+std::optional<QString> Misbehaviour::readChosen(const QString &text, ChosenResult *chosen)
+{
     bool ok = false;
-    const uint code = rest.section(QLatin1Char('@'), 0, 0).toUInt(&ok, 0);
+    const uint code = text.section(QLatin1Char('@'), 0, 0).toUInt(&ok, 0);
     if (!ok || code > 0xffff)
         return QStringLiteral("a result code from 0 to 0xffff was expected");
     int percent = 100;
-    if (rest.contains(QLatin1Char('@'))) {
-        if (const auto error = readNumber(rest.section(QLatin1Char('@'), 1), 0, 100, &percent))
+    if (text.contains(QLatin1Char('@'))) {
+        if (const auto error = readNumber(text.section(QLatin1Char('@'), 1), 0, 100, &percent))
             return error;
     }
-    target.results[command] = {uint16(code), unsigned(percent)};
+    *chosen = {uint16(code), unsigned(percent)};
     return std::nullopt;
 }
 
@@ -145,8 +169,13 @@ unsigned Misbehaviour::below(unsigned bound)
 
 std::optional<uint16> Misbehaviour::chosenResult(int command)
 {
-    const auto chosen = results.constFind(command);
-    if (chosen == results.constEnd() || (chosen->percent < 100 && below(100) >= chosen->percent))
+    return draw(results, command);
+}
+
+std::optional<uint16> Misbehaviour::draw(const QHash<int, ChosenResult> &from, int key)
+{
+    const auto chosen = from.constFind(key);
+    if (chosen == from.constEnd() || (chosen->percent < 100 && below(100) >= chosen->percent))
         return std::nullopt;
     return chosen->code;
 }

@@ -43,6 +43,9 @@ public:
     // The result that a command is to answer with instead of being carried out.
     std::optional<uint16> chosenResult(int command);
 
+    // The same for a byte written to the control point of the remote device that can be updated.
+    std::optional<uint16> chosenOtaResult(uint8 byte) { return draw(otaResults, byte); }
+
     // Drops what is still waiting to be written, for a host that has gone.
     void forget();
 
@@ -81,6 +84,8 @@ private:
     void writeNextPiece();
     void endOnceWritten();
     unsigned below(unsigned bound); // 0 to bound - 1
+    std::optional<uint16> draw(const QHash<int, ChosenResult> &from, int key);
+    static std::optional<QString> readChosen(const QString &text, ChosenResult *chosen);
     static std::optional<QString> addResult(Misbehaviour &target, const QString &value);
 
     std::mt19937 random;
@@ -96,6 +101,7 @@ private:
     int unknownEvery = 0;
     int unplugAfter = 0;
     QHash<int, ChosenResult> results;
+    QHash<int, ChosenResult> otaResults;
 
     int responses = 0;
     int frames = 0;    // of the module

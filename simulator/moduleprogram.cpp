@@ -4,6 +4,8 @@
 #include "simulator/catalogue.h"
 #include "transport/platform/published_ports.h"
 
+#include <QSaveFile>
+
 #include <algorithm>
 #include <chrono>
 #include <unistd.h>
@@ -24,6 +26,15 @@ std::optional<QString> refusal(uint16 result)
     return QStringLiteral("refused with %1").arg(result, 4, 16, QLatin1Char('0'));
 }
 
+// What was in the file before stays unless all of it could be written.
+std::optional<QString> save(const QString &path, const QByteArray &bytes)
+{
+    QSaveFile file(path);
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
+        return std::nullopt;
+    return file.errorString();
+}
+
 } // namespace
 
 struct ModuleProgram::ControlCommand
@@ -40,6 +51,9 @@ const QVector<ModuleProgram::ControlCommand> &ModuleProgram::controlCommands()
         {"remote-read", [](ModuleProgram &p, const QString &arguments) { return p.remoteRead(arguments); }},
         {"move", [](ModuleProgram &p, const QString &arguments) { return p.move(arguments); }},
         {"hang-up", [](ModuleProgram &p, const QString &arguments) { return p.hangUp(arguments); }},
+        {"dump", [](ModuleProgram &p, const QString &arguments) { return p.dump(arguments); }},
+        {"dump-ota",
+         [](ModuleProgram &p, const QString &arguments) { return save(arguments, p.module.ota().image()); }},
         {"count",
          [](ModuleProgram &p, const QString &) -> std::optional<QString> {
              p.log.say(QStringLiteral("count: %1 frames, %2 of gap_scan_response, %3 devices")
@@ -75,6 +89,7 @@ ModuleProgram::ModuleProgram(const Options &chosen, QObject *parent)
     for (const auto &setting : options.misbehaviour)
         misbehaviour.set(setting.first, setting.second);
     module.setResultOverride([this](int command) { return misbehaviour.chosenResult(command); });
+    module.ota().setResultOverride([this](uint8 byte) { return misbehaviour.chosenOtaResult(byte); });
     connectParts();
 }
 
@@ -197,6 +212,20 @@ std::optional<QString> ModuleProgram::sendHex(const QString &hex)
         return QStringLiteral("nobody takes them");
     log.note(QStringLiteral("sent on request: %1").arg(spacedHex(*bytes)));
     return std::nullopt;
+}
+
+std::optional<QString> ModuleProgram::dump(const QString &arguments) const
+{
+    const QStringList words = arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    bool addressOk = true, sizeOk = true;
+    const uint address = words.size() > 1 ? words[1].toUInt(&addressOk, 16) : 0;
+    const uint rest = FlashMemory::size - std::min(address, FlashMemory::size);
+    const uint size = words.size() > 2 ? words[2].toUInt(&sizeOk, 16) : rest;
+    if (words.isEmpty() || words.size() > 3 || !addressOk || !sizeOk || address >= FlashMemory::size ||
+        size > rest)
+        return QStringLiteral("a file, and at most an address and a size in hex up to %1 were expected")
+            .arg(FlashMemory::size, 0, 16);
+    return save(words[0], module.flash().read(address, size));
 }
 
 std::optional<QString> ModuleProgram::remoteWrite(const QString &arguments)

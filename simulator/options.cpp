@@ -66,13 +66,15 @@ const PlainOption plainOptions[] = {
                    : std::optional(QStringLiteral("a number from 0 to 4294967295 was expected"));
      }},
     {"address", "ADDRESS", "Device address (c0:01:02:03:04:05).", setAddress},
-    {"devices", "N", "Number of remote devices up to 500, the made ones first, then plain ones (17).",
+    {"devices", "N", "Number of remote devices up to 500, the made ones first, then plain ones (18).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.devices, v, WorldSize::most); }},
     {"rate", "N",
      "Advertisements a second of all devices together, up to 10000, or 0: each at its own interval (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.rate, v, WorldSize::fastest); }},
     {"answer-delay", "MS", "Milliseconds that a connected device takes to answer, up to 60000 (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.answerDelay, v, 60000); }},
+    {"erase-time", "MS", "Milliseconds that the device \"Updatable\" takes to erase a block (50).",
+     [](Options &o, const QString &v) { return setNumber(o.identity.eraseTime, v, 60000); }},
     {"packet-mode", nullptr, "Take frames that are preceded by one byte, the low 8 bits of their size.",
      [](Options &o, const QString &) -> std::optional<QString> {
          o.packetMode = true;
@@ -89,17 +91,24 @@ QString description()
 {
     return QStringLiteral(
                "A Bluetooth low energy module without the hardware. It opens a pseudo-terminal, publishes it "
-               "for the "
-               "port list, says \"ready: <path> <name>\" and answers commands until it is interrupted.\n\n"
+               "for the port list, says \"ready: <path> <name>\" and answers commands until it is "
+               "interrupted.\n\n"
                "Flash, persistent store, registers, endpoints, AES, whitelist and local attributes are real, "
-               "and "
-               "around the module is a small world of remote devices that advertise, move, take connections "
-               "and "
-               "have attributes. There is no bootloader. A reset answers, restarts (flash, persistent store "
-               "and "
-               "bonds stay) and then sends the event boot, whatever its argument. A command that is not "
-               "known gets "
-               "the event protocol_error with 0x0184, one of a wrong length with 0x0180.\n\n"
+               "and around the module is a small world of remote devices that advertise, move, take "
+               "connections and have attributes. A reset answers, restarts (flash, persistent store and "
+               "bonds stay) and then sends the event boot. A command that is not known gets the event "
+               "protocol_error with 0x0184, one of a wrong length with 0x0180.\n\n"
+               "A reset with an argument other than 0 restarts into the serial bootloader, which sends the "
+               "event boot of the class dfu. It takes that class, hello, get_bootloader_crc, reset and "
+               "delay_reset; other commands answer 0x0181, or are not known if their response has no "
+               "result. An upload goes to 0x1000 or above and erases the pages that it reaches. A reset "
+               "with 0 leads back to the normal firmware, which refuses uploads with 0x0181.\n\n"
+               "The device \"Updatable\" takes a firmware over the air. Its control point wants the bytes 4 "
+               "(power on memory), 0 and 1 (erase the blocks), 2 (load start) and, behind the data, 3 "
+               "(finish), and completes others and those out of turn with 0x0480. The connection stays open "
+               "afterwards, the image until the next load start. Full buffers are played by \"--result "
+               "attclient_write_command=0x0182@10\", which takes nothing in a tenth of the cases, and the "
+               "same with attclient_attribute_write.\n\n"
                "One procedure runs at a time: end a discovery before you connect.\n\n"
                "Lines on standard input, while it runs:\n%1\n"
                "The options from --junk on make it misbehave. They can be combined and repeated.")

@@ -2,6 +2,8 @@
 
 #include "simulator/databasebuilder.h"
 
+#include <algorithm>
+
 namespace simulator {
 namespace {
 
@@ -63,7 +65,42 @@ void addVendorService(DatabaseBuilder &database)
     }
 }
 
+// Both values are taken by the device's OtaTarget and never kept here.
+void addUpdateService(DatabaseBuilder &database)
+{
+    constexpr int longestChunk = 20;
+    database.service(otaServiceUuid());
+    database.value(D::canWrite, otaControlPointUuid(), QByteArray(1, '\0'), Attribute::constant);
+    D::growTo(database.value(D::canWriteCommand, otaDataUuid(), {}, Attribute::constant), longestChunk);
+}
+
+// A UUID in hex is written most significant byte first.
+QByteArray uuidFromText(const char *hex)
+{
+    QByteArray uuid = QByteArray::fromHex(hex);
+    std::reverse(uuid.begin(), uuid.end());
+    return uuid;
+}
+
 } // namespace
+
+const QByteArray &otaServiceUuid()
+{
+    static const QByteArray uuid = uuidFromText("1d14d6eefd634fa1bfa48f47b42119f0");
+    return uuid;
+}
+
+const QByteArray &otaControlPointUuid()
+{
+    static const QByteArray uuid = uuidFromText("f7bf3564fb6d4e5388a45e37e0326063");
+    return uuid;
+}
+
+const QByteArray &otaDataUuid()
+{
+    static const QByteArray uuid = uuidFromText("984227f334fc4045a5d02c581f81a153");
+    return uuid;
+}
 
 AttributeDatabase remoteDatabase(const RemoteDevice &device)
 {
@@ -87,6 +124,8 @@ AttributeDatabase remoteDatabase(const RemoteDevice &device)
                     {heartRateControlPointUuid, D::canWrite, QByteArray(1, '\0')}});
     if ((device.services & RemoteDevice::vendor) != 0)
         addVendorService(database);
+    if ((device.services & RemoteDevice::update) != 0)
+        addUpdateService(database);
     return database.database();
 }
 

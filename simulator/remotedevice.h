@@ -58,7 +58,7 @@ struct RemoteDevice
 
     enum class Pairing { unsupported, justWorks } pairing = Pairing::unsupported;
 
-    enum Service : unsigned { battery = 1, heartRate = 2, vendor = 4 };
+    enum Service : unsigned { battery = 1, heartRate = 2, vendor = 4, update = 8 };
     unsigned services = 0; // bits of Service; Generic Access and Device Information all have
     QByteArray name;       // of Generic Access, UTF-8
 };

@@ -4,6 +4,7 @@
 #include "simulator/attributesbehaviour.h"
 #include "simulator/catalogue.h"
 #include "simulator/connectionbehaviour.h"
+#include "simulator/dfubehaviour.h"
 #include "simulator/flashbehaviour.h"
 #include "simulator/gapbehaviour.h"
 #include "simulator/smbehaviour.h"
@@ -23,8 +24,24 @@ struct PlainResult
 
 constexpr PlainResult plainResults[] = {
     {"hardware_analog_comparator_read", resultWrongState},
-    {"dfu_flash_", resultWrongState},
 };
+
+// What the bootloader knows, as in PlainResult.
+constexpr const char *bootloaderNames[] = {
+    "dfu_", "system_hello", "system_reset", "system_delay_reset", "system_get_bootloader_crc",
+};
+
+QSet<int> commandsOfBootloader()
+{
+    QSet<int> commands;
+    for (int command = 0; command < command_count; ++command) {
+        const QString name = message_name(command);
+        if (std::any_of(std::begin(bootloaderNames), std::end(bootloaderNames),
+                        [&name](const char *known) { return name.startsWith(QLatin1String(known)); }))
+            commands.insert(command);
+    }
+    return commands;
+}
 
 Result plainResultOf(int command)
 {
@@ -43,6 +60,7 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
     , flashMemory(identity.seed)
     , surroundings(identity.seed, makeWorld(identity.seed, identity.world), identity.world.rate)
     , openLinks(*this)
+    , bootloaderCommands(commandsOfBootloader())
 {
     auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);
     attributesBehaviour = attributesOwner.get();
@@ -50,6 +68,7 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
     smBehaviour = smOwner.get();
     behaviours.push_back(std::make_unique<SystemBehaviour>(*this));
     behaviours.push_back(std::make_unique<FlashBehaviour>(*this));
+    behaviours.push_back(std::make_unique<DfuBehaviour>(*this));
     behaviours.push_back(std::move(attributesOwner));
     behaviours.push_back(std::make_unique<GapBehaviour>(*this));
     behaviours.push_back(std::make_unique<ConnectionBehaviour>(*this));
@@ -83,7 +102,9 @@ void SimulatedModule::addCommand(const char *name, Handler handler)
 void SimulatedModule::takeFrame(const QByteArray &frame)
 {
     const int command = frameIndex(frame, true);
-    if (command < 0 || command >= command_count) {
+    const bool isKnown = command >= 0 && command < command_count &&
+                         (!inBootloader || bootloaderCommands.contains(command) || hasResult(command));
+    if (!isKnown) {
         refuse(resultCommandNotRecognized);
         return;
     }
@@ -105,6 +126,8 @@ void SimulatedModule::takeFrame(const QByteArray &frame)
 void SimulatedModule::carryOut(int command, const QByteArray &payload)
 {
     std::optional<uint16> chosen = resultOverride ? resultOverride(command) : std::nullopt;
+    if (!chosen && inBootloader && !bootloaderCommands.contains(command))
+        chosen = resultWrongState;
     const auto handler = handlers.constFind(command);
     if (chosen || handler == handlers.constEnd()) {
         send(plainResponse(command, payload, chosen.value_or(plainResultOf(command))));
@@ -140,19 +163,24 @@ void SimulatedModule::send(const QByteArray &frame)
     Q_EMIT frameReady(frame);
 }
 
-void SimulatedModule::restartAfter(int milliseconds)
+void SimulatedModule::restartAfter(int milliseconds, bool intoBootloader)
 {
+    bootloaderNext = intoBootloader;
     restartTimer.start(milliseconds);
 }
 
 void SimulatedModule::restart()
 {
     restartTimer.stop();
+    inBootloader = bootloaderNext;
     frameCounters = {};
     openLinks.drop();
     for (const auto &behaviour : behaviours)
         behaviour->restart();
-    raise("system_boot", SystemBehaviour::info());
+    if (inBootloader)
+        raise("dfu_boot", PayloadWriter().put(DfuBehaviour::version));
+    else
+        raise("system_boot", SystemBehaviour::info());
 }
 
 } // namespace simulator

@@ -4,11 +4,13 @@
 #include "simulator/behaviour.h"
 #include "simulator/flashmemory.h"
 #include "simulator/links.h"
+#include "simulator/otatarget.h"
 #include "simulator/whitelist.h"
 #include "simulator/world.h"
 
 #include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
 
 #include <functional>
@@ -28,6 +30,7 @@ struct ModuleIdentity
     bd_addr address = {{0x05, 0x04, 0x03, 0x02, 0x01, 0xc0}};
     WorldSize world;
     int answerDelay = 0; // milliseconds that a remote device takes to answer
+    int eraseTime = 50;  // milliseconds that one takes to erase a block of its memory
 };
 
 // Frames seen since the last start.
@@ -40,7 +43,9 @@ struct FrameCounters
 
 // The module behind the wire: takes command frames, gives responses and events. A command gets exactly one
 // response; the events that it causes follow that response. A frame of an unknown message or with a wrong
-// length gets no response but the event protocol_error with the reason.
+// length gets no response but the event protocol_error with the reason. In the bootloader only the class dfu
+// and a few commands are carried out; another one is in the wrong state, or unknown if its response has no
+// result.
 class SimulatedModule : public QObject
 {
     Q_OBJECT
@@ -61,6 +66,7 @@ public:
     void setResultOverride(ResultOverride chosen);
 
     AttributesBehaviour &attributes() { return *attributesBehaviour; }
+    bool isInBootloader() const { return inBootloader; }
 
     // The rest is for behaviours.
     template <typename T, std::size_t count>
@@ -77,15 +83,17 @@ public:
     // "system_boot".
     void raise(const char *event, const PayloadWriter &fields = {});
 
-    // Restarts after so many milliseconds, counted from the response on; a later call replaces an earlier
-    // one.
-    void restartAfter(int milliseconds);
+    // Restarts after so many milliseconds, counted from the response on, into the bootloader or the normal
+    // firmware; a later call replaces an earlier one.
+    void restartAfter(int milliseconds, bool intoBootloader);
 
     const ModuleIdentity &identity() const { return who; }
     const FrameCounters &counters() const { return frameCounters; }
     FlashMemory &flash() { return flashMemory; }
+    const FlashMemory &flash() const { return flashMemory; }
     Air &air() { return surroundings; }
     Links &links() { return openLinks; }
+    OtaTarget &ota() { return otaTarget; }
     Whitelist &whitelist() { return listedDevices; }
 
     // The number of the bond with this device, 0xff if there is none.
@@ -109,6 +117,7 @@ private:
     FlashMemory flashMemory;
     Air surroundings;
     Links openLinks;
+    OtaTarget otaTarget; // of the devices that can be updated
     Whitelist listedDevices;
     QHash<int, Handler> handlers;
     std::vector<std::unique_ptr<Behaviour>> behaviours;
@@ -117,6 +126,9 @@ private:
     ResultOverride resultOverride;
     QList<QByteArray> heldEvents;
     bool carryingOut = false;
+    bool inBootloader = false;
+    bool bootloaderNext = false; // what the next restart leads into
+    const QSet<int> bootloaderCommands;
     QTimer restartTimer;
 };
 

@@ -67,15 +67,15 @@ PayloadWriter SystemBehaviour::info()
         hardware);
 }
 
-void SystemBehaviour::reset(payload_reader &, PayloadWriter &)
+void SystemBehaviour::reset(payload_reader &command, PayloadWriter &)
 {
-    module.restartAfter(0);
+    module.restartAfter(0, command.take<uint8>() != 0);
 }
 
 void SystemBehaviour::delayReset(payload_reader &command, PayloadWriter &)
 {
-    command.take<uint8>();
-    module.restartAfter(command.take<uint16>());
+    const bool intoBootloader = command.take<uint8>() != 0;
+    module.restartAfter(command.take<uint16>(), intoBootloader);
 }
 
 void SystemBehaviour::hello(payload_reader &, PayloadWriter &) {}

@@ -1,6 +1,7 @@
 #include "simulator/world.h"
 
 #include "simulator/databasebuilder.h"
+#include "simulator/remotedatabase.h"
 
 #include <QString>
 
@@ -45,6 +46,7 @@ struct Made
 };
 
 constexpr char general[] = "020106";
+constexpr int publicTwin = 16; // its number
 
 const Made madeDevices[WorldSize::made] = {
     {"Everything", publicAddress, connectableUndirected, "020106 05030d180f18", adName, Made::inAdvertisement,
@@ -103,7 +105,13 @@ const Made madeDevices[WorldSize::made] = {
     {"Twin, public", publicAddress, connectableUndirected, general, adName, Made::inAdvertisement, 300, -64,
      3, nullptr},
     {"Twin, random", randomAddress, connectableUndirected, general, adName, Made::inAdvertisement, 300, -65,
-     3, [](RemoteDevice &d) { d.address.address.addr[0] = uint8(WorldSize::made - 1); }},
+     3, [](RemoteDevice &d) { d.address.address.addr[0] = uint8(publicTwin); }},
+    // Takes a firmware over the air.
+    {"Updatable", publicAddress, connectableUndirected, general, adName, Made::inAdvertisement, 250, -55, 4,
+     [](RemoteDevice &d) {
+         d.services = RemoteDevice::battery | RemoteDevice::update;
+         d.scanResponseData = element(adServices128, otaServiceUuid());
+     }},
 };
 
 RemoteDevice makeDevice(const Made &row, int number)
