@@ -18,6 +18,7 @@ using namespace std::chrono_literals;
 constexpr auto unplugLook = 10ms;
 constexpr int unplugPatience = 100; // looks until the port closes on a host that does not read
 constexpr uint8 firstConnection = 0;
+const QString inBootloader = QStringLiteral("the bootloader has no attributes");
 
 std::optional<QString> refusal(uint16 result)
 {
@@ -230,6 +231,8 @@ std::optional<QString> ModuleProgram::dump(const QString &arguments) const
 
 std::optional<QString> ModuleProgram::remoteWrite(const QString &arguments)
 {
+    if (module.isInBootloader())
+        return inBootloader;
     bool ok = false;
     const uint handle = arguments.section(QLatin1Char(' '), 0, 0).toUInt(&ok, 0);
     const auto value = bytesFromHex(arguments.section(QLatin1Char(' '), 1));
@@ -240,6 +243,8 @@ std::optional<QString> ModuleProgram::remoteWrite(const QString &arguments)
 
 std::optional<QString> ModuleProgram::remoteRead(const QString &arguments)
 {
+    if (module.isInBootloader())
+        return inBootloader;
     bool ok = false;
     const uint handle = arguments.toUInt(&ok, 0);
     if (!ok || handle > 0xffff)

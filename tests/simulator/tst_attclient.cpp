@@ -145,6 +145,29 @@ private Q_SLOTS:
         linked.play(QStringLiteral("0404 00 2200>0404 00 0000, !0405 00 2200 00 01 61, !0401 00 0000 2200"));
     }
 
+    void updateOverTheAir()
+    {
+        RemoteDevice updatable = LinkedModule::remoteDevice();
+        updatable.services = RemoteDevice::update;
+        LinkedModule linked(updatable);
+        linked.play(QStringLiteral(
+            "0402 00 0e00 ffff 02 0328>0402 00 0000, "
+            "!0403 00 0f00 1000 08 10 636032e0375ea488534e6dfb6435bff7, "
+            "!0405 00 0f00 03 13 081000 636032e0375ea488534e6dfb6435bff7, "
+            "!0403 00 1100 1200 04 10 53a1811f582cd0a54540fc34f3274298, "
+            "!0405 00 1100 03 13 041200 53a1811f582cd0a54540fc34f3274298, !0401 00 0000 0000"));
+        // Each order in turn, those out of turn refused; data count from the load start on.
+        const QString order = QStringLiteral("0405 00 1000 01 %1>0405 00 0000, !0401 00 %2 1000");
+        for (const char *step : {"00 8004", "04 0000", "00 0000", "02 8004", "01 0000", "03 8004", "05 8004"})
+            linked.play(order.arg(QLatin1String(step, 2), QLatin1String(step + 3)));
+        linked.send(QStringLiteral("0406 00 1200 01 ff"));
+        linked.play(order.arg(QStringLiteral("02"), QStringLiteral("0000")) +
+                    QStringLiteral("; 0406 00 1200 02 6162>0406 00 0000; 0406 00 1200 01 63>0406 00 0000;") +
+                    order.arg(QStringLiteral("03"), QStringLiteral("0000")));
+        linked.send(QStringLiteral("0000 00")); // the device is not restarted with the module
+        QCOMPARE(linked.module.ota().image(), QByteArray("abc"));
+    }
+
     void hostThatAnswersAtOnce()
     {
         LinkedModule linked;

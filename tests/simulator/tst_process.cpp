@@ -180,12 +180,14 @@ private Q_SLOTS:
         QVERIFY(module.waitForLog("attached"));
         for (const char *line :
              {"", "   ", "nonsense", "send-hex xyz", "send-hex", "lose", "remote-write 1 00",
-              "remote-write x", "\xff\xfe garbage", "result system_hello=1"})
+              "remote-write x", "\xff\xfe garbage", "result system_hello=1", "ota-fail 0x100=1",
+              "dump /nowhere/flash", "dump flash 7ffff 2", "dump-ota"})
             module.tell(line);
         module.tell(QByteArray(100'000, 'x') + '\0');
         module.tell("send-hex 80 02 00 06 80 01");
         QCOMPARE(host.exchange("", 6), QByteArray("800200068001"));
         QVERIFY(module.waitForLog("not obeyed: remote-write 1 00 (refused with 0403)"));
+        QVERIFY(module.waitForLog("not obeyed: dump /nowhere/flash ("));
         module.tell("lose 1");
         QVERIFY(module.waitForLog("-- obeyed: lose 1"));
         QCOMPARE(host.exchange("00000001 0000000c", 4), QByteArray("0000000c"));
