@@ -4,6 +4,7 @@
 #include "simulator/catalogue.h"
 #include "transport/platform/published_ports.h"
 
+#include <QFileInfo>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -27,9 +28,13 @@ std::optional<QString> refusal(uint16 result)
     return QStringLiteral("refused with %1").arg(result, 4, 16, QLatin1Char('0'));
 }
 
-// What was in the file before stays unless all of it could be written.
+// What was in the file before stays unless all of it could be written. That takes a rename, which would put a
+// plain file in the place of a device or a pipe.
 std::optional<QString> save(const QString &path, const QByteArray &bytes)
 {
+    const QFileInfo target(path);
+    if (target.exists() && !target.isFile())
+        return QStringLiteral("that is no plain file");
     QSaveFile file(path);
     if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit())
         return std::nullopt;
