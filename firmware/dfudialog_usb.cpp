@@ -1,0 +1,85 @@
+// The update over USB, which an outside tool does.
+
+#include "firmware/dfudialog.h"
+
+#include "ui_dfudialog.h"
+
+#include <QCoreApplication>
+#include <QScrollBar>
+#include <QTextBlock>
+
+#include <iterator>
+
+namespace {
+
+#ifdef Q_OS_WIN
+constexpr QLatin1String toolName("/dfutool.exe");
+#else
+constexpr QLatin1String toolName("/dfutool");
+#endif
+
+// By QProcess::ProcessError.
+const char *const errorTexts[] = {"Failed to start", "Exit with error", "Timedout",
+                                  "WriteError",      "ReadError",       "Unknown Error"};
+
+// A tool can print without end. Of what it says, the form keeps the last paragraphs, and this the last
+// characters, as a read without a line end is one paragraph of up to 64 KiB.
+constexpr int maxOutputSize = 1'000'000;
+
+} // namespace
+
+void DFUDialog::on_pushBootUSB_clicked()
+{
+    Q_EMIT usb_reset();
+}
+
+void DFUDialog::on_pushButton_2_clicked()
+{
+    const QString program = QCoreApplication::applicationDirPath() + toolName;
+    const QStringList arguments{QStringLiteral("%1:%2").arg(ui->lineVID->text(), ui->linePID->text()),
+                                ui->fileEditUSB->text()};
+    ui->outputTextUSB->setPlainText(
+        QStringLiteral("Starting DFU:%1 %2\n").arg(program, arguments.join(QLatin1Char(' '))));
+    const bool isRunning = process.state() != QProcess::NotRunning;
+    process.start(program, arguments, QIODevice::ReadWrite);
+    if (isRunning) // is refused without a signal
+        dfu_error(QProcess::FailedToStart);
+}
+
+void DFUDialog::appendOutput(const QString &text)
+{
+    QPlainTextEdit *const output = ui->outputTextUSB;
+    output->appendPlainText(text);
+    const int excess = output->document()->characterCount() - maxOutputSize;
+    if (excess <= 0)
+        return;
+    QTextCursor cursor(output->document()->firstBlock());
+    cursor.setPosition(output->document()->findBlock(excess).next().position(), QTextCursor::KeepAnchor);
+    cursor.removeSelectedText();
+}
+
+void DFUDialog::dfu_out_data()
+{
+    appendOutput(QString::fromUtf8(process.readAll().constData())); // up to a zero byte
+    QScrollBar *const bar = ui->outputTextUSB->verticalScrollBar();
+    bar->setValue(bar->maximum());
+}
+
+void DFUDialog::dfu_start()
+{
+    appendOutput(QStringLiteral("DFU Started...\n"));
+}
+
+void DFUDialog::dfu_error(QProcess::ProcessError error)
+{
+    appendOutput(QStringLiteral("Error in USB DFU:"));
+    appendOutput(QLatin1String(errorTexts[error]));
+}
+
+void DFUDialog::dfu_finished(int exitCode, QProcess::ExitStatus exitStatus)
+{
+    if (exitCode == 0 && exitStatus == QProcess::NormalExit)
+        appendOutput(QStringLiteral("Finished"));
+    else
+        appendOutput(QStringLiteral("Error in USB DFU:%1 %2\n").arg(exitCode).arg(int(exitStatus)));
+}
