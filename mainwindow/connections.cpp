@@ -35,6 +35,13 @@ void MainWindow::connect_window()
         {&discovery, SIGNAL(DeviceDisconnect(int,int)), this, SLOT(DeviceDisconnect(int,int))},
         {&discovery, SIGNAL(debugText(QString)), this, SLOT(debugPrintText(QString))},
         {&engine.system, SIGNAL(rsp_hello()), this, SLOT(hello())},
+        {ui->actionFlash, SIGNAL(triggered()), &flash_dialog, SLOT(show())},
+        {&flash_dialog, SIGNAL(erase(uint8)), &engine.flash, SLOT(cmd_erase_page(uint8))},
+        // There is no such slot: what the dialog programs reaches nobody.
+        {&flash_dialog, SIGNAL(program(uint16,QByteArray)), &engine.flash, SLOT(cmd_write_words(uint16,QByteArray))},
+        {&flash_dialog, SIGNAL(cmd_read_memory(uint32,uint8)), &engine.system, SLOT(cmd_read_memory(uint32,uint8))},
+        {&engine.system, SIGNAL(rsp_read_memory(uint32,QByteArray)), &flash_dialog,
+         SLOT(rsp_read_memory(uint32,QByteArray))},
         {&engine.gap, SIGNAL(evt_scan_response(int8,uint8,bd_addr,uint8,uint8,QByteArray)), ui->deviceList,
          SLOT(evt_scan_response(int8,uint8,bd_addr,uint8,uint8,QByteArray))},
         {this, SIGNAL(Connect(bd_addr,uint8,uint16,uint16,uint16,uint16)), &engine.gap,
@@ -72,6 +79,14 @@ void MainWindow::connect_window()
         {&engine, SIGNAL(parsed_message_str(QStringList)), this, SLOT(debugPrintStringList(QStringList))},
         {ui->pushLogCopy, SIGNAL(clicked()), ui->textDebug, SLOT(copy())},
         {ui->checkLogScroll, SIGNAL(clicked(bool)), ui->textDebug, SLOT(scroll(bool))},
+    });
+}
+
+void MainWindow::connect_dfu()
+{
+    connect_rows({
+        {&dfu_dialog, SIGNAL(ota_running(bool)), this, SLOT(ota_running(bool))},
+        {&dfu_dialog, SIGNAL(usb_reset()), this, SLOT(USBReset())},
     });
 }
 

@@ -57,6 +57,8 @@ QString hex_line(const char *prefix, const QByteArray &data)
 
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
+    , dfu_dialog(&engine, this)
+    , flash_dialog(this)
     , about_dialog(this)
     , ui(std::make_unique<Ui::MainWindow>())
 {
@@ -70,6 +72,7 @@ MainWindow::MainWindow(QWidget *parent)
     fill_baud_rates();
     connect_window();
     addAction(ui->actionLogToFlowChart);
+    connect_dfu();
     load_definitions();
     addAction(ui->actionMagic);
     addAction(ui->actionThroughputTest);
@@ -174,6 +177,11 @@ void MainWindow::reset_module(bool boot_in_dfu)
 void MainWindow::on_actionReset_triggered()
 {
     reset_module(false);
+}
+
+void MainWindow::on_actionDFU_triggered()
+{
+    dfu_dialog.show();
 }
 
 void MainWindow::USBReset()

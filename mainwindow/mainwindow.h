@@ -6,6 +6,8 @@
 
 #include <memory>
 
+#include "firmware/dfudialog.h"
+#include "firmware/flashmem.h"
 #include "mainwindow/aboutdialog.h"
 #include "protocol/cls_ble.h"
 #include "protocol/types.h"
@@ -53,6 +55,7 @@ public Q_SLOTS:
     void on_spinInterval_valueChanged(int value);
     void on_pushRefreshDevices_clicked();
     void on_actionReset_triggered();
+    void on_actionDFU_triggered();
     void on_pushLogClear_clicked();
     void on_pushSetMode_clicked();
     void on_pushStopScan_clicked();
@@ -112,6 +115,7 @@ private:
     void fill_baud_rates();
     void load_definitions();
     void connect_window();
+    void connect_dfu();
     void connect_parser();
     void connect_about();
     void connect_upload_switches();
@@ -120,9 +124,11 @@ private:
     QTimer timer;
     QStringList string_list;
     cls_ble engine;
+    DFUDialog dfu_dialog;
     UartComm discovery;
     CommDev *device = nullptr;
     CommandParser *parser = nullptr;
+    FlashMem flash_dialog;
     AboutDialog about_dialog;
     std::unique_ptr<Ui::MainWindow> ui;
 };

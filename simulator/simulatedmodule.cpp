@@ -125,12 +125,14 @@ void SimulatedModule::takeFrame(const QByteArray &frame)
 
 void SimulatedModule::carryOut(int command, const QByteArray &payload)
 {
-    std::optional<uint16> chosen = resultOverride ? resultOverride(command) : std::nullopt;
-    if (!chosen && inBootloader && !bootloaderCommands.contains(command))
-        chosen = resultWrongState;
+    if (const auto chosen = resultOverride ? resultOverride(command) : std::nullopt) {
+        send(plainResponse(command, payload, *chosen));
+        return;
+    }
+    const bool isRefused = inBootloader && !bootloaderCommands.contains(command);
     const auto handler = handlers.constFind(command);
-    if (chosen || handler == handlers.constEnd()) {
-        send(plainResponse(command, payload, chosen.value_or(plainResultOf(command))));
+    if (isRefused || handler == handlers.constEnd()) {
+        send(plainResponse(command, payload, isRefused ? resultWrongState : plainResultOf(command)));
         return;
     }
     payload_reader in(message_payload{payload.constData(), payload.size()});

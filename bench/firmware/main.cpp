@@ -1,0 +1,201 @@
+// What a firmware update costs: reading the image beside another program that reads and writes it, and the
+// uploads, exchanges a second, beside two threads that pass bytes over a bare pseudo-terminal. A line a
+// figure on standard output; ends with 1 if a figure misses its budget.
+
+#include "bench/common/bare_exchange.h"
+#include "bench/common/figure.h"
+#include "firmware/dfudialog.h"
+#include "logview/logview.h"
+#include "tests/e2e/panel.h"
+#include "tests/e2e/simulated_module.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRadioButton>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <functional>
+
+namespace {
+
+constexpr int rounds = 5;
+constexpr int uart_chunk = 64;
+constexpr int load_address = 0x1000;
+
+bool all_within = true;
+
+// Runs the event loop as the program does, without a pause.
+void wait_until(const std::function<bool()> &is_so)
+{
+    QTimer guard;
+    QObject::connect(&guard, &QTimer::timeout, [] { qFatal("waited for a minute"); });
+    guard.start(60000);
+    while (!is_so())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+double elapsed_ms(const std::function<void()> &work)
+{
+    QElapsedTimer clock;
+    clock.start();
+    work();
+    return double(clock.nsecsElapsed()) / 1e6;
+}
+
+class Files
+{
+public:
+    QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
+
+    // An image of that size, which is also written as "image.bin" and, in hex, as "image.hex".
+    void write(int size) const
+    {
+        QFile binary(path("image.bin"));
+        QByteArray image(size, '\0');
+        for (int i = 0; i < size; ++i)
+            image[i] = char(i * 2654435761U >> 24);
+        if (!binary.open(QIODevice::WriteOnly) || binary.write(image) != size)
+            qFatal("no image written");
+        binary.close();
+        convert({path("image.bin"), QStringLiteral("-binary")}, "image.hex");
+    }
+
+    void convert(const QStringList &from, const char *to) const
+    {
+        const QStringList into = {QStringLiteral("-o"), path(to), QStringLiteral("-intel")};
+        if (QProcess::execute(QStringLiteral("srec_cat"), from + into) != 0)
+            qFatal("srec_cat does not do it");
+    }
+
+private:
+    QTemporaryDir folder;
+};
+
+void measure_loading(const Files &files)
+{
+    files.write(1 << 20);
+    cls_ble engine;
+    DFUDialog dialog(&engine);
+    std::vector<double> ours, other, ratios;
+    for (int i = 0; i < rounds; ++i) {
+        ours.push_back(elapsed_ms([&] {
+            if (!dialog.loadHexFile(files.path("image.hex")))
+                qFatal("the image does not load");
+        }));
+        other.push_back(elapsed_ms([&] {
+            files.convert({files.path("image.hex"), QStringLiteral("-intel")}, "copy.hex");
+        }));
+        ratios.push_back(ours.back() / other.back());
+    }
+    const bool fast = print_limited("hex_load_1_mib_ms", median(ours), 100);
+    all_within = print_figure("hex_load_1_mib_beside_srec_cat_ms", median(ours), median(other),
+                              median(ratios), Budget::AtMost, 1) &&
+                 fast && all_within;
+}
+
+// A window with the update dialog open, attached to a module.
+class Upload
+{
+public:
+    explicit Upload(const Files &chosen)
+        : files(chosen)
+    {
+        if (!module.start({QStringLiteral("--quiet"), QStringLiteral("--erase-time"), QStringLiteral("0")}))
+            qFatal("the simulated module does not start");
+        window = std::make_unique<Window>();
+        window->attach();
+        window->trigger("actionDFU");
+        dialog = window->widget().findChild<DFUDialog *>();
+    }
+
+    // Exchanges a second of an upload over the serial link.
+    double by_uart()
+    {
+        find<QPushButton>("pushButton")->click();
+        wait_until([this] { return logged("ble_evt_dfu_boot"); });
+        find<QLineEdit>("fileEdit")->setText(files.path("image.hex"));
+        const auto *progress = find<QLabel>("infoText");
+        const double ms = elapsed_ms([&] {
+            find<QPushButton>("uploadButton")->click();
+            wait_until([this] { return logged("ble_evt_system_boot"); });
+        });
+        if (!progress->text().startsWith(QStringLiteral("Loaded:%1/").arg(image_size - load_address)))
+            qFatal("the upload broke off: %s", qPrintable(progress->text()));
+        return double(image_size - load_address) / uart_chunk / ms * 1000;
+    }
+
+    // The same over the air, to a connected device.
+    double over_the_air()
+    {
+        const QString name = QStringLiteral("Updatable");
+        window->find<QRadioButton>("radioScanObservation")->click();
+        window->click("pushStartScan");
+        wait_until([&] { return Panel(*window, name).exists(); });
+        window->click("pushStopScan");
+        const Panel panel(*window, name);
+        panel.find<QPushButton>("pushConnect")->click();
+        wait_until([&] { return panel.status().startsWith(QStringLiteral("Connected")); });
+        panel.find<QPushButton>("pushGATTDescriptors")->click();
+        wait_until([this] { return logged("ble_evt_attclient_procedure_completed"); });
+        find<QLineEdit>("fileOTAEdit")->setText(files.path("image.bin"));
+        const auto *progress = find<QLabel>("labelOTAState");
+        const double ms = elapsed_ms([&] {
+            find<QPushButton>("pushOTAUpload")->click();
+            wait_until([&] { return progress->text() == QStringLiteral("OTA Completed"); });
+        });
+        constexpr int chunks_a_block = 13; // of 256 bytes
+        return double(image_size) / 256 * chunks_a_block / ms * 1000;
+    }
+
+    static constexpr int image_size = 128 * 1024;
+
+private:
+    template <typename Widget>
+    Widget *find(const char *name) const
+    {
+        return dialog->findChild<Widget *>(QLatin1String(name));
+    }
+
+    bool logged(const char *text)
+    {
+        const auto &lines = window->find<LogView>("textDebug")->line_store;
+        return std::any_of(lines.rbegin(), lines.rend(), [text](const QStringList &line) {
+            return line.join(QString()).contains(QLatin1String(text));
+        });
+    }
+
+    const Files &files;
+    SimulatedModule module;
+    std::unique_ptr<Window> window;
+    DFUDialog *dialog = nullptr;
+};
+
+void measure_upload(const char *name, const Files &files, double (Upload::*upload)())
+{
+    std::vector<double> ours, bare, ratios;
+    for (int i = 0; i < rounds; ++i) {
+        bare.push_back(bare_rate());
+        ours.push_back((Upload(files).*upload)());
+        ratios.push_back(ours.back() / bare.back());
+    }
+    all_within =
+        print_figure(name, median(ours), median(bare), median(ratios), Budget::AtLeast, 0.5) && all_within;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication application(argc, argv);
+    register_meta_types();
+    QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
+    const Files files;
+    measure_loading(files);
+    files.write(Upload::image_size);
+    measure_upload("upload_by_uart_per_second", files, &Upload::by_uart);
+    measure_upload("upload_over_the_air_per_second", files, &Upload::over_the_air);
+    return all_within ? 0 : 1;
+}
