@@ -5,10 +5,9 @@
 #include "ui_dfudialog.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 #include <QScrollBar>
 #include <QTextBlock>
-
-#include <iterator>
 
 namespace {
 
@@ -22,9 +21,13 @@ constexpr QLatin1String toolName("/dfutool");
 const char *const errorTexts[] = {"Failed to start", "Exit with error", "Timedout",
                                   "WriteError",      "ReadError",       "Unknown Error"};
 
-// A tool can print without end. Of what it says, the form keeps the last paragraphs, and this the last
-// characters, as a read without a line end is one paragraph of up to 64 KiB.
+// A tool can print without end. Of what it says the last 10,000 paragraphs are kept, by the form, and about
+// as many characters as this.
 constexpr int maxOutputSize = 1'000'000;
+
+// A longer paragraph is shown as several, as laying one out that fills a whole read takes a fifth of a
+// second.
+constexpr int maxParagraphSize = 4096;
 
 } // namespace
 
@@ -49,7 +52,10 @@ void DFUDialog::on_pushButton_2_clicked()
 void DFUDialog::appendOutput(const QString &text)
 {
     QPlainTextEdit *const output = ui->outputTextUSB;
-    output->appendPlainText(text);
+    static const QRegularExpression tooLong(
+        QStringLiteral("([^\\r\\n]{%1})(?=[^\\r\\n])").arg(maxParagraphSize));
+    output->appendPlainText(
+        text.size() > maxParagraphSize ? QString(text).replace(tooLong, QStringLiteral("\\1\n")) : text);
     const int excess = output->document()->characterCount() - maxOutputSize;
     if (excess <= 0)
         return;
@@ -60,6 +66,8 @@ void DFUDialog::appendOutput(const QString &text)
 
 void DFUDialog::dfu_out_data()
 {
+    if (process.state() == QProcess::Starting)
+        return; // a quick tool's output is heard of before its start, and is read behind it
     appendOutput(QString::fromUtf8(process.readAll().constData())); // up to a zero byte
     QScrollBar *const bar = ui->outputTextUSB->verticalScrollBar();
     bar->setValue(bar->maximum());
@@ -68,6 +76,8 @@ void DFUDialog::dfu_out_data()
 void DFUDialog::dfu_start()
 {
     appendOutput(QStringLiteral("DFU Started...\n"));
+    if (process.bytesAvailable() > 0)
+        dfu_out_data();
 }
 
 void DFUDialog::dfu_error(QProcess::ProcessError error)

@@ -10,20 +10,22 @@
 int main(int argc, char **argv)
 {
     const std::string image = argc == 3 ? argv[2] : "";
+    const std::string line = image == "lines"    ? std::string(63, 'x') + '\n'
+                             : image == "stream" ? std::string(64, 'x')
+                             : image == "feeds"  ? std::string(64, '\n')
+                                                 : "";
+    for (std::size_t written = 0; !line.empty() && written < (image == "feeds" ? 5000000 : 20000000);
+         written += line.size())
+        std::fputs(line.c_str(), stdout);
     if (image == "silent")
         pause();
-    if (image == "crash")
+    else if (image == "crash")
         std::raise(SIGKILL);
-    if (image == "lines" || image == "stream") {
-        const std::string block(image == "lines" ? 63 : 64, 'x');
-        for (int i = 0; i < 100'000'000 / 64; ++i)
-            std::printf("%s%s", block.c_str(), image == "lines" ? "\n" : "");
-        return 0;
-    }
-    if (image == "zero")
-        return std::fwrite("ab\0cd", 1, 5, stdout) == 5 ? 0 : 1;
-    if (image == "half")
-        return std::fputs("<b>\xc3", stderr) < 0;
-    std::printf("[%s] [%s]", argv[1], image.c_str());
+    else if (image == "zero")
+        std::fwrite("ab\0cd", 1, 5, stdout);
+    else if (image == "half")
+        std::fputs("<b>\xc3", stderr);
+    else if (line.empty())
+        std::printf("[%s] [%s]", argv[1], image.c_str());
     return std::atoi(image.c_str());
 }
