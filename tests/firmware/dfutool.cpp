@@ -12,10 +12,8 @@ int main(int argc, char **argv)
     const std::string image = argc == 3 ? argv[2] : "";
     const std::string line = image == "lines"    ? std::string(63, 'x') + '\n'
                              : image == "stream" ? std::string(64, 'x')
-                             : image == "feeds"  ? std::string(64, '\n')
                                                  : "";
-    for (std::size_t written = 0; !line.empty() && written < (image == "feeds" ? 5000000 : 20000000);
-         written += line.size())
+    for (std::size_t written = 0; !line.empty() && written < 100'000'000; written += line.size())
         std::fputs(line.c_str(), stdout);
     if (image == "silent")
         pause();
