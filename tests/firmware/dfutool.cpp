@@ -13,7 +13,7 @@ int main(int argc, char **argv)
     const std::string line = image == "lines"    ? std::string(63, 'x') + '\n'
                              : image == "stream" ? std::string(64, 'x')
                                                  : "";
-    for (std::size_t written = 0; !line.empty() && written < 100'000'000; written += line.size())
+    for (std::size_t written = 0; !line.empty() && written < 10'000'000; written += line.size())
         std::fputs(line.c_str(), stdout);
     if (image == "silent")
         pause();
