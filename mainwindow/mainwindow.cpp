@@ -195,14 +195,16 @@ void MainWindow::txData(QByteArray frame)
 {
     if (ui->actionPacket_Flow->isChecked())
         frame.prepend(static_cast<char>(frame.size() & 0xff));
-    debugPrintHex(hex_line("TX: ", frame));
+    if (ui->checkLogHex->isChecked()) // spares the text during an update
+        debugPrintHex(hex_line("TX: ", frame));
     if (device != nullptr)
         device->TxData(frame);
 }
 
 void MainWindow::rxData(QByteArray frame)
 {
-    debugPrintHex(hex_line("RX: ", frame));
+    if (ui->checkLogHex->isChecked())
+        debugPrintHex(hex_line("RX: ", frame));
 }
 
 void MainWindow::debugPrint(QString txt)
