@@ -108,7 +108,8 @@ private Q_SLOTS:
         row("lineData=01020304,lineAddress=2", "2 0", "E0");
         row("lineData=0102030", "0 0", "E0");
         row("lineData=01020304,lineData=", "0 0", "E0");
-        row("lineData=0102 304", "0 0", "E0"); // eight digits' length, three bytes
+        row("lineData=0102 304", "0 0", "E0,P0 00102304"); // eight characters, seven digits, four bytes
+        row("lineData=01 02 03", "0 0", "E0");             // eight characters, three bytes
         row("lineData=DEADBEEF,lineAddress=1f004", "1f004 3e", "E3e,P7c01 deadbeef");
         row("lineData=01020304,lineAddress=7fffc", "7fffc ff", "Eff,Pffff 01020304"); // 16 bits of 1ffff
     }
@@ -178,7 +179,7 @@ private Q_SLOTS:
         flash.click("pushSelect");
         flash.chosen = QStringLiteral("/dev/zero"); // has no end
         flash.click("pushSelect");
-        QCOMPARE(flash.boxes, lines("Open File\nerror:5,Open File\nerror:3"));
+        QCOMPARE(flash.boxes, lines("Open File\nerror:5,Open File\nerror:4"));
         flash.click("pushFlashFile");
         QCOMPARE(flash.sent, lines("P7c00 00010203"));
     }
@@ -231,7 +232,7 @@ private Q_SLOTS:
         row("savesizeEdit=<b>%1%2", "Size error\nExpected hexadecimal value\n");
         row("savesizeEdit=80000000", "Size error\nExpected hexadecimal value\n"); // the count has a sign
         row("saveaddressEdit=", "Address error\nExpected hexadecimal value\n");
-        row("savefileName=/", "File open failed\nfilename provided is a directory\n");
+        row("savefileName=/", "File open failed\nIs a directory\n");
         row("savefileName=", "File open failed\nNo file name specified\n");
     }
     void refusedRead()
