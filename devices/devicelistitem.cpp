@@ -40,6 +40,12 @@ QString flagText(int flags)
     return text;
 }
 
+// A zero byte does not end the text.
+QString wholeUtf8(const QByteArray &text)
+{
+    return QString::fromUtf8(text.constData(), text.size());
+}
+
 // Most advertisements say what the one before said.
 void setText(QLabel *label, const QString &text)
 {
@@ -126,8 +132,8 @@ QString DeviceListItem::readAdvertisingData(const QByteArray &advertising)
             break;
         const QByteArray content = advertising.mid(position + 2, length - 1);
         switch (advertising.at(position + 1)) {
-        case ShortenedName: setText(ui->address, QString::fromUtf8(content) + QLatin1String("...")); break;
-        case CompleteName: setText(ui->address, QString::fromUtf8(content)); break;
+        case ShortenedName: setText(ui->address, wholeUtf8(content) + QLatin1String("...")); break;
+        case CompleteName: setText(ui->address, wholeUtf8(content)); break;
         case Flags:
             // NOLINTNEXTLINE(bugprone-signed-char-misuse): the sign is to be extended
             flags = int8(content.at(0));

@@ -150,6 +150,8 @@ private Q_SLOTS:
         }
         QVERIFY(list.label("status").size() > 10'000);
         QVERIFY(list.label("status").size() < 10'020);
+        list.hear(bytes("000409410042"));
+        QCOMPARE(list.label("address"), QByteArray("A\0B", 3));
         const QSize size = list.find<QWidget>("name")->sizeHint();
         list.hear(bytes("007f09") + QByteArray("W\n").repeated(63));
         QCOMPARE(list.find<QWidget>("name")->sizeHint(), size);
