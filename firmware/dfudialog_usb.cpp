@@ -17,9 +17,9 @@ constexpr QLatin1String toolName("/dfutool.exe");
 constexpr QLatin1String toolName("/dfutool");
 #endif
 
-// By QProcess::ProcessError.
+// By QProcess::ProcessError, whose ReadError stands before its WriteError.
 const char *const errorTexts[] = {"Failed to start", "Exit with error", "Timedout",
-                                  "WriteError",      "ReadError",       "Unknown Error"};
+                                  "ReadError",       "WriteError",      "Unknown Error"};
 
 // A tool can print without end. Of what it says the last 10,000 paragraphs are kept, by the form, and about
 // as many characters as this.

@@ -180,6 +180,10 @@ private Q_SLOTS:
         QTRY_VERIFY(shownOutput().contains(QLatin1String("DFU Started")));
         startTool(QStringLiteral("again"));
         QVERIFY(shownOutput().endsWith(QLatin1String("again\n\nError in USB DFU:\nFailed to start")));
+        dialog->dfu_error(QProcess::WriteError);
+        dialog->dfu_error(QProcess::ReadError);
+        QVERIFY(shownOutput().endsWith(
+            QLatin1String("Error in USB DFU:\nWriteError\nError in USB DFU:\nReadError")));
         const QDeadlineTimer limit(5'000);
         dialog.reset();
         QVERIFY(!limit.hasExpired());
