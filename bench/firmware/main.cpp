@@ -10,8 +10,10 @@
 #include "tests/e2e/simulated_module.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QProcess>
 #include <QRadioButton>
 #include <QTemporaryDir>
@@ -27,7 +29,6 @@ constexpr int load_address = 0x1000;
 
 bool all_within = true;
 
-// Runs the event loop as the program does, without a pause.
 void wait_until(const std::function<bool()> &is_so)
 {
     QTimer guard;
@@ -35,6 +36,17 @@ void wait_until(const std::function<bool()> &is_so)
     guard.start(60000);
     while (!is_so())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+// The event loop as the program has it, from the click to the signal that says whether it goes on.
+double run_ms(QPushButton *start, QEventLoop &loop)
+{
+    QTimer::singleShot(60000, &loop, [] { qFatal("an upload takes over a minute"); });
+    QElapsedTimer clock;
+    clock.start();
+    start->click();
+    loop.exec();
+    return double(clock.nsecsElapsed()) / 1e6;
 }
 
 double elapsed_ms(const std::function<void()> &work)
@@ -118,13 +130,16 @@ public:
         wait_until([this] { return logged("ble_evt_dfu_boot"); });
         find<QLineEdit>("fileEdit")->setText(files.path("image.hex"));
         const auto *progress = find<QLabel>("infoText");
-        const double ms = elapsed_ms([&] {
-            find<QPushButton>("uploadButton")->click();
-            wait_until([this] { return logged("ble_evt_system_boot"); });
+        QEventLoop loop;
+        // The log is switched off by the first answer, and on again by the last.
+        QObject::connect(window->find<QCheckBox>("checkLogHex"), &QCheckBox::toggled, &loop, [&](bool on) {
+            if (on)
+                loop.quit();
         });
-        if (!progress->text().startsWith(QStringLiteral("Loaded:%1/").arg(image_size - load_address)))
+        const double ms = run_ms(find<QPushButton>("uploadButton"), loop);
+        if (!progress->text().startsWith(QStringLiteral("Loaded:%1/").arg(uart_size - load_address)))
             qFatal("the upload broke off: %s", qPrintable(progress->text()));
-        return double(image_size - load_address) / uart_chunk / ms * 1000;
+        return double(uart_size - load_address) / uart_chunk / ms * 1000;
     }
 
     // The same over the air, to a connected device.
@@ -142,15 +157,21 @@ public:
         wait_until([this] { return logged("ble_evt_attclient_procedure_completed"); });
         find<QLineEdit>("fileOTAEdit")->setText(files.path("image.bin"));
         const auto *progress = find<QLabel>("labelOTAState");
-        const double ms = elapsed_ms([&] {
-            find<QPushButton>("pushOTAUpload")->click();
-            wait_until([&] { return progress->text() == QStringLiteral("OTA Completed"); });
+        QEventLoop loop;
+        QObject::connect(dialog, &DFUDialog::ota_running, &loop, [&](bool on) {
+            if (!on)
+                loop.quit();
         });
+        const double ms = run_ms(find<QPushButton>("pushOTAUpload"), loop);
+        if (progress->text() != QStringLiteral("OTA Completed"))
+            qFatal("the upload broke off: %s", qPrintable(progress->text()));
         constexpr int chunks_a_block = 13; // of 256 bytes
-        return double(image_size) / 256 * chunks_a_block / ms * 1000;
+        return double(air_size) / 256 * chunks_a_block / ms * 1000;
     }
 
-    static constexpr int image_size = 128 * 1024;
+    // Some thousand exchanges each.
+    static constexpr int uart_size = 448 * 1024;
+    static constexpr int air_size = 128 * 1024;
 
 private:
     template <typename Widget>
@@ -194,8 +215,9 @@ int main(int argc, char **argv)
     QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
     const Files files;
     measure_loading(files);
-    files.write(Upload::image_size);
+    files.write(Upload::uart_size);
     measure_upload("upload_by_uart_per_second", files, &Upload::by_uart);
+    files.write(Upload::air_size);
     measure_upload("upload_over_the_air_per_second", files, &Upload::over_the_air);
     return all_within ? 0 : 1;
 }
