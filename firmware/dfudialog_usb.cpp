@@ -12,9 +12,9 @@
 namespace {
 
 #ifdef Q_OS_WIN
-constexpr QLatin1String toolName("/dfutool.exe");
+const QLatin1String toolName("/dfutool.exe");
 #else
-constexpr QLatin1String toolName("/dfutool");
+const QLatin1String toolName("/dfutool");
 #endif
 
 // By QProcess::ProcessError, whose ReadError stands before its WriteError.

@@ -20,7 +20,7 @@ constexpr int stepTime = 100;   // ms from one write to the next
 constexpr char erased = '\xff'; // leaves the byte in flash as it is
 
 // Far more than any flash, and the end of files that have none, such as /dev/zero.
-constexpr qint64 largestFile = 64 * 1024 * 1024;
+constexpr qint64 largestFile = 0x4000000;
 
 // 0 for what is no number of 32 bits.
 uint32 hexNumber(const QString &text)

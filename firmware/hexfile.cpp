@@ -76,7 +76,7 @@ private:
     }
 
     QIODevice &source;
-    std::array<char, 64 * 1024> buffer;
+    std::array<char, 0x10000> buffer;
     const char *first = buffer.data();
     const char *last = buffer.data();
     bool inCutLine = false;
