@@ -268,7 +268,7 @@ uint16 DeviceListItem::selectedHandle() const
 
 QByteArray DeviceListItem::valueToWrite() const
 {
-    return QByteArray::fromHex(ui->lineEditAttr->text().toLatin1());
+    return hex_bytes(ui->lineEditAttr->text());
 }
 
 void DeviceListItem::on_pushGATTWriteCommand_clicked()

@@ -1,5 +1,6 @@
 #include "firmware/flashmem.h"
 
+#include "protocol/conversions.h"
 #include "ui_flashmem.h"
 
 #include <QFile>
@@ -26,11 +27,6 @@ constexpr qint64 largestFile = 0x4000000;
 uint32 hexNumber(const QString &text)
 {
     return text.toUInt(nullptr, 16);
-}
-
-QByteArray hexBytes(const QString &text)
-{
-    return QByteArray::fromHex(text.toLatin1());
 }
 
 int paddingToWord(qint64 size)
@@ -118,7 +114,7 @@ void FlashMem::on_lineData_textEdited(QString)
 void FlashMem::on_pushFlash_clicked()
 {
     const uint32 address = hexNumber(ui->lineAddress->text());
-    Q_EMIT program(uint16(address / wordSize), hexBytes(ui->lineData->text()));
+    Q_EMIT program(uint16(address / wordSize), hex_bytes(ui->lineData->text()));
 }
 
 void FlashMem::on_pushErase_clicked()
@@ -147,7 +143,7 @@ void FlashMem::showAddress(quint64 address)
 void FlashMem::checkInput()
 {
     const QString text = ui->lineData->text();
-    const bool valid = hexBytes(text).size() % wordSize == 0 && text.size() % (2 * wordSize) == 0 &&
+    const bool valid = hex_bytes(text).size() % wordSize == 0 && text.size() % (2 * wordSize) == 0 &&
                        !text.isEmpty() && hexNumber(ui->lineAddress->text()) % wordSize == 0;
     ui->labelInfo->setText(valid ? QString()
                                  : QStringLiteral("Address and Data length must be divisible by 4"));

@@ -1,5 +1,6 @@
 #include "logview/logview.h"
 
+#include "logview/flowchart.h"
 #include "logview/logdocument.h"
 #include "logview/logline.h"
 
@@ -43,12 +44,31 @@ QString line_html(const QStringList &entry)
     return html.endsWith(line_end) ? html.chopped(line_end.size()) : html;
 }
 
-qint64 joined_size(const QStringList &entry)
+qint64 copied_size(const QStringList &entry)
 {
-    qint64 size = entry.size() - 1;
+    qint64 size = entry.size() - 1 + entry_end.size();
     for (const QString &field : entry)
         size += field.size();
     return size;
+}
+
+struct Extent
+{
+    int first; // the oldest line to copy
+    int chars; // what the lines come to
+};
+
+Extent extent_to_copy(const QList<QStringList> &lines, qint64 (*size_of)(const QStringList &))
+{
+    qint64 sum = 0;
+    int first = lines.size();
+    for (; first > 0; --first) {
+        const qint64 size = size_of(lines.at(first - 1));
+        if (sum + size > copy_max)
+            break;
+        sum += size;
+    }
+    return {first, static_cast<int>(sum)};
 }
 
 // A scene outlives its view, to the end of the process.
@@ -111,17 +131,9 @@ void LogView::scroll(bool on)
 
 void LogView::copy()
 {
-    int first = line_store.size();
-    qint64 size = 0;
-    for (; first > 0; --first) {
-        const qint64 entry_size = joined_size(line_store.at(first - 1)) + entry_end.size();
-        if (size + entry_size > copy_max)
-            break;
-        size += entry_size;
-    }
-
+    const auto [first, chars] = extent_to_copy(line_store, copied_size);
     QString html;
-    html.reserve(static_cast<int>(size));
+    html.reserve(chars);
     QString text;
     int portion = 0;
     const auto portion_done = [&] {
@@ -142,6 +154,19 @@ void LogView::copy()
     auto *mime = new QMimeData;
     mime->setHtml(html);
     mime->setText(text);
+    QApplication::clipboard()->setMimeData(mime, QClipboard::Clipboard);
+}
+
+void LogView::copyFlowChart()
+{
+    QString chart;
+    const auto [first, chars] = extent_to_copy(line_store, chart_size);
+    chart.reserve(chars);
+    for (int i = first; i < line_store.size(); ++i)
+        append_to_chart(chart, line_store.at(i));
+
+    auto *mime = new QMimeData;
+    mime->setText(chart);
     QApplication::clipboard()->setMimeData(mime, QClipboard::Clipboard);
 }
 

@@ -40,6 +40,10 @@ public Q_SLOTS:
     // Puts the whole log on the clipboard, as HTML and as plain text.
     void copy();
 
+    // Puts the log's decoded messages on the clipboard as the source of a sequence diagram: host "A", module
+    // "B". Other lines are left out.
+    void copyFlowChart();
+
     // Hears what changed in the scene, in place of the slot of this name in QGraphicsView.
     void updateScene(const QList<QRectF> &rects);
 

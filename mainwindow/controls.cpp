@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "protocol/conversions.h"
 #include "ui_mainwindow.h"
 
 namespace {
@@ -89,7 +90,7 @@ void MainWindow::on_rawSend_returnPressed()
 
 void MainWindow::on_lineMap_returnPressed()
 {
-    engine.connection.cmd_channel_map_set(0, QByteArray::fromHex(ui->lineMap->text().toLatin1()));
+    engine.connection.cmd_channel_map_set(0, hex_bytes(ui->lineMap->text()));
 }
 
 // --- mode and advertising

@@ -86,7 +86,7 @@ void from_text(const QString &text, uint32 &value)
 }
 void from_text(const QString &text, QByteArray &value)
 {
-    value = QByteArray::fromHex(text.toLatin1());
+    value = hex_bytes(text);
 }
 
 void from_text(const QString &text, bd_addr &value)
@@ -134,6 +134,18 @@ QString address_text_wire_order(const bd_addr &address)
     return pairs.join(QLatin1Char(':'));
 }
 
+bd_addr address_from_text(const QString &text)
+{
+    bd_addr address{};
+    uint8 *byte = std::end(address.addr);
+    for (const QString &part : text.split(QLatin1Char(':'), Qt::SkipEmptyParts)) {
+        if (byte == std::begin(address.addr))
+            break;
+        from_text(part, *--byte);
+    }
+    return address;
+}
+
 QString dotted_text(uint32 value)
 {
     return QStringLiteral("%0.%1.%2.%3")
@@ -155,6 +167,11 @@ uint32 from_dotted_text(const QString &text)
 QString hex_text(const QByteArray &bytes)
 {
     return QString::fromLatin1(bytes.toHex());
+}
+
+QByteArray hex_bytes(const QString &text)
+{
+    return QByteArray::fromHex(text.toLatin1());
 }
 
 QString ascii_text(const QByteArray &bytes)

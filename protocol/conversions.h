@@ -49,6 +49,12 @@ QString address_text_wire_order(const bd_addr &address);
 QString dotted_text(uint32 value);
 uint32 from_dotted_text(const QString &text);
 
+// The address of such text with the highest byte first; empty parts are passed over, bytes without a part
+// are 0.
+bd_addr address_from_text(const QString &text);
+
+// Lower-case digits, two a byte; and back, passing over what is no digit.
 QString hex_text(const QByteArray &bytes);
+QByteArray hex_bytes(const QString &text);
 // The bytes as ASCII up to the first NUL.
 QString ascii_text(const QByteArray &bytes);

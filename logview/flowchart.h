@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QStringList>
+
+// The source text of a sequence diagram of log entries, {timestamp, name, parameter...}.
+
+// Appends the entry's arrow, and a note with its parameters as plain text; nothing for an entry that is no
+// decoded message.
+void append_to_chart(QString &chart, const QStringList &entry);
+
+// At least what append_to_chart() appends, in characters.
+qint64 chart_size(const QStringList &entry);
