@@ -57,8 +57,16 @@ QString hex_line(const char *prefix, const QByteArray &data)
 
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
+    , security_dialog(this)
+    , test_dialog(this)
+    , store_dialog(this)
+    , address_dialog(this)
+    , whitelist_dialog(this)
+    , io_dialog(&engine, this)
     , dfu_dialog(&engine, this)
+    , throughput_dialog(&engine, this)
     , flash_dialog(this)
+    , attribute_dialog(this)
     , about_dialog(this)
     , ui(std::make_unique<Ui::MainWindow>())
 {
@@ -76,6 +84,7 @@ MainWindow::MainWindow(QWidget *parent)
     load_definitions();
     addAction(ui->actionMagic);
     addAction(ui->actionThroughputTest);
+    connect_throughput();
     about_dialog.setModal(true);
     connect_about();
     discovery.DiscoverDevices();

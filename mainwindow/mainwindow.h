@@ -11,6 +11,14 @@
 #include "mainwindow/aboutdialog.h"
 #include "protocol/cls_ble.h"
 #include "protocol/types.h"
+#include "tools/bletest.h"
+#include "tools/dialoggattserver.h"
+#include "tools/iodialog.h"
+#include "tools/pstool.h"
+#include "tools/setaddressdialog.h"
+#include "tools/smdialog.h"
+#include "tools/throughputdialog.h"
+#include "tools/whitelistdialog.h"
 #include "transport/uartcomm.h"
 
 namespace Ui {
@@ -117,6 +125,7 @@ private:
     void connect_window();
     void connect_dfu();
     void connect_parser();
+    void connect_throughput();
     void connect_about();
     void connect_upload_switches();
 
@@ -124,11 +133,19 @@ private:
     QTimer timer;
     QStringList string_list;
     cls_ble engine;
+    SMDialog security_dialog;
+    Bletest test_dialog;
+    PSTool store_dialog;
+    SetAddressDialog address_dialog;
+    WhitelistDialog whitelist_dialog;
+    IODialog io_dialog;
     DFUDialog dfu_dialog;
+    ThroughputDialog throughput_dialog;
     UartComm discovery;
     CommDev *device = nullptr;
     CommandParser *parser = nullptr;
     FlashMem flash_dialog;
+    DialogGATTServer attribute_dialog;
     AboutDialog about_dialog;
     std::unique_ptr<Ui::MainWindow> ui;
 };
