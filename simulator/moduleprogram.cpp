@@ -2,6 +2,7 @@
 
 #include "simulator/attributesbehaviour.h"
 #include "simulator/catalogue.h"
+#include "simulator/hardwarebehaviour.h"
 #include "transport/platform/published_ports.h"
 
 #include <QFileInfo>
@@ -57,6 +58,9 @@ const QVector<ModuleProgram::ControlCommand> &ModuleProgram::controlCommands()
         {"remote-read", [](ModuleProgram &p, const QString &arguments) { return p.remoteRead(arguments); }},
         {"move", [](ModuleProgram &p, const QString &arguments) { return p.move(arguments); }},
         {"hang-up", [](ModuleProgram &p, const QString &arguments) { return p.hangUp(arguments); }},
+        {"pins", [](ModuleProgram &p, const QString &arguments) { return p.wirePins(arguments); }},
+        {"comparator",
+         [](ModuleProgram &p, const QString &arguments) { return p.wireComparator(arguments); }},
         {"dump", [](ModuleProgram &p, const QString &arguments) { return p.dump(arguments); }},
         {"dump-ota",
          [](ModuleProgram &p, const QString &arguments) { return save(arguments, p.module.ota().image()); }},
@@ -206,6 +210,31 @@ std::optional<QString> ModuleProgram::hangUp(const QString &arguments)
     const uint handle = arguments.toUInt(&ok, 0);
     if (!ok || handle > 0xff || !module.links().hangUp(uint8(handle)))
         return QStringLiteral("the handle of an open connection was expected");
+    return std::nullopt;
+}
+
+std::optional<QString> ModuleProgram::wirePins(const QString &arguments)
+{
+    const QStringList words = arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const auto byteAt = [&words](int index) {
+        bool ok = false;
+        const uint value = words.value(index, QStringLiteral("ff")).toUInt(&ok, 16);
+        return ok && value <= 0xff ? std::optional(uint8(value)) : std::nullopt;
+    };
+    const auto port = byteAt(0), levels = byteAt(1), driven = byteAt(2);
+    const bool areNumbers = words.size() >= 2 && words.size() <= 3 && port && levels && driven;
+    if (!areNumbers || !module.hardware().drivePins(*port, *levels, *driven))
+        return QStringLiteral(
+            "a port from 0 to 2 and levels, and at most a mask of pins, in hex were expected");
+    return std::nullopt;
+}
+
+std::optional<QString> ModuleProgram::wireComparator(const QString &level)
+{
+    const int number = QStringList{QStringLiteral("0"), QStringLiteral("1")}.indexOf(level);
+    if (number < 0)
+        return QStringLiteral("0 or 1 was expected");
+    module.hardware().setComparatorOutput(number == 1);
     return std::nullopt;
 }
 

@@ -50,6 +50,8 @@ private:
     std::optional<QString> sendHex(const QString &hex);
     std::optional<QString> move(const QString &arguments);
     std::optional<QString> hangUp(const QString &arguments);
+    std::optional<QString> wirePins(const QString &arguments);
+    std::optional<QString> wireComparator(const QString &level);
     std::optional<QString> dump(const QString &arguments) const;
     void count(const QByteArray &frame);
 

@@ -12,6 +12,7 @@ enum Result : uint16 {
     resultWrongState = 0x0181,
     resultOutOfMemory = 0x0182,
     resultCommandNotRecognized = 0x0184,
+    resultTimeout = 0x0185,
     resultNoSuchConnection = 0x0186,
     resultOverflow = 0x0187,
     resultUserAttribute = 0x0188,

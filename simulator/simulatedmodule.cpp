@@ -7,26 +7,17 @@
 #include "simulator/dfubehaviour.h"
 #include "simulator/flashbehaviour.h"
 #include "simulator/gapbehaviour.h"
+#include "simulator/hardwarebehaviour.h"
 #include "simulator/smbehaviour.h"
 #include "simulator/systembehaviour.h"
+#include "simulator/testbehaviour.h"
 
 #include <algorithm>
 
 namespace simulator {
 namespace {
 
-// What a command without a behaviour of its own answers, where that is not 0.
-struct PlainResult
-{
-    const char *names; // a whole name, or the class with its underscore
-    Result result;
-};
-
-constexpr PlainResult plainResults[] = {
-    {"hardware_analog_comparator_read", resultWrongState},
-};
-
-// What the bootloader knows, as in PlainResult.
+// What the bootloader knows: a whole name, or the class with its underscore.
 constexpr const char *bootloaderNames[] = {
     "dfu_", "system_hello", "system_reset", "system_delay_reset", "system_get_bootloader_crc",
 };
@@ -43,15 +34,6 @@ QSet<int> commandsOfBootloader()
     return commands;
 }
 
-Result plainResultOf(int command)
-{
-    const QString name = message_name(command);
-    const auto row =
-        std::find_if(std::begin(plainResults), std::end(plainResults),
-                     [&name](const PlainResult &r) { return name.startsWith(QLatin1String(r.names)); });
-    return row == std::end(plainResults) ? resultOk : row->result;
-}
-
 } // namespace
 
 SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent)
@@ -64,6 +46,8 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
 {
     auto attributesOwner = std::make_unique<AttributesBehaviour>(*this);
     attributesBehaviour = attributesOwner.get();
+    auto hardwareOwner = std::make_unique<HardwareBehaviour>(*this);
+    hardwareBehaviour = hardwareOwner.get();
     auto smOwner = std::make_unique<SmBehaviour>(*this);
     smBehaviour = smOwner.get();
     behaviours.push_back(std::make_unique<SystemBehaviour>(*this));
@@ -74,6 +58,8 @@ SimulatedModule::SimulatedModule(const ModuleIdentity &identity, QObject *parent
     behaviours.push_back(std::make_unique<ConnectionBehaviour>(*this));
     behaviours.push_back(std::make_unique<AttClientBehaviour>(*this));
     behaviours.push_back(std::move(smOwner));
+    behaviours.push_back(std::move(hardwareOwner));
+    behaviours.push_back(std::make_unique<TestBehaviour>(*this));
     restartTimer.setSingleShot(true);
     restartTimer.setTimerType(Qt::PreciseTimer);
     connect(&restartTimer, &QTimer::timeout, this, &SimulatedModule::restart);
@@ -132,7 +118,7 @@ void SimulatedModule::carryOut(int command, const QByteArray &payload)
     const bool isRefused = inBootloader && !bootloaderCommands.contains(command);
     const auto handler = handlers.constFind(command);
     if (isRefused || handler == handlers.constEnd()) {
-        send(plainResponse(command, payload, isRefused ? resultWrongState : plainResultOf(command)));
+        send(plainResponse(command, payload, isRefused ? resultWrongState : resultOk));
         return;
     }
     payload_reader in(message_payload{payload.constData(), payload.size()});

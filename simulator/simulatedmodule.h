@@ -21,6 +21,7 @@
 namespace simulator {
 
 class AttributesBehaviour;
+class HardwareBehaviour;
 class SmBehaviour;
 
 // Where a module and its surroundings differ from others.
@@ -66,6 +67,7 @@ public:
     void setResultOverride(ResultOverride chosen);
 
     AttributesBehaviour &attributes() { return *attributesBehaviour; }
+    HardwareBehaviour &hardware() { return *hardwareBehaviour; }
     bool isInBootloader() const { return inBootloader; }
 
     // The rest is for behaviours.
@@ -122,6 +124,7 @@ private:
     QHash<int, Handler> handlers;
     std::vector<std::unique_ptr<Behaviour>> behaviours;
     AttributesBehaviour *attributesBehaviour = nullptr;
+    HardwareBehaviour *hardwareBehaviour = nullptr;
     SmBehaviour *smBehaviour = nullptr;
     ResultOverride resultOverride;
     QList<QByteArray> heldEvents;
