@@ -88,7 +88,7 @@ private:
 
     cls_ble *ble;
     QByteArray image; // byte n is the byte for flash address n, or for an update over the air of the file
-    uint32 imageLowAddress = 0; // of the hex file
+    uint32 imageLowAddress = 0; // the image begins here, whatever its first record says
     uint32 sentBytes = 0;       // of the running upload, serial or over the air
     QElapsedTimer rateClock;    // not valid before the first data
     int otaState = 0;
