@@ -5,10 +5,12 @@
 
 #include <QFile>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QTimer>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 
 namespace {
@@ -20,13 +22,20 @@ constexpr int chunkSize = 0x20; // bytes, of a write as of a read
 constexpr int stepTime = 100;   // ms from one write to the next
 constexpr char erased = '\xff'; // leaves the byte in flash as it is
 
-// Far more than any flash, and the end of files that have none, such as /dev/zero.
+// Far more than any flash.
 constexpr qint64 largestFile = 0x4000000;
 
 // 0 for what is no number of 32 bits.
 uint32 hexNumber(const QString &text)
 {
     return text.toUInt(nullptr, 16);
+}
+
+// Opening one waits for a reader, perhaps for ever.
+bool isPipe(const QFile &file)
+{
+    std::error_code error;
+    return std::filesystem::is_fifo(QFile::encodeName(file.fileName()).toStdString(), error);
 }
 
 int paddingToWord(qint64 size)
@@ -87,10 +96,12 @@ void FlashMem::on_pushFlashFile_clicked()
 void FlashMem::on_pushSelect_clicked()
 {
     QFile file(QFileDialog::getOpenFileName(this, QStringLiteral("Select File")));
+    const QFileInfo info(file);
+    const bool isRefused = info.exists() && !info.isFile() && !info.isDir(); // may never give or end
     QByteArray content;
-    if (file.open(QIODevice::ReadOnly))
+    if (!isRefused && file.open(QIODevice::ReadOnly))
         content = file.read(largestFile + 1);
-    const auto error = content.size() > largestFile ? QFileDevice::ResourceError : file.error();
+    const auto error = isRefused || content.size() > largestFile ? QFileDevice::ResourceError : file.error();
     if (error != QFileDevice::NoError) {
         criticalBox(QStringLiteral("Open File"), QStringLiteral("error:%1").arg(int(error)))->exec();
         return;
@@ -199,6 +210,10 @@ void FlashMem::on_readButton_clicked()
     // Without a buffer a full disk shows at once, and closing an earlier read of the same file writes nothing
     // into the new one.
     auto file = std::make_unique<QFile>(ui->savefileName->text());
+    if (isPipe(*file)) {
+        refuse(QStringLiteral("File open failed"), QStringLiteral("Is a pipe"), file->fileName());
+        return;
+    }
     if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
         refuse(QStringLiteral("File open failed"), file->errorString(), file->fileName());
         return;

@@ -15,7 +15,7 @@ class FlashMem;
 }
 
 // Direct work on the flash of the attached module: erases a page, sends words to be programmed, typed or from
-// a file, and reads a range of memory into a file. Addresses are in bytes, from 0 to 0x7ffff, pages have
+// a file, and reads a range of memory into a file. Addresses are in bytes, pages have
 // 0x800.
 //
 // A write is paced by a timer and looks at no response, a read by its responses. Neither can be cancelled;

@@ -71,7 +71,7 @@ private:
         const qint64 got = source.read(free, buffer.data() + buffer.size() - free);
         first = buffer.data();
         last = free + std::max<qint64>(got, 0);
-        failed = got < 0;
+        failed |= got < 0;
         return got > 0;
     }
 

@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -233,6 +234,7 @@ private Q_SLOTS:
         row("savesizeEdit=80000000", "Size error\nExpected hexadecimal value\n"); // the count has a sign
         row("saveaddressEdit=", "Address error\nExpected hexadecimal value\n");
         row("savefileName=/", "File open failed\nIs a directory\n");
+        row("savefileName=pipe", "File open failed\nIs a pipe\n");
         row("savefileName=", "File open failed\nNo file name specified\n");
     }
     void refusedRead()
@@ -240,6 +242,9 @@ private Q_SLOTS:
         QFETCH(QString, field);
         QFETCH(QString, box);
         Flash flash;
+        QProcess::execute(QStringLiteral("mkfifo"), {flash.folder.filePath(QStringLiteral("pipe"))});
+        field.replace(QStringLiteral("=pipe"),
+                      QLatin1Char('=') + flash.folder.filePath(QStringLiteral("pipe")));
         flash.edit("savefileName")->setText(flash.path());
         flash.click("readButton");
         flash.paste({field});
