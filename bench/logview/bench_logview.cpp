@@ -5,7 +5,9 @@
 #include "logview/logview.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QThread>
@@ -201,6 +203,56 @@ std::vector<double> turns_under_load(Subject &subject, int seconds)
     return turns;
 }
 
+// The most that the process had resident since forget_peak(), bytes.
+double peak_resident()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        qFatal("no figures of the process");
+    const QList<QByteArray> lines = status.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toDouble() * 1024;
+    }
+    qFatal("no peak of the process");
+}
+
+void forget_peak()
+{
+    QFile reset(QStringLiteral("/proc/self/clear_refs"));
+    if (!reset.open(QIODevice::WriteOnly) || reset.write("5") != 1)
+        qFatal("the peak of the process cannot be reset");
+}
+
+// Half of the messages are responses with a result, which has markup.
+void measure_flow_chart()
+{
+    constexpr int messages = 100'000;
+    LogView view;
+    for (int i = 0; i < messages / 2; ++i) {
+        const Line event = scan_response(i);
+        view.addLine(event.timestamp, event.pieces);
+        view.addLine(
+            event.timestamp,
+            {QStringLiteral("ble_rsp_attclient_write_command\t"),
+             QStringLiteral(" connection:%1 (0x%2)").arg(0, 8).arg(0, 2, 16, QLatin1Char('0')),
+             QStringLiteral(" result:0x0182 [<font color=red>'Device has run out of memory'</font>]")});
+    }
+    QCoreApplication::processEvents();
+    forget_peak();
+    const double resident = peak_resident();
+    QElapsedTimer clock;
+    clock.start();
+    view.copyFlowChart();
+    all_within = print_limited("flow_chart_of_100000_ms", double(clock.elapsed()), 5000) && all_within;
+    const double growth = peak_resident() - resident;
+    const QString chart = QApplication::clipboard()->text();
+    if (chart.count(QLatin1String("ble_")) != messages)
+        qFatal("no chart");
+    const double chart_size = double(chart.size()) * sizeof(QChar);
+    report("flow_chart_peak_bytes", growth, chart_size, growth / chart_size, 1.2);
+}
+
 void measure_growth_and_turns()
 {
     constexpr int coarse_turn = 10'000;
@@ -231,6 +283,7 @@ int main(int argc, char **argv)
 {
     QApplication application(argc, argv);
     measure_time_and_memory();
+    measure_flow_chart();
     measure_growth_and_turns();
     return all_within ? 0 : 1;
 }

@@ -106,7 +106,116 @@ private Q_SLOTS:
         }
     }
 
+    void full_buffers_are_tried_again()
+    {
+        dialog = window->findChild<QDialog *>(QStringLiteral("ThroughputDialog"));
+        for (const char *step : {"pushEnable0", "pushEnable1", ">W0", "<00030406 00 8201", ">"})
+            play(QString::fromLatin1(step));
+        const auto written = [this] { return QString::fromLatin1(device->written.toHex()); };
+        QTRY_COMPARE(written(), hex(QStringLiteral("W0"))); // the same link
+        device->written.clear();
+        const QTime sent = QTime::currentTime();
+        QTRY_VERIFY(sent.msecsTo(QTime::currentTime()) >= 1); // a time to divide by
+        play(QStringLiteral("<00030406 00 0000"));
+        play(QStringLiteral(">W1"));
+        const QString label = shown(widget(QStringLiteral("labelThroughput")));
+        QVERIFY2(label.startsWith(QStringLiteral("Sent:40 (")) && label.endsWith(QStringLiteral(" KiB/s)")),
+                 qPrintable(label)); // the refused bytes count
+        const double rate = label.section(QLatin1Char('('), 1).section(QLatin1Char(' '), 0, 0).toDouble();
+        QVERIFY2(rate > 0 && rate <= 20, qPrintable(label));
+        for (const char *step : {"<00030406 01 8201", "pushEnable0", "pushEnable1"})
+            play(QString::fromLatin1(step));
+        bool later = false;
+        QTimer::singleShot(30, this, [&later] { later = true; }); // behind the retry's 10 ms
+        QTRY_VERIFY(later);
+        play(QStringLiteral(">"));
+    }
+
+    // A passkey that is given up sends nothing, and one over six digits cannot be given.
+    void passkey()
+    {
+        dialog = window->findChild<QDialog *>(QStringLiteral("SMDialog"));
+        bool accepts = false;
+        QTimer watch;
+        connect(&watch, &QTimer::timeout, this, [&accepts] {
+            auto *const input = qobject_cast<QInputDialog *>(QApplication::activeModalWidget());
+            if (!input)
+                return;
+            QCOMPARE(input->windowTitle(), QStringLiteral("MITM Protection"));
+            QCOMPARE(input->labelText(), QStringLiteral("Enter Passkey"));
+            QCOMPARE(input->intValue(), 0);
+            input->setIntValue(1000000);
+            accepts ? input->accept() : input->reject();
+        });
+        watch.start(1);
+        play(QStringLiteral("pushPasskey"));
+        play(QStringLiteral(">"));
+        accepts = true;
+        play(QStringLiteral("pushPasskey"));
+        play(QStringLiteral(">00050504 00 3f420f00"));
+    }
+
+    // Whatever stands in the boxes, whatever comes, and whether a dialog was ever shown.
+    void bad_input_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("nothing") << QString();
+        QTest::newRow("letters") << QStringLiteral("xyz -1 0x");
+        QTest::newRow("markup") << QStringLiteral("<img src=/dev/zero>&#0;");
+        QTest::newRow("nul") << QString(3, QChar(0));
+        QTest::newRow("a million") << QString(1 << 20, QLatin1Char('f'));
+    }
+    void bad_input()
+    {
+        QFETCH(QString, text);
+        const QList<QDialog *> dialogs = window->findChildren<QDialog *>();
+        for (int round = 0; round < 2; ++round) {
+            for (QDialog *each : dialogs) {
+                for (auto *edit : each->findChildren<QLineEdit *>())
+                    edit->setText(text);
+                for (auto *edit : each->findChildren<QPlainTextEdit *>()) {
+                    if (!edit->isReadOnly())
+                        edit->setPlainText(text);
+                }
+                for (auto *combo : each->findChildren<QComboBox *>())
+                    combo->setCurrentIndex(combo->count() - 1);
+            }
+            for (auto *table : window->findChildren<QTableWidget *>(QStringLiteral("tablePSKeys"))) {
+                device->receive("800301000000 00");
+                table->item(0, 0)->setText(text);
+                table->item(0, 1)->setText(text);
+                table->selectRow(0);
+            }
+            press_all_buttons(dialogs);
+            for (const char *answer :
+                 {"000601040001030162", "00040104ffff0162", "80060100ffff03aabbcc", "8003070201ffff",
+                  "0004070701800255", "0006070901800102abcd", "00090201ffffffff01800261",
+                  "00070202ffff01800261", "000208023930", "00030406070002", "00030406ff8201"})
+                device->receive(answer);
+            for (QDialog *each : dialogs)
+                each->setVisible(round == 0);
+        }
+        // The window still does its work.
+        device->written.clear();
+        trigger("actionGet_Address");
+        QCOMPARE(device->written.toHex(), QByteArray("00000002"));
+    }
+
 private:
+    static void press_all_buttons(const QList<QDialog *> &dialogs)
+    {
+        for (QDialog *each : dialogs) {
+            const QString name = each->objectName();
+            // Those that open a file dialog or start a program.
+            if (name == QLatin1String("DFUDialog") || name == QLatin1String("FlashMem"))
+                continue;
+            for (auto *button : each->findChildren<QPushButton *>()) {
+                if (button->objectName() != QLatin1String("pushPasskey"))
+                    button->click();
+            }
+        }
+    }
+
     QWidget *widget(const QString &name) const
     {
         auto *const found = dialog->findChild<QWidget *>(name);

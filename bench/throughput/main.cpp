@@ -1,0 +1,92 @@
+// Writes a second of the throughput test, its dialog shown, beside two threads that pass bytes over a bare
+// pseudo-terminal. A line a figure on standard output; ends with 1 if a figure misses its budget.
+
+#include "bench/common/bare_exchange.h"
+#include "bench/common/figure.h"
+#include "tests/e2e/panel.h"
+#include "tests/e2e/simulated_module.h"
+#include "tools/throughputdialog.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QEventLoop>
+#include <QRadioButton>
+#include <QSpinBox>
+#include <QTimer>
+
+#include <functional>
+
+namespace {
+
+constexpr int rounds = 5;
+constexpr int write_size = 20;
+constexpr int run_ms = 1000;
+constexpr int handle = 0x15;
+
+void wait_until(const std::function<bool()> &is_so)
+{
+    QTimer guard;
+    QObject::connect(&guard, &QTimer::timeout, [] { qFatal("waited for a minute"); });
+    guard.start(60000);
+    while (!is_so())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
+// To a device in reach, with the log's lines switched off as during an update.
+double writes_per_second()
+{
+    SimulatedModule module;
+    if (!module.start({QStringLiteral("--quiet")}))
+        qFatal("the simulated module does not start");
+    Window window;
+    window.attach();
+    const QString name = QStringLiteral("Everything");
+    window.find<QRadioButton>("radioScanObservation")->click();
+    window.click("pushStartScan");
+    wait_until([&] { return Panel(window, name).exists(); });
+    window.click("pushStopScan");
+    const Panel panel(window, name);
+    panel.find<QPushButton>("pushConnect")->click();
+    wait_until([&] { return panel.status().startsWith(QStringLiteral("Connected")); });
+    window.find<QCheckBox>("checkLogHex")->setChecked(false);
+    window.find<QCheckBox>("checkLogText")->setChecked(false);
+
+    window.trigger("actionThroughputTest");
+    auto *const dialog = window.widget().findChild<ThroughputDialog *>();
+    if (!QTest::qWaitForWindowExposed(dialog))
+        qFatal("the dialog is not shown");
+    dialog->findChild<QSpinBox *>(QStringLiteral("spinAttribute0"))->setValue(handle);
+    auto *const enable = dialog->findChild<QPushButton *>(QStringLiteral("pushEnable0"));
+    QEventLoop loop;
+    QElapsedTimer clock;
+    clock.start();
+    enable->click();
+    QTimer::singleShot(run_ms, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+    const double seconds = double(clock.nsecsElapsed()) / 1e9;
+    const QString text = dialog->findChild<QLabel *>(QStringLiteral("labelThroughput"))->text();
+    enable->click();
+    if (!text.startsWith(QStringLiteral("Sent:")))
+        qFatal("the test broke off: %s", qPrintable(text));
+    return text.mid(5).section(QLatin1Char(' '), 0, 0).toInt() / write_size / seconds;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication application(argc, argv);
+    register_meta_types();
+    QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
+    std::vector<double> ours, bare, ratios;
+    for (int i = 0; i < rounds; ++i) {
+        bare.push_back(bare_rate());
+        ours.push_back(writes_per_second());
+        ratios.push_back(ours.back() / bare.back());
+    }
+    return print_figure("throughput_per_second", median(ours), median(bare), median(ratios), Budget::AtLeast,
+                        0.5)
+               ? 0
+               : 1;
+}
