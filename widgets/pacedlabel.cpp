@@ -1,19 +1,36 @@
 #include "widgets/pacedlabel.h"
 
-#include <QTimer>
+#include <QTimerEvent>
 
 namespace {
 
-constexpr int pause = 20; // ms
+constexpr int pauseTime = 20; // ms
 
 } // namespace
 
-void PacedLabel::paintEvent(QPaintEvent *event)
+void PacedLabel::setText(const QString &text)
 {
-    QLabel::paintEvent(event);
-    if (text() == painted)
+    if (!pause.isActive()) {
+        QLabel::setText(text);
+        pause.start(pauseTime, this);
         return;
-    painted = text();
-    setUpdatesEnabled(false);
-    QTimer::singleShot(pause, this, [this] { setUpdatesEnabled(true); }); // paints once more
+    }
+    const bool wereDisabled = testAttribute(Qt::WA_UpdatesDisabled);
+    setAttribute(Qt::WA_UpdatesDisabled);
+    QLabel::setText(text);
+    setAttribute(Qt::WA_UpdatesDisabled, wereDisabled);
+    isBehind = true;
+}
+
+void PacedLabel::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != pause.timerId()) {
+        QLabel::timerEvent(event);
+        return;
+    }
+    if (isBehind)
+        update();
+    else
+        pause.stop();
+    isBehind = false;
 }

@@ -1,17 +1,21 @@
 #pragma once
 
+#include <QBasicTimer>
 #include <QLabel>
 
-// A label for a text that changes thousands of times a second: it takes each one, but paints at most 50 times
-// a second, the last one always. A paint takes longer than the exchange of a command that it tells of.
+// A label for a text that changes thousands of times a second: it has each one at once, but shows at most 50
+// a second, the last one always. To paint takes longer than the exchange of a command that the text tells of.
 class PacedLabel : public QLabel
 {
 public:
     using QLabel::QLabel;
 
+    void setText(const QString &text);
+
 protected:
-    void paintEvent(QPaintEvent *event) override;
+    void timerEvent(QTimerEvent *event) override;
 
 private:
-    QString painted;
+    QBasicTimer pause; // runs from one text that is shown at once to the next that is
+    bool isBehind = false;
 };

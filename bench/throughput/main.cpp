@@ -22,7 +22,7 @@ namespace {
 constexpr int rounds = 5;
 constexpr int write_size = 20;
 constexpr int run_ms = 1000;
-constexpr int handle = 0x15;
+constexpr int handle = 37; // takes such writes
 
 void wait_until(const std::function<bool()> &is_so)
 {
