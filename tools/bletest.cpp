@@ -46,7 +46,7 @@ void Bletest::on_pushTestReset_clicked()
 
 void Bletest::on_spinFreq_editingFinished()
 {
-    const int nearest = qBound(0, channelAt(ui->spinFreq->text().toInt()), lastChannel);
+    const int nearest = qBound(0, channelAt(ui->spinFreq->locale().toInt(ui->spinFreq->text())), lastChannel);
     ui->spinFreq->setValue(lowestFrequency + channelSpacing * nearest);
 }
 

@@ -225,9 +225,7 @@ void IODialog::evt_endpoint_rx(uint8, QByteArray received)
 
 uint8 IODialog::i2c_address() const
 {
-    uint8 address = 0;
-    from_text(ui->line_i2c_address->text(), address);
-    return address;
+    return hexByte(ui->line_i2c_address).value_or(0);
 }
 
 void IODialog::on_push_i2c_read_clicked()

@@ -83,7 +83,7 @@ QString PSTool::cell(int row, int column) const
 
 uint16 PSTool::keyOf(int row) const
 {
-    uint16 key = 0;
+    uint32 key = 0; // cut afterwards: as 16 bits it would be none from 80000000 on
     from_text(cell(row, keyColumn), key);
-    return key;
+    return uint16(key);
 }

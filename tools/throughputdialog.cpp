@@ -40,9 +40,10 @@ void ThroughputDialog::spam_rsp_write_command(uint8 connection, uint16 result)
         showRate();
         step();
     } else if (result == outOfMemory) {
-        QTimer::singleShot(retryTime, this, [this] {
-            if (activeLinks != 0)
-                step();
+        QTimer::singleShot(retryTime, run.get(), [this] {
+            if ((activeLinks >> currentLink & 1) == 0) // disabled meanwhile
+                currentLink = nextLink();
+            step();
         });
     } else {
         ui->labelThroughput->setText(QStringLiteral("Error at link %1:%2").arg(connection).arg(result));
@@ -108,10 +109,12 @@ void ThroughputDialog::setLink(int link, bool on)
     if (before != 0 && activeLinks == 0) {
         disconnect(&ble->attclient, &cls_ble_attclient::rsp_write_command, this,
                    &ThroughputDialog::spam_rsp_write_command);
+        run.reset();
     } else if (before == 0 && activeLinks != 0) {
         ui->labelThroughput->setText(QStringLiteral("Started throughput test"));
         connect(&ble->attclient, &cls_ble_attclient::rsp_write_command, this,
                 &ThroughputDialog::spam_rsp_write_command);
+        run = std::make_unique<QObject>();
         testClock = QTime::currentTime();
         currentLink = link;
         sentTotal = 0;

@@ -14,7 +14,7 @@ class cls_ble;
 
 // Measures how fast the module takes data for remote devices: writes without acknowledgement of 20 bytes, on
 // one connection or in turn on two, called links 0 and 1. Each write waits for the response to the one before
-// it, so one is on its way in all.
+// it, so one is on its way in all. (A test that is started before the last one's response came has two.)
 class ThroughputDialog : public QDialog
 {
     Q_OBJECT
@@ -49,6 +49,7 @@ private:
     uint32 activeLinks = 0;
     QTime testClock;
     int sentTotal = 0; // bytes since the start of the test, those that were refused too
+    std::unique_ptr<QObject> run; // while a test runs: what waits for a retry ends with it
     cls_ble *ble;
     std::unique_ptr<Ui::ThroughputDialog> ui;
 };

@@ -198,7 +198,7 @@ private Q_SLOTS:
         device->receive("80030304021302");
         QCOMPARE(texts().at(2), QStringLiteral("Disconnected Reason: 0x213"));
         click("pushClearDevices");
-        QVERIFY(window->findChildren<QTableWidget *>().isEmpty());
+        QVERIFY(window->findChildren<QTableWidget *>(QStringLiteral("tableGATT")).isEmpty());
     }
 
     void about_box()
