@@ -147,7 +147,7 @@ void AttClientBehaviour::findByTypeValue(payload_reader &command, PayloadWriter 
         Answer answer{{}, {resultAttributeNotFound, start}};
         for (const uint16 handle : server.attributes().ofType(uuid16(uuid), start, end)) {
             QByteArray value;
-            if (server.read(handle, 0, link.encrypted, &value) != resultOk || value != wanted)
+            if (server.read(handle, 0, link.security, &value) != resultOk || value != wanted)
                 continue;
             answer.events.append({"attclient_group_found", PayloadWriter()
                                                                .put(connection)
@@ -204,7 +204,7 @@ void AttClientBehaviour::addTypedValues(const Link &link, const GattServer &serv
 {
     for (const uint16 handle : handles) {
         QByteArray value;
-        answer.end.result = server.read(handle, 0, link.encrypted, &value);
+        answer.end.result = server.read(handle, 0, link.security, &value);
         answer.end.handle = answer.end.result == resultOk ? uint16(0) : handle;
         if (answer.end.result != resultOk)
             return;
@@ -249,7 +249,7 @@ void AttClientBehaviour::readByHandle(payload_reader &command, PayloadWriter &re
     const auto handle = command.take<uint16>();
     begin(connection, true, response, [=](GattServer &server, const Link &link) {
         QByteArray value;
-        Answer answer{{}, {server.read(handle, 0, link.encrypted, &value), handle}};
+        Answer answer{{}, {server.read(handle, 0, link.security, &value), handle}};
         if (answer.end.result == resultOk)
             answer.events.append(
                 valueEvent(connection, handle, valueRead, value.left(GattServer::longestRead)));
@@ -263,7 +263,7 @@ void AttClientBehaviour::readLong(payload_reader &command, PayloadWriter &respon
     const auto handle = command.take<uint16>();
     begin(connection, true, response, [=](GattServer &server, const Link &link) {
         QByteArray value;
-        Answer answer{{}, {server.read(handle, 0, link.encrypted, &value), handle}};
+        Answer answer{{}, {server.read(handle, 0, link.security, &value), handle}};
         if (answer.end.result != resultOk)
             return answer;
         int offset = 0;
@@ -284,7 +284,7 @@ void AttClientBehaviour::attributeWrite(payload_reader &command, PayloadWriter &
     begin(connection, value.size() <= GattServer::longestWrite, response,
           [=](GattServer &server, const Link &link) {
               const int lasts = server.isErase(handle, value) ? module.identity().eraseTime : 0;
-              return Answer{{}, {server.write(handle, value, link.encrypted), handle}, lasts};
+              return Answer{{}, {server.write(handle, value, link.security), handle}, lasts};
           });
 }
 
@@ -303,7 +303,7 @@ void AttClientBehaviour::writeCommand(payload_reader &command, PayloadWriter &re
     else if (!link->isInReach())
         result = resultOutOfMemory;
     else
-        serverOf(link->device).writeCommand(handle, value, link->encrypted);
+        serverOf(link->device).writeCommand(handle, value, link->security);
     response.put(connection).put(uint16(result));
 }
 
@@ -324,7 +324,7 @@ void AttClientBehaviour::prepareWrite(payload_reader &command, PayloadWriter &re
     const auto value = command.take<QByteArray>();
     begin(connection, value.size() <= GattServer::longestPreparedWrite, response,
           [=](GattServer &server, const Link &link) {
-              return Answer{{}, {server.prepareWrite(handle, offset, value, link.encrypted), handle}};
+              return Answer{{}, {server.prepareWrite(handle, offset, value, link.security), handle}};
           });
 }
 
@@ -350,7 +350,7 @@ void AttClientBehaviour::readMultiple(payload_reader &command, PayloadWriter &re
         for (int i = 0; i < size / 2; ++i) {
             const auto handle = reader.take<uint16>();
             QByteArray value;
-            const Result result = server.read(handle, 0, link.encrypted, &value);
+            const Result result = server.read(handle, 0, link.security, &value);
             if (result != resultOk)
                 return Answer{{}, {result, handle}};
             values += value;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "simulator/results.h"
+#include "simulator/security.h"
 
 #include <QByteArray>
 #include <QVector>
@@ -20,10 +21,10 @@ struct Attribute
     int maxSize; // of the value
     bool variableSize;
     Access access;
-    int properties;            // bits of Property
-    uint16 configures = 0;     // of a client configuration: the handle of the value that it is for
-    int permissions = canRead; // bits of Permission
-    bool needsEncryption = false;
+    int properties;                     // bits of Property
+    uint16 configures = 0;              // of a client configuration: the handle of the value that it is for
+    int permissions = canRead;          // bits of Permission
+    Security security = Security::none; // that a client's link has to have
 };
 
 // The 2-byte form of a UUID of 16 bytes that is only the long way to write one; any other as it is.

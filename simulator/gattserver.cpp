@@ -37,19 +37,22 @@ GattServer::GattServer(const RemoteDevice &device, quint32 seed, OtaTarget &upda
 {
 }
 
-Result GattServer::check(uint16 handle, Attribute::Permission wanted, bool encrypted) const
+Result GattServer::check(uint16 handle, Attribute::Permission wanted, Security security) const
 {
     const Attribute *attribute = database.find(handle);
     if (!attribute)
         return resultInvalidHandle;
     if ((attribute->permissions & wanted) == 0)
         return wanted == Attribute::canRead ? resultReadNotPermitted : resultWriteNotPermitted;
-    return attribute->needsEncryption && !encrypted ? resultInsufficientEncryption : resultOk;
+    if (security >= attribute->security)
+        return resultOk;
+    return attribute->security == Security::authenticated ? resultInsufficientAuthentication
+                                                          : resultInsufficientEncryption;
 }
 
-Result GattServer::read(uint16 handle, int offset, bool encrypted, QByteArray *value) const
+Result GattServer::read(uint16 handle, int offset, Security security, QByteArray *value) const
 {
-    const Result result = check(handle, Attribute::canRead, encrypted);
+    const Result result = check(handle, Attribute::canRead, security);
     return result == resultOk ? database.read(handle, offset, value) : result;
 }
 
@@ -81,9 +84,9 @@ void GattServer::act(const Attribute &written)
         energy = 0;
 }
 
-Result GattServer::write(uint16 handle, const QByteArray &value, bool encrypted)
+Result GattServer::write(uint16 handle, const QByteArray &value, Security security)
 {
-    const Result result = check(handle, Attribute::canWrite, encrypted);
+    const Result result = check(handle, Attribute::canWrite, security);
     return result == resultOk ? store(handle, value) : result;
 }
 
@@ -94,15 +97,15 @@ bool GattServer::isErase(uint16 handle, const QByteArray &value) const
            OtaTarget::isErase(uint8(value[0]));
 }
 
-void GattServer::writeCommand(uint16 handle, const QByteArray &value, bool encrypted)
+void GattServer::writeCommand(uint16 handle, const QByteArray &value, Security security)
 {
-    if (check(handle, Attribute::canWriteCommand, encrypted) == resultOk)
+    if (check(handle, Attribute::canWriteCommand, security) == resultOk)
         store(handle, value);
 }
 
-Result GattServer::prepareWrite(uint16 handle, uint16 offset, const QByteArray &value, bool encrypted)
+Result GattServer::prepareWrite(uint16 handle, uint16 offset, const QByteArray &value, Security security)
 {
-    const Result result = check(handle, Attribute::canWrite, encrypted);
+    const Result result = check(handle, Attribute::canWrite, security);
     if (result != resultOk)
         return result;
     if (prepared.size() == prepareQueueSize)

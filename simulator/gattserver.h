@@ -35,18 +35,18 @@ public:
     const AttributeDatabase &attributes() const { return database; }
 
     // The whole rest of the value from `offset` on, not cut to the MTU.
-    Result read(uint16 handle, int offset, bool encrypted, QByteArray *value) const;
+    Result read(uint16 handle, int offset, Security security, QByteArray *value) const;
 
-    Result write(uint16 handle, const QByteArray &value, bool encrypted);
+    Result write(uint16 handle, const QByteArray &value, Security security);
 
     // Whether such a write erases memory, which the device takes its time for.
     bool isErase(uint16 handle, const QByteArray &value) const;
 
     // What is not allowed is passed over.
-    void writeCommand(uint16 handle, const QByteArray &value, bool encrypted);
+    void writeCommand(uint16 handle, const QByteArray &value, Security security);
 
     // Queued writes are done all or none; the queue is empty afterwards.
-    Result prepareWrite(uint16 handle, uint16 offset, const QByteArray &value, bool encrypted);
+    Result prepareWrite(uint16 handle, uint16 offset, const QByteArray &value, Security security);
     Outcome executeWrites(bool commit);
 
     struct Report
@@ -75,7 +75,7 @@ private:
         QByteArray value;
     };
 
-    Result check(uint16 handle, Attribute::Permission wanted, bool encrypted) const;
+    Result check(uint16 handle, Attribute::Permission wanted, Security security) const;
     void act(const Attribute &written);
     Result store(uint16 handle, const QByteArray &value);
     int subscription(const Attribute &configuration) const;

@@ -5,6 +5,7 @@
 #include <QObject>
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace simulator {
@@ -21,6 +22,19 @@ struct LinkParameters
 
 // Whether a link layer takes them: each in its range, and the timeout longer than the events let pass.
 bool areValid(const LinkParameters &parameters, uint16 shortestInterval, uint16 longestInterval);
+
+// From the request for encryption to its end, a passkey asked for on the way.
+struct Pairing : public QObject
+{
+    explicit Pairing(bool makesBond)
+        : bonding(makesBond)
+    {
+    }
+
+    const bool bonding;
+    bool awaitsPasskey = false; // from the host
+    PairingPlan plan;
+};
 
 // One connection of the module. What is scheduled with it as its context ends with it. The device has to
 // outlive it.
@@ -46,10 +60,10 @@ public:
     LinkParameters parameters;
     uint8 bond; // its number, or noBond
     bool established = false;
-    bool encrypted = false;
-    bool pairing = false;
-    bool procedureRunning = false; // of the attribute protocol
-    bool reporting = false;        // the device notifies or indicates
+    Security security = Security::none;
+    std::unique_ptr<Pairing> pairing; // null unless it is going on
+    bool procedureRunning = false;    // of the attribute protocol
+    bool reporting = false;           // the device notifies or indicates
     QByteArray channelMap = QByteArray::fromHex("ffffffff1f");
     int absences = 0; // how often the device has gone out of reach
 

@@ -84,7 +84,7 @@ void Links::raiseStatus(uint8 handle, int extraFlags)
     fields.put(handle);
     if (const Link *link = find(handle)) {
         const LinkParameters &parameters = link->parameters;
-        fields.put(uint8(connected | (link->encrypted ? encrypted : 0) | extraFlags))
+        fields.put(uint8(connected | (link->security != Security::none ? encrypted : 0) | extraFlags))
             .put(link->device.address.address)
             .put(link->device.address.type)
             .put(parameters.interval)

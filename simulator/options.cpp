@@ -66,7 +66,7 @@ const PlainOption plainOptions[] = {
                    : std::optional(QStringLiteral("a number from 0 to 4294967295 was expected"));
      }},
     {"address", "ADDRESS", "Device address (c0:01:02:03:04:05).", setAddress},
-    {"devices", "N", "Number of remote devices up to 500, the made ones first, then plain ones (18).",
+    {"devices", "N", "Number of remote devices up to 500, the made ones first, then plain ones (20).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.devices, v, WorldSize::most); }},
     {"rate", "N",
      "Advertisements a second of all devices together, up to 10000, or 0: each at its own interval (0).",
@@ -109,6 +109,12 @@ QString description()
                "afterwards, the image until the next load start. Full buffers are played by \"--result "
                "attclient_write_command=0x0182@10\", which takes nothing in a tenth of the cases, and the "
                "same with attclient_attribute_write.\n\n"
+               "\"Everything\" pairs without a passkey. \"Door lock\" shows one, always 123456 (as a "
+               "typed command, sm_passkey_entry 0 1e240); \"Keypad\" wants the one that the module "
+               "shows, and gets it typed at once. Both demand protection from the middle: set the "
+               "module's I/O capabilities first, or pairing fails with 0x0303. It fails with 0x0304 for "
+               "a wrong passkey, with 0x0185 for none in 30 seconds, and with 0x0306 if the minimum key "
+               "size is above the 10 bytes of \"Keypad\". sm_delete_bonding ff deletes all bonds.\n\n"
                "One procedure runs at a time: end a discovery before you connect.\n\n"
                "Lines on standard input, while it runs:\n%1\n"
                "The options from --junk on make it misbehave. They can be combined and repeated.")

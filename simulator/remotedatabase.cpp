@@ -34,7 +34,7 @@ struct VendorRow
     uint8 bits;
     QByteArray value;
     int maxSize; // 0 for a value of fixed size
-    bool needsEncryption;
+    Security security;
     const char *description;
 };
 
@@ -45,24 +45,35 @@ void addVendorService(DatabaseBuilder &database)
     for (int i = 0; i < longSize; ++i)
         longValue[i] = char(i);
     const VendorRow rows[] = {
-        {0x0101, D::canRead, "fixed", 0, false, "Read only"},
-        {0x0102, D::canWrite, {}, longestText, false, "Write only"},
-        {0x0103, D::canRead | D::canWrite, "text", longestText, false, "Read and write"},
-        {0x0104, D::canRead | D::canWriteCommand, {}, longestText, false, "Write without response"},
-        {0x0105, D::canRead | D::canWrite, longValue, longSize, false, "Long value"},
-        {0x0106, D::canRead | D::canIndicate, QByteArray(4, '\0'), 0, false, "Counter"},
-        {0x0107, D::canRead | D::canWrite, "secret", longestText, true, "Encrypted links only"},
+        {0x0101, D::canRead, "fixed", 0, Security::none, "Read only"},
+        {0x0102, D::canWrite, {}, longestText, Security::none, "Write only"},
+        {0x0103, D::canRead | D::canWrite, "text", longestText, Security::none, "Read and write"},
+        {0x0104, D::canRead | D::canWriteCommand, {}, longestText, Security::none, "Write without response"},
+        {0x0105, D::canRead | D::canWrite, longValue, longSize, Security::none, "Long value"},
+        {0x0106, D::canRead | D::canIndicate, QByteArray(4, '\0'), 0, Security::none, "Counter"},
+        {0x0107, D::canRead | D::canWrite, "secret", longestText, Security::encrypted,
+         "Encrypted links only"},
     };
     database.service(vendorUuid(0x0100));
     for (const VendorRow &row : rows) {
         Attribute &added = database.value(row.bits, vendorUuid(row.number), row.value, Attribute::writable);
-        added.needsEncryption = row.needsEncryption;
+        added.security = row.security;
         if (row.maxSize != 0)
             D::growTo(added, row.maxSize);
         if ((row.bits & D::canIndicate) != 0)
             database.configuration();
         database.description(row.description);
     }
+}
+
+// Whether it is open is the business of those who have typed the passkey.
+void addLockService(DatabaseBuilder &database)
+{
+    database.service(vendorUuid(0x0200));
+    Attribute &state = database.value(D::canRead | D::canWrite, vendorUuid(0x0201), QByteArray(1, '\0'),
+                                      Attribute::writable);
+    state.security = Security::authenticated;
+    database.description("Paired with a passkey only");
 }
 
 // Both values are taken by the device's OtaTarget and never kept here.
@@ -126,6 +137,8 @@ AttributeDatabase remoteDatabase(const RemoteDevice &device)
         addVendorService(database);
     if ((device.services & RemoteDevice::update) != 0)
         addUpdateService(database);
+    if ((device.services & RemoteDevice::lock) != 0)
+        addLockService(database);
     return database.database();
 }
 

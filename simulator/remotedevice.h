@@ -1,10 +1,12 @@
 #pragma once
 
 #include "protocol/types.h"
+#include "simulator/security.h"
 
 #include <QByteArray>
 
 #include <cstring>
+#include <optional>
 
 namespace simulator {
 
@@ -56,9 +58,10 @@ struct RemoteDevice
     uint16 company = 0;
     uint16 subVersion = 0;
 
-    enum class Pairing { unsupported, justWorks } pairing = Pairing::unsupported;
+    static constexpr uint32 passkey = 123456; // what every display of one shows
+    std::optional<PairingFeatures> pairing;   // none: it does not pair
 
-    enum Service : unsigned { battery = 1, heartRate = 2, vendor = 4, update = 8 };
+    enum Service : unsigned { battery = 1, heartRate = 2, vendor = 4, update = 8, lock = 16 };
     unsigned services = 0; // bits of Service; Generic Access and Device Information all have
     QByteArray name;       // of Generic Access, UTF-8
 };

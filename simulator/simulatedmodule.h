@@ -30,8 +30,9 @@ struct ModuleIdentity
     quint32 seed = 1;
     bd_addr address = {{0x05, 0x04, 0x03, 0x02, 0x01, 0xc0}};
     WorldSize world;
-    int answerDelay = 0; // milliseconds that a remote device takes to answer
-    int eraseTime = 50;  // milliseconds that one takes to erase a block of its memory
+    int answerDelay = 0;        // milliseconds that a remote device takes to answer
+    int eraseTime = 50;         // milliseconds that one takes to erase a block of its memory
+    int pairingTimeout = 30000; // milliseconds that pairing waits for a passkey
 };
 
 // Frames seen since the last start.

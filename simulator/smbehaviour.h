@@ -5,6 +5,7 @@
 
 #include <array>
 #include <optional>
+#include <random>
 
 namespace simulator {
 
@@ -30,29 +31,30 @@ private:
         uint8 keys;
     };
 
-    struct Parameters
-    {
-        uint8 mitm = 0;
-        uint8 minKeySize = 7;
-        uint8 ioCapabilities = 3; // neither input nor output
-    };
-
     void encryptStart(payload_reader &command, PayloadWriter &response);
     void setBondableMode(payload_reader &command, PayloadWriter &response);
     void deleteBonding(payload_reader &command, PayloadWriter &response);
     void setParameters(payload_reader &command, PayloadWriter &response);
     void passkeyEntry(payload_reader &command, PayloadWriter &response);
+    void setOobData(payload_reader &command, PayloadWriter &response);
+    void setDistributionKeys(payload_reader &command, PayloadWriter &response);
     void getBonds(payload_reader &command, PayloadWriter &response);
     void whitelistBonds(payload_reader &command, PayloadWriter &response);
 
     Result encryptResult(const Link *link, uint8 bonding) const;
-    void pair(Link &link, bool bonding);
+    Result passkeyResult(const Link *link, uint32 passkey) const;
+    void agree(Link &link);
+    void askPasskey(Link &link);
+    void finish(Link &link);
+    void fail(Link &link, Result reason);
+    void refuseSilentCommand();
     void raiseBond(uint8 number);
     int freeBond() const;
 
     std::array<std::optional<Bond>, capacity> bonds;
-    Parameters parameters;
+    PairingFeatures parameters;
     bool bondable = false;
+    std::mt19937 random; // makes up what the module shows
 };
 
 } // namespace simulator

@@ -53,7 +53,7 @@ const Made madeDevices[WorldSize::made] = {
      100, -48, 4,
      [](RemoteDevice &d) {
          d.services = RemoteDevice::battery | RemoteDevice::heartRate | RemoteDevice::vendor;
-         d.pairing = RemoteDevice::Pairing::justWorks;
+         d.pairing = PairingFeatures{};
          d.scanResponseData =
              element(adServices128, vendorUuid(0x0100)) + element(adTxPower, QByteArray(1, '\4'));
          d.features = QByteArray::fromHex("0100000000000000"); // encryption
@@ -111,6 +111,18 @@ const Made madeDevices[WorldSize::made] = {
      [](RemoteDevice &d) {
          d.services = RemoteDevice::battery | RemoteDevice::update;
          d.scanResponseData = element(adServices128, otaServiceUuid());
+     }},
+    // Shows a passkey, and gives its state away only behind that.
+    {"Door lock", publicAddress, connectableUndirected, general, adName, Made::inAdvertisement, 250, -59, 4,
+     [](RemoteDevice &d) {
+         d.services = RemoteDevice::battery | RemoteDevice::lock;
+         d.pairing = PairingFeatures{displayOnly, true};
+     }},
+    // Wants the passkey typed, and agrees to no key of full size.
+    {"Keypad", randomAddress, connectableUndirected, general, adName, Made::inAdvertisement, 300, -62, 4,
+     [](RemoteDevice &d) {
+         d.services = RemoteDevice::battery;
+         d.pairing = PairingFeatures{keyboardOnly, true, PairingFeatures::shortestKey, 10};
      }},
 };
 

@@ -9,7 +9,7 @@ namespace simulator {
 // How many remote devices there are and how often they advertise.
 struct WorldSize
 {
-    static constexpr int made = 18;
+    static constexpr int made = 20;
     static constexpr int most = 500;
     static constexpr int fastest = 10000;
 

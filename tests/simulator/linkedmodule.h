@@ -42,7 +42,7 @@ public:
         device.address = {{{1, 2, 3, 4, 5, 6}}, 1};
         device.name = "Dev";
         device.services = 7;
-        device.pairing = simulator::RemoteDevice::Pairing::justWorks;
+        device.pairing = simulator::PairingFeatures{};
         device.shortestInterval = 12;
         device.features[0] = 0x0d;
         device.company = 0x0102;

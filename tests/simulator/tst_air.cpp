@@ -167,7 +167,7 @@ private Q_SLOTS:
     void discovers_data()
     {
         const QString discoverable =
-            QStringLiteral("11p/0 12r/0 13r/0 14r/0 15r/0 16p/0 16r/0 18p/0 1p/0 2r/0 "
+            QStringLiteral("11p/0 12r/0 13r/0 14r/0 15r/0 16p/0 16r/0 18p/0 19p/0 1p/0 20r/0 2r/0 "
                            "3r/0 4r/0 5p/0 6r/0 ");
         const QString generally = discoverable + QStringLiteral("8r/6 9r/0");
         const QString everybody = QStringLiteral("10r/2 ") + discoverable + QStringLiteral("7r/2 8r/6 9r/0");

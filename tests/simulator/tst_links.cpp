@@ -154,7 +154,7 @@ private Q_SLOTS:
         QCOMPARE(linked.seen(), QStringLiteral("!03000005150203040506010c000a00000005"));
         linked.play(QStringLiteral("0500 00 00>0500 00 0000, !0300 00 03 150203040506 01 0c00 0a00 0000 05"));
         RemoteDevice unpaired = LinkedModule::remoteDevice();
-        unpaired.pairing = RemoteDevice::Pairing::unsupported;
+        unpaired.pairing.reset();
         linked.module.links().open(1, unpaired, {12, 10, 0});
         linked.play(QStringLiteral("0500 01 01>0500 01 0000, !0501 01 0503;"
                                    "0404 01 2f00>0404 01 0000, !0401 01 0f04 2f00"));
