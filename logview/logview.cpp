@@ -234,15 +234,18 @@ void LogView::request_layout()
 void LogView::lay_out()
 {
     layout_requested = false;
+    const bool follows = follow_due && auto_scroll;
     {
         const QScopedValueRollback<bool> moving(moving_lines, true);
         measure_new_lines();
         scene->setSceneRect(extent());
-        if (follow_due && auto_scroll)
+        if (follows)
             follow_newest();
         follow_due = false;
     }
     show_lines();
+    if (layout_requested) // a line was found to be larger than guessed: the end has moved
+        follow_due = follows;
 }
 
 void LogView::measure_new_lines()

@@ -17,6 +17,8 @@ namespace {
 constexpr int initial_log_height = 340; // pixels
 constexpr int button_margin = 16;       // pixels, both sides together
 
+constexpr int longest_tooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
+
 constexpr int baud_rates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
                               9600,   4800,   2400,   1200,  600,   300,   110};
 
@@ -283,7 +285,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (!bad)
         QToolTip::showText(QPoint(0, 0), QString());
     else if (!message.isEmpty())
-        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message);
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);

@@ -175,6 +175,13 @@ private Q_SLOTS:
             QVERIFY(view.is_at_end());
             view.add(100);
         }
+        view.addLine(stamp(300), QString(400, QLatin1Char('x'))); // the next one is not the widest
+        settle();
+        view.addLine(stamp(301), "<font color=red size=7>larger than it looks</font>"_s);
+        settle();
+        QVERIFY(view.is_at_end());
+        view.clearLog();
+        view.add(400);
         view.scroll(false);
         view.scroll_to(150);
         view.add(200);

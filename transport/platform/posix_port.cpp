@@ -74,7 +74,7 @@ tcflag_t size_flag(std::uint8_t byte_size)
 void drain(int fd)
 {
     constexpr int pause_ms = 5;
-    constexpr unsigned frame_bits_times_1000 = 2600 * 1000; // the longest frame of typed or dialog commands
+    constexpr unsigned frame_bits_times_1000 = 2600 * 1000; // 260 bytes: longer ones may lose their end
     constexpr int most_ms = 5000;
     termios2 line = {};
     int queued = 0;
