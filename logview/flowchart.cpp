@@ -38,7 +38,7 @@ bool is_simple(const QString &html)
                        [](QChar c) { return c >= u' ' && c <= u'~' && c != u'<' && c != u'&'; });
 }
 
-// What a document makes of simple text, at a fortieth of the time: runs of blanks become one, and none is
+// What a document makes of simple text, only far faster: runs of blanks become one, and none is
 // left at the start.
 void append_folded(QString &chart, const QString &text)
 {

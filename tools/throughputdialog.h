@@ -48,7 +48,7 @@ private:
     int currentLink = 0; // of the next write; a bit of activeLinks
     uint32 activeLinks = 0;
     QTime testClock;
-    int sentTotal = 0; // bytes since the start of the test, those that were refused too
+    int sentTotal = 0;            // bytes since the start of the test, those that were refused too
     std::unique_ptr<QObject> run; // while a test runs: what waits for a retry ends with it
     cls_ble *ble;
     std::unique_ptr<Ui::ThroughputDialog> ui;

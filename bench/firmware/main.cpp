@@ -4,9 +4,9 @@
 
 #include "bench/common/bare_exchange.h"
 #include "bench/common/figure.h"
+#include "bench/common/remote.h"
 #include "firmware/dfudialog.h"
 #include "logview/logview.h"
-#include "tests/e2e/panel.h"
 #include "tests/e2e/simulated_module.h"
 
 #include <QApplication>
@@ -15,7 +15,6 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QProcess>
-#include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -28,15 +27,6 @@ constexpr int uart_chunk = 64;
 constexpr int load_address = 0x1000;
 
 bool all_within = true;
-
-void wait_until(const std::function<bool()> &is_so)
-{
-    QTimer guard;
-    QObject::connect(&guard, &QTimer::timeout, [] { qFatal("waited for a minute"); });
-    guard.start(60000);
-    while (!is_so())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-}
 
 // The event loop as the program has it, from the click to the signal that says whether it goes on.
 double run_ms(QPushButton *start, QEventLoop &loop)
@@ -145,14 +135,7 @@ public:
     // The same over the air, to a connected device.
     double over_the_air()
     {
-        const QString name = QStringLiteral("Updatable");
-        window->find<QRadioButton>("radioScanObservation")->click();
-        window->click("pushStartScan");
-        wait_until([&] { return Panel(*window, name).exists(); });
-        window->click("pushStopScan");
-        const Panel panel(*window, name);
-        panel.find<QPushButton>("pushConnect")->click();
-        wait_until([&] { return panel.status().startsWith(QStringLiteral("Connected")); });
+        const Panel panel = connect_to(*window, QStringLiteral("Updatable"));
         panel.find<QPushButton>("pushGATTDescriptors")->click();
         wait_until([this] { return logged("ble_evt_attclient_procedure_completed"); });
         find<QLineEdit>("fileOTAEdit")->setText(files.path("image.bin"));

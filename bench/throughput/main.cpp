@@ -3,7 +3,7 @@
 
 #include "bench/common/bare_exchange.h"
 #include "bench/common/figure.h"
-#include "tests/e2e/panel.h"
+#include "bench/common/remote.h"
 #include "tests/e2e/simulated_module.h"
 #include "tools/throughputdialog.h"
 
@@ -11,11 +11,8 @@
 #include <QCheckBox>
 #include <QDir>
 #include <QEventLoop>
-#include <QRadioButton>
 #include <QSpinBox>
 #include <QTimer>
-
-#include <functional>
 
 namespace {
 
@@ -23,15 +20,6 @@ constexpr int rounds = 5;
 constexpr int write_size = 20;
 constexpr int run_ms = 1000;
 constexpr int handle = 37; // takes such writes
-
-void wait_until(const std::function<bool()> &is_so)
-{
-    QTimer guard;
-    QObject::connect(&guard, &QTimer::timeout, [] { qFatal("waited for a minute"); });
-    guard.start(60000);
-    while (!is_so())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-}
 
 // To a device in reach, with the log's lines switched off as during an update.
 double writes_per_second()
@@ -41,14 +29,7 @@ double writes_per_second()
         qFatal("the simulated module does not start");
     Window window;
     window.attach();
-    const QString name = QStringLiteral("Everything");
-    window.find<QRadioButton>("radioScanObservation")->click();
-    window.click("pushStartScan");
-    wait_until([&] { return Panel(window, name).exists(); });
-    window.click("pushStopScan");
-    const Panel panel(window, name);
-    panel.find<QPushButton>("pushConnect")->click();
-    wait_until([&] { return panel.status().startsWith(QStringLiteral("Connected")); });
+    connect_to(window, QStringLiteral("Everything"));
     window.find<QCheckBox>("checkLogHex")->setChecked(false);
     window.find<QCheckBox>("checkLogText")->setChecked(false);
 

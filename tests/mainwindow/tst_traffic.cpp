@@ -171,8 +171,7 @@ private Q_SLOTS:
         row("0A00", false);
         row("system_", false);
         const QString xs(30000, QLatin1Char('x'));
-        QTest::newRow("long") << QLatin1String("system_reset ") + xs << false
-                              << (reset + xs).left(1000);
+        QTest::newRow("long") << QLatin1String("system_reset ") + xs << false << (reset + xs).left(1000);
     }
 
     void typed_lines_are_judged()
