@@ -1,16 +1,20 @@
 #include <QApplication>
+#include <QScreen>
 
 #include "mainwindow/mainwindow.h"
 #include "protocol/types.h"
 
 int main(int argc, char *argv[])
 {
-    // Only heeded before the application object exists.
+    // Heeded only before the application object exists. At a factor of 1.5 the fonts grow and not the pixels,
+    // which by whole factors would make a window larger than the screen.
+    QApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::RoundPreferFloor);
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     QApplication app(argc, argv);
     register_meta_types();
     MainWindow window;
+    window.resize(window.size().boundedTo(window.screen()->availableSize()));
     window.show();
     return app.exec();
 }
