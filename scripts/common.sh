@@ -62,8 +62,8 @@ until_true() {
     done
 }
 
-# start_module BUILD_FOLDER: a simulated module in the background, ready when this returns.
+# start_module COMMAND...: a simulated module in the background, ready when this returns.
 start_module() {
-    "$1/simulator/vorsel-module" >"$scratch/module.log" &
+    "$@" >"$scratch/module.log" &
     until_true 20 grep -q '^ready: ' "$scratch/module.log"
 }
