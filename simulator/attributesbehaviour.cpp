@@ -6,6 +6,7 @@
 namespace simulator {
 namespace {
 
+constexpr uint8 everyConnection = 0xff;
 constexpr uint8 longestRead = 22; // of one read request without a longer MTU
 
 } // namespace
@@ -125,7 +126,6 @@ void AttributesBehaviour::readType(payload_reader &command, PayloadWriter &respo
 
 Result AttributesBehaviour::sendResult(uint8 connection, uint16 handle) const
 {
-    constexpr uint8 everyConnection = 0xff;
     const Attribute *attribute = database.find(handle);
     if (!attribute)
         return resultInvalidHandle;
@@ -138,7 +138,30 @@ Result AttributesBehaviour::sendResult(uint8 connection, uint16 handle) const
 void AttributesBehaviour::send(payload_reader &command, PayloadWriter &response)
 {
     const auto connection = command.take<uint8>();
-    response.put(uint16(sendResult(connection, command.take<uint16>())));
+    const auto handle = command.take<uint16>();
+    const Result result = sendResult(connection, handle);
+    response.put(uint16(result));
+    if (result != resultOk || !isIndicated(handle))
+        return;
+    for (uint8 number = 0; number < Links::capacity; ++number) {
+        Link *link = module.links().find(number);
+        if (!link || (connection != everyConnection && connection != number))
+            continue;
+        link->whenAnswered(module.identity().answerDelay, [this, number, handle] {
+            module.raise("attclient_indicated", PayloadWriter().put(number).put(handle));
+        });
+    }
+}
+
+// Whether a remote device has asked for indications of the value, which it then confirms.
+bool AttributesBehaviour::isIndicated(uint16 handle) const
+{
+    for (uint16 other = 1; other <= database.size(); ++other) {
+        const Attribute *configuration = database.find(other);
+        if (configuration->configures == handle && (configuration->value[0] & Attribute::indicate) != 0)
+            return true;
+    }
+    return false;
 }
 
 } // namespace simulator

@@ -42,6 +42,7 @@ private:
     void userWriteResponse(payload_reader &command, PayloadWriter &response);
     void answer(Request::Kind kind, payload_reader &command);
     Result sendResult(uint8 connection, uint16 handle) const;
+    bool isIndicated(uint16 handle) const;
 
     AttributeDatabase database;
     Request pending;

@@ -1,4 +1,5 @@
 #include "linkedmodule.h"
+#include "simulator/attributesbehaviour.h"
 
 using namespace simulator;
 using Connecting = RemoteDevice::Connecting;
@@ -50,6 +51,15 @@ class TestLinks : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void indicationsAreConfirmed()
+    {
+        LinkedModule linked;
+        linked.play(QStringLiteral("0205000d000150>02050000")); // nobody has asked for it
+        QCOMPARE(int(linked.module.attributes().remoteWrite(0, 0x0e, 0, QByteArray::fromHex("0200"))), 0);
+        linked.play(
+            QStringLiteral("0205000d000150>02050000,!0400000d00; 0205ff0d000150>02050000,!0400000d00"));
+    }
+
     void exchange_data() { addRows(rows); }
 
     void exchange()
