@@ -191,6 +191,11 @@ void tst_tools::ports_and_converter()
     QTRY_VERIFY_WITH_TIMEOUT(!text("adcEdit").isEmpty(), answer_ms);
     QVERIFY(on_wire("<- 00 03 07 02 0e 00 00"));
     picture(dialog, "tools-io");
+    window->send("hardware_analog_comparator_enable 1");
+    window->send("hardware_analog_comparator_config_irq 1");
+    QTRY_VERIFY_WITH_TIMEOUT(logged("ble_rsp_hardware_analog_comparator_config_irq"), answer_ms);
+    module.control("comparator 1");
+    QTRY_VERIFY_WITH_TIMEOUT(logged("ble_evt_hardware_analog_comparator_status"), answer_ms);
     close();
 }
 

@@ -60,6 +60,8 @@ private Q_SLOTS:
         QCOMPARE(view.selected(4), shown_text(4));
         QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(QApplication::clipboard()->text(), shown_text(4));
+        QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QApplication::clipboard()->text(), shown_text(4));
     }
 
     void keyboardSelectionAndFocusSurviveScrolling()

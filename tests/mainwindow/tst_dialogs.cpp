@@ -50,7 +50,6 @@ void set(QWidget *widget, const QString &text)
             check->click();
     } else if (auto *const table = qobject_cast<QTableWidget *>(widget)) {
         const bool adds = text.startsWith(QLatin1Char('+'));
-        table->setSelectionMode(QAbstractItemView::ExtendedSelection);
         table->selectionModel()->select(
             table->model()->index(text.toInt(), 0),
             QItemSelectionModel::Rows |
@@ -223,7 +222,7 @@ private:
 
     QWidget *widget(const QString &name) const
     {
-        auto *const found = dialog->findChild<QWidget *>(name);
+        auto *const found = name.isEmpty() ? dialog : dialog->findChild<QWidget *>(name);
         if (!found)
             qFatal("no %s", qPrintable(name));
         return found;
@@ -247,7 +246,10 @@ private:
                        value.section(QLatin1Char(' '), 1, 1).toInt())
                 ->setText(value.section(QLatin1Char(' '), 2));
         } else if (step.contains(QLatin1Char('?'))) {
-            QCOMPARE(shown(widget(name)), value);
+            const QString property = name.section(QLatin1Char('.'), 1);
+            const QWidget *const shows = widget(name.section(QLatin1Char('.'), 0, 0));
+            QCOMPARE(property.isEmpty() ? shown(shows) : shows->property(qPrintable(property)).toString(),
+                     value);
         } else if (step.contains(QLatin1Char('='))) {
             set(widget(name), value);
         } else {
