@@ -4,6 +4,7 @@
 #include "ui_throughputdialog.h"
 
 #include <QCloseEvent>
+#include <QShortcut>
 #include <QTimer>
 
 namespace {
@@ -29,6 +30,9 @@ ThroughputDialog::ThroughputDialog(cls_ble *engine, QWidget *parent)
     , ui(std::make_unique<Ui::ThroughputDialog>())
 {
     ui->setupUi(this);
+    // A button that is down keeps Escape for itself.
+    connect(new QShortcut(QKeySequence(Qt::Key_Escape), this), &QShortcut::activated, this,
+            &ThroughputDialog::reject);
 }
 
 ThroughputDialog::~ThroughputDialog() = default;

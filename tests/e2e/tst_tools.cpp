@@ -71,7 +71,8 @@ private:
     QString text(const char *name) const { return find<QWidget>(name)->property("text").toString(); }
     void close()
     {
-        QTest::keyClick(dialog, Qt::Key_Escape);
+        QWidget *const focus = dialog->focusWidget();
+        QTest::keyClick(focus ? focus : dialog, Qt::Key_Escape);
         QVERIFY(dialog->isHidden());
     }
 
