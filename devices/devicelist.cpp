@@ -35,7 +35,23 @@ DeviceListItem *DeviceList::createItem()
     items.append(item);
     item->show();
     item->dev_mode(developing);
+    putFirstInTabOrder(item);
     return item;
+}
+
+// The toolkit would have the Tab key reach what is made last after all else in the window.
+void DeviceList::putFirstInTabOrder(DeviceListItem *item)
+{
+    QWidgetList inside;
+    for (QWidget *next = item->nextInFocusChain(); item->isAncestorOf(next); next = next->nextInFocusChain())
+        inside.append(next);
+    QWidget *previous = this;
+    for (QWidget *next : qAsConst(inside)) {
+        if (next->focusPolicy() == Qt::NoFocus)
+            continue;
+        setTabOrder(previous, next);
+        previous = next;
+    }
 }
 
 // The oldest panel of the connection, or null.

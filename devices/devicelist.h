@@ -60,6 +60,7 @@ public Q_SLOTS:
 
 private:
     DeviceListItem *createItem();
+    void putFirstInTabOrder(DeviceListItem *item);
     DeviceListItem *findByHandle(uint8 handle) const;
     DeviceListItem *findOrCreate(bd_addr address, uint8 addrtype, bool create);
 

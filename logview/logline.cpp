@@ -9,6 +9,7 @@ LogLine::LogLine()
 {
     // Before these are set, an empty item has no height.
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setDefaultTextColor(Qt::black); // on light paper, whatever the desktop's colours are
     auto *document = new LogDocument(this);
     document->setUndoRedoEnabled(false);
     setDocument(document);

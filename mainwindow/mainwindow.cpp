@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QDateTime>
 #include <QPalette>
+#include <QTextDocumentFragment>
 #include <QToolTip>
 
 #include <algorithm>
@@ -50,6 +51,16 @@ QString log_stamp()
     return stamp;
 }
 
+// For widgets whose text has fixed colours: those are for light paper, and a dark desktop would hide them.
+void give_light_paper(QWidget *widget)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::Base, Qt::white);
+    palette.setColor(QPalette::Text, Qt::black);
+    palette.setColor(QPalette::PlaceholderText, QColor(96, 96, 96));
+    widget->setPalette(palette);
+}
+
 QString hex_line(const char *prefix, const QByteArray &data)
 {
     return QLatin1String(prefix) + QString::fromLatin1(data.toHex());
@@ -78,6 +89,8 @@ MainWindow::MainWindow(QWidget *parent)
     // The row under the devices is long: its buttons may be narrower than the style would have any button.
     for (QPushButton *button : {ui->pushConnUpdate, ui->pushRefreshDevices, ui->pushClearDevices})
         button->setMinimumWidth(button->fontMetrics().horizontalAdvance(button->text()) + button_margin);
+    give_light_paper(ui->textDebug);
+    give_light_paper(ui->lineCommand);
     resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
     fill_baud_rates();
     connect_window();
@@ -289,6 +302,11 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);
+    // What the colour says, for those who don't see it.
+    if (bad && message.isEmpty())
+        message = QStringLiteral("Neither a command nor a hex string");
+    ui->lineCommand->setAccessibleDescription(
+        bad ? QTextDocumentFragment::fromHtml(message.left(longest_tooltip)).toPlainText() : QString());
 }
 
 void MainWindow::on_lineCommand_returnPressed()

@@ -1,0 +1,288 @@
+#include "tests/mainwindow/window_fixture.h"
+
+#include "devices/devicelist.h"
+#include "logview/logview.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <utility>
+
+namespace {
+
+const QSize screen_size(1920, 1080);
+constexpr double least_contrast = 4.5;
+// Pure red, the fixed colour of errors, has no more than 4.0 on any paper that black text can be read on.
+constexpr double least_contrast_of_red = 3.9;
+
+QPalette dark_palette()
+{
+    QPalette palette(QColor(53, 53, 53), QColor(53, 53, 53));
+    palette.setColor(QPalette::Base, QColor(35, 35, 35));
+    palette.setColor(QPalette::AlternateBase, QColor(53, 53, 53));
+    palette.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    palette.setColor(QPalette::HighlightedText, Qt::black);
+    return palette;
+}
+
+double luminance(QRgb colour)
+{
+    const auto linear = [](int channel) {
+        const double part = channel / 255.0;
+        return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) + 0.0722 * linear(qBlue(colour));
+}
+
+// Between the paper, which is the most frequent colour, and what stands out most from it; frames left out.
+double seen_contrast(const QWidget *widget)
+{
+    constexpr int frame = 4;
+    const QRect area(widget->mapTo(widget->window(), QPoint(0, 0)), widget->size());
+    const QImage image = widget->window()->grab(area.adjusted(frame, frame, -frame, -frame)).toImage();
+    QHash<QRgb, int> counts;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            ++counts[image.pixel(x, y)];
+    }
+    const auto less = [&](QRgb a, QRgb b) { return counts.value(a) < counts.value(b); };
+    const QList<QRgb> colours = counts.keys();
+    const double paper = luminance(*std::max_element(colours.begin(), colours.end(), less));
+    double most = 1;
+    for (const QRgb colour : colours) {
+        const double other = luminance(colour);
+        most = std::max(most, (std::max(paper, other) + 0.05) / (std::min(paper, other) + 0.05));
+    }
+    return most;
+}
+
+QString named(const QWidget *widget)
+{
+    return QLatin1String(widget->metaObject()->className()) + QLatin1Char(' ') + widget->objectName();
+}
+
+bool is_control(const QWidget *widget)
+{
+    return (widget->focusPolicy() & Qt::TabFocus) != 0 && widget->focusProxy() == nullptr;
+}
+
+// The two siblings, each the widget itself or an ancestor of it, at which the ways to two widgets part.
+std::pair<QWidget *, QWidget *> parting(QWidget *a, QWidget *b)
+{
+    while (!a->parentWidget()->isAncestorOf(b))
+        a = a->parentWidget();
+    while (b->parentWidget() != a->parentWidget())
+        b = b->parentWidget();
+    return {a, b};
+}
+
+} // namespace
+
+// Every window for those who use no mouse, see large letters only, work on a dark desktop or hear the screen.
+class ReachTest : public WindowFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QApplication::setStyle(QStringLiteral("Fusion"));
+        usual_font = QFont(QStringLiteral("Sans Serif"), 9);
+        usual_palette = QApplication::palette();
+    }
+    void cleanup()
+    {
+        WindowFixture::cleanup();
+        QApplication::setFont(usual_font);
+        QApplication::setPalette(usual_palette);
+    }
+
+    void tab_key_reads_every_control_in_order_data() { windows(); }
+    void tab_key_reads_every_control_in_order()
+    {
+        QWidget *const shown = open();
+        QWidgetList expected;
+        for (QWidget *widget : shown->findChildren<QWidget *>()) {
+            if (is_control(widget) && widget->isVisible() && widget->isEnabled() && widget->window() == shown)
+                expected << widget;
+        }
+        QVERIFY(!expected.isEmpty());
+        if (shown->focusWidget() != nullptr)
+            shown->focusWidget()->clearFocus();
+        QWidgetList walk;
+        for (int i = 0; i <= expected.size(); ++i) {
+            QTest::keyClick(shown->windowHandle(), Qt::Key_Tab);
+            if (walk.contains(QApplication::focusWidget()))
+                break;
+            walk << QApplication::focusWidget();
+        }
+        for (QWidget *widget : qAsConst(expected))
+            QVERIFY2(walk.contains(widget), qPrintable(named(widget)));
+        // The walk is a ring: at one place it goes back to the first control.
+        const auto goes_on = [](QWidget *from, QWidget *to) {
+            if (from->isAncestorOf(to))
+                return true;
+            const auto [before, after] = parting(from, to);
+            const QRect left = before->geometry();
+            const QRect entered = after->geometry();
+            return entered.top() > left.bottom() ||
+                   (entered.left() > left.right() && entered.bottom() > left.top());
+        };
+        const auto back = std::adjacent_find(walk.begin(), walk.end(), std::not_fn(goes_on));
+        if (back != walk.end())
+            std::rotate(walk.begin(), back + 1, walk.end());
+        for (int i = 1; i < walk.size(); ++i) {
+            const QString step = named(walk[i - 1]) + QLatin1String(" -> ") + named(walk[i]);
+            QVERIFY2(goes_on(walk[i - 1], walk[i]), qPrintable(step));
+            QWidget *const entered = parting(walk[i - 1], walk[i]).second;
+            for (int j = 0; j < i; ++j) // a group that was left is not entered again
+                QVERIFY2(walk[j] == entered || !entered->isAncestorOf(walk[j]), qPrintable(step));
+        }
+    }
+
+    void every_control_has_a_name_of_its_own_data() { windows(); }
+    void every_control_has_a_name_of_its_own()
+    {
+        const QWidget *const shown = open();
+        QSet<QString> names;
+        for (QWidget *widget : shown->findChildren<QWidget *>()) {
+            const bool is_radio = qobject_cast<QRadioButton *>(widget) != nullptr;
+            if (widget->window() != shown || !(is_control(widget) || is_radio))
+                continue;
+            const QAccessibleInterface *const heard = QAccessible::queryAccessibleInterface(widget);
+            const QString name = heard->text(QAccessible::Name);
+            QVERIFY2(!name.isEmpty(), qPrintable(named(widget)));
+            const QString key = QStringLiteral("%1 of role %2").arg(name).arg(int(heard->role()));
+            QVERIFY2(!names.contains(key), qPrintable(key + QLatin1String(": ") + named(widget)));
+            names << key;
+        }
+    }
+
+    void large_letters_are_shown_whole_data() { windows(); }
+    void large_letters_are_shown_whole()
+    {
+        enlarge_font();
+        const QWidget *const shown = open();
+        QVERIFY2(shown->width() <= screen_size.width() && shown->height() <= screen_size.height(),
+                 qPrintable(QStringLiteral("%1 x %2").arg(shown->width()).arg(shown->height())));
+        for (const QWidget *widget : shown->findChildren<QWidget *>()) {
+            const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
+                                  widget->inherits("QGroupBox") || widget->inherits("QTabBar") ||
+                                  widget->inherits("QComboBox") || widget->inherits("QAbstractSpinBox");
+            const auto *const label = qobject_cast<const QLabel *>(widget);
+            const bool is_picture = label != nullptr && !label->pixmap(Qt::ReturnByValue).isNull();
+            if (!has_text || is_picture || !widget->isVisible() || widget->window() != shown)
+                continue;
+            QSize needed = widget->minimumSizeHint();
+            // A button may be narrower than its style would have it, if its text is shown whole.
+            if (const auto *const button = qobject_cast<const QPushButton *>(widget))
+                needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + 6);
+            QVERIFY2(widget->width() >= needed.width() && widget->height() >= needed.height(),
+                     qPrintable(QStringLiteral("%1 is %2 x %3 of %4 x %5")
+                                    .arg(named(widget))
+                                    .arg(widget->width())
+                                    .arg(widget->height())
+                                    .arg(needed.width())
+                                    .arg(needed.height())));
+        }
+    }
+
+    void dark_desktop_leaves_texts_readable_data() { windows(); }
+    void dark_desktop_leaves_texts_readable()
+    {
+        enlarge_font(); // thin strokes are paler than their colour
+        QApplication::setPalette(dark_palette());
+        QWidget *const shown = open();
+        for (QLineEdit *edit : shown->findChildren<QLineEdit *>()) {
+            if (edit->text().isEmpty())
+                edit->setText(QStringLiteral("a0"));
+        }
+        for (QWidget *widget : shown->findChildren<QWidget *>()) {
+            const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
+                                  widget->inherits("QComboBox") || widget->inherits("QLineEdit") ||
+                                  widget->inherits("QTabBar") || widget->inherits("QHeaderView");
+            if (has_text && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
+                !widget->visibleRegion().isEmpty() && widget->property("text") != QString())
+                QVERIFY2(seen_contrast(widget) >= least_contrast,
+                         qPrintable(QStringLiteral("%1 %2").arg(named(widget)).arg(seen_contrast(widget))));
+        }
+    }
+
+    void fixed_colours_stay_readable_on_a_dark_desktop()
+    {
+        enlarge_font();
+        QApplication::setPalette(dark_palette());
+        window = std::make_unique<MainWindow>();
+        QVERIFY(show());
+        auto *const command = find<QLineEdit>("lineCommand");
+        QVERIFY(seen_contrast(command) >= least_contrast); // the placeholder
+        QTest::keyClicks(command, QStringLiteral("a"));
+        QVERIFY(seen_contrast(command) >= least_contrast_of_red);
+        QVERIFY(!command->accessibleDescription().isEmpty());
+        QTest::keyClick(command, Qt::Key_Backspace);
+        QTest::keyClicks(command, QStringLiteral("system_hello"));
+        QVERIFY(seen_contrast(command) >= least_contrast);
+        QCOMPARE(command->accessibleDescription(), QString());
+        auto *const log = find<LogView>("textDebug");
+        for (const char *colour : {"", "green", "red"}) {
+            log->clearLog();
+            log->addLine(QString(), QStringLiteral("<font color=%1>WWW</font>").arg(QLatin1String(colour)));
+            QApplication::processEvents();
+            QVERIFY2(seen_contrast(log->viewport()) >= least_contrast_of_red, colour);
+        }
+        window->USBReset();
+        QVERIFY(seen_contrast(find("labelDev")) >= least_contrast);
+    }
+
+private:
+    void enlarge_font() const
+    {
+        QFont font = usual_font;
+        font.setPointSize(2 * font.pointSize());
+        QApplication::setFont(font);
+    }
+
+    void windows() const
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("page");
+        for (const char *name :
+             {"Bletest", "SMDialog", "DialogGATTServer", "ThroughputDialog", "PSTool", "SetAddressDialog",
+              "WhitelistDialog", "IODialog", "FlashMem", "AboutDialog"})
+            QTest::newRow(name) << QString::fromLatin1(name) << 0;
+        for (const int page : {0, 1, 2})
+            QTest::addRow("DFUDialog %d", page) << QStringLiteral("DFUDialog") << page;
+        for (const int page : {0, 1})
+            QTest::addRow("MainWindow %d", page) << QStringLiteral("MainWindow") << page;
+    }
+
+    // The window of the row, with the page open; the main window with a connected device and all controls.
+    QWidget *open()
+    {
+        window = std::make_unique<MainWindow>();
+        QFETCH(QString, name);
+        QFETCH(int, page);
+        QWidget *shown = window.get();
+        if (name == window->objectName()) {
+            window->dev_mode(true);
+            find<DeviceList>("deviceList")->evt_status(0, 1, bd_addr(), 0, 0, 0, 0, 0);
+            find<QPushButton>("pushShow")->setChecked(true);
+        } else {
+            shown = window->findChild<QDialog *>(name);
+        }
+        if (auto *const pages = shown->findChild<QTabWidget *>())
+            pages->setCurrentIndex(page);
+        shown->show();
+        QApplication::setActiveWindow(shown);
+        if (!QTest::qWaitForWindowActive(shown))
+            qFatal("%s does not open", qPrintable(name));
+        QApplication::processEvents();
+        return shown;
+    }
+
+    QFont usual_font;
+    QPalette usual_palette;
+};
+
+QTEST_MAIN(ReachTest)
+#include "tst_reach.moc"
