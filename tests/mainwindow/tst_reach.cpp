@@ -202,7 +202,8 @@ private Q_SLOTS:
                                   widget->inherits("QComboBox") || widget->inherits("QLineEdit") ||
                                   widget->inherits("QTabBar") || widget->inherits("QHeaderView");
             if (has_text && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
-                !widget->visibleRegion().isEmpty() && widget->property("text") != QString())
+                widget->visibleRegion().boundingRect() == widget->rect() &&
+                widget->property("text") != QString())
                 QVERIFY2(seen_contrast(widget) >= least_contrast,
                          qPrintable(QStringLiteral("%1 %2").arg(named(widget)).arg(seen_contrast(widget))));
         }
