@@ -34,12 +34,17 @@ double luminance(QRgb colour)
     return 0.2126 * linear(qRed(colour)) + 0.7152 * linear(qGreen(colour)) + 0.0722 * linear(qBlue(colour));
 }
 
+QRect placed(const QWidget *widget)
+{
+    return {widget->mapTo(widget->window(), QPoint(0, 0)), widget->size()};
+}
+
 // Between the paper, which is the most frequent colour, and what stands out most from it; frames left out.
 double seen_contrast(const QWidget *widget)
 {
     constexpr int frame = 4;
-    const QRect area(widget->mapTo(widget->window(), QPoint(0, 0)), widget->size());
-    const QImage image = widget->window()->grab(area.adjusted(frame, frame, -frame, -frame)).toImage();
+    const QImage image =
+        widget->window()->grab(placed(widget).adjusted(frame, frame, -frame, -frame)).toImage();
     QHash<QRgb, int> counts;
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x)
@@ -66,14 +71,19 @@ bool is_control(const QWidget *widget)
     return (widget->focusPolicy() & Qt::TabFocus) != 0 && widget->focusProxy() == nullptr;
 }
 
-// The two siblings, each the widget itself or an ancestor of it, at which the ways to two widgets part.
+// The two siblings, each the widget itself or an ancestor of it, at which the ways to two widgets part. Docks
+// are no groups: the row that attaches a port, in the middle, is read before the dock on its left.
 std::pair<QWidget *, QWidget *> parting(QWidget *a, QWidget *b)
 {
-    while (!a->parentWidget()->isAncestorOf(b))
-        a = a->parentWidget();
-    while (b->parentWidget() != a->parentWidget())
-        b = b->parentWidget();
-    return {a, b};
+    QWidget *first = a;
+    QWidget *second = b;
+    while (!first->parentWidget()->isAncestorOf(b))
+        first = first->parentWidget();
+    while (second->parentWidget() != first->parentWidget())
+        second = second->parentWidget();
+    if (qobject_cast<QMainWindow *>(first->parentWidget()) != nullptr)
+        return {a, b};
+    return {first, second};
 }
 
 } // namespace
@@ -118,15 +128,15 @@ private Q_SLOTS:
         }
         for (QWidget *widget : qAsConst(expected))
             QVERIFY2(walk.contains(widget), qPrintable(named(widget)));
-        // The walk is a ring: at one place it goes back to the first control.
+        // Always on to the right or further down, group by group. The walk is a ring, so that at one place it
+        // goes back to the first control.
         const auto goes_on = [](QWidget *from, QWidget *to) {
             if (from->isAncestorOf(to))
                 return true;
             const auto [before, after] = parting(from, to);
-            const QRect left = before->geometry();
-            const QRect entered = after->geometry();
-            return entered.top() > left.bottom() ||
-                   (entered.left() > left.right() && entered.bottom() > left.top());
+            const QRect left = placed(before);
+            const QRect entered = placed(after);
+            return entered.top() > left.bottom() || entered.left() > left.right();
         };
         const auto back = std::adjacent_find(walk.begin(), walk.end(), std::not_fn(goes_on));
         if (back != walk.end())
