@@ -8,6 +8,7 @@
 #include <QtTest>
 
 #include <asm/termbits.h>
+#include <cstring>
 #include <memory>
 #include <sys/file.h>
 #include <sys/ioctl.h>
@@ -85,9 +86,11 @@ private Q_SLOTS:
     void speeds()
     {
         pseudo_terminal module;
-        const auto device = open(module.path());
-        QVERIFY(device);
         const int beside = open_beside(module.path());
+        termios2 before = {};
+        QCOMPARE(::ioctl(beside, TCGETS2, &before), 0);
+        auto device = open(module.path());
+        QVERIFY(device);
         for (unsigned baud : {256000U, 128000U, 115200U, 57600U, 38400U, 19200U, 14400U, 9600U, 4800U, 2400U,
                               1200U, 600U, 300U, 110U}) {
             for (int asked : {static_cast<int>(baud), 0, -1}) // the last two are no speeds
@@ -102,9 +105,13 @@ private Q_SLOTS:
             QCOMPARE(line.c_iflag & (INPCK | ISTRIP | IXON | IXOFF | ICRNL | INLCR | IGNCR), 0U);
             QCOMPARE(line.c_oflag & OPOST, 0U);
         }
-        ::close(beside);
         QVERIFY(module.send(empty_frame));
         QTRY_COMPARE(frames.size(), 1);
+        device.reset();
+        termios2 after = {};
+        QCOMPARE(::ioctl(beside, TCGETS2, &after), 0);
+        QVERIFY(std::memcmp(&after, &before, sizeof after) == 0);
+        ::close(beside);
     }
 
     void otherEndGoesAway()

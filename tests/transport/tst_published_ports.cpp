@@ -1,4 +1,5 @@
 #include "tests/transport/pseudo_terminal.h"
+#include "transport/commdev.h"
 #include "transport/platform/published_ports.h"
 #include "transport/uartcomm.h"
 
@@ -13,6 +14,8 @@
 #include <sys/stat.h>
 
 namespace {
+
+constexpr uid_t nobody = 65534;
 
 unsigned mode_of(const QByteArray &path)
 {
@@ -137,6 +140,8 @@ private Q_SLOTS:
         QTest::newRow("nothing") << QByteArray("/dev/pts/there-is-none") << true << QString();
         QTest::newRow("relative") << QByteArray("../../module") << true << QString();
         QTest::newRow("device of another user") << QByteArray("FOREIGN") << true << QString();
+        QTest::newRow("link of another user") << QByteArray("LINK") << true << QString();
+        QTest::newRow("lock of another user") << QByteArray("LOCK") << true << QString();
     }
 
     void foreignThingsAreNotListed()
@@ -144,16 +149,72 @@ private Q_SLOTS:
         QFETCH(QByteArray, target);
         QFETCH(bool, locked);
         const pseudo_terminal foreign;
-        if (target == "FOREIGN") {
-            constexpr uid_t nobody = 65534;
-            target = foreign.path().toLatin1();
-            if (::geteuid() != 0 || ::chown(target.constData(), nobody, gid_t(-1)) != 0)
-                target = "/dev/null";
-        }
+        const QByteArray kind = target;
+        const bool is_theirs = kind == "FOREIGN" || kind == "LINK" || kind == "LOCK";
+        if (is_theirs && ::geteuid() != 0)
+            QSKIP("only root can make files of another user");
+        if (is_theirs)
+            target = kind == "FOREIGN" ? foreign.path().toLatin1() : QByteArray(device.c_str());
         const int lock = leave_behind(target);
+        const QByteArray theirs = kind == "FOREIGN" ? target
+                                  : kind == "LINK"  ? in_dir("module")
+                                                    : in_dir(".module.lock");
+        QVERIFY(!is_theirs || ::lchown(theirs.constData(), nobody, gid_t(-1)) == 0);
         QCOMPARE(::flock(lock, locked ? LOCK_EX : LOCK_UN), 0);
         QTEST(listed(), "expected");
         ::close(lock);
+    }
+
+    // Left when others could still write in the directory. It keeps nobody from publishing.
+    void foreignLockIsReplaced()
+    {
+        if (::geteuid() != 0)
+            QSKIP("only root can make files of another user");
+        const int lock = leave_behind("/dev/null");
+        QCOMPARE(::fchown(lock, nobody, gid_t(-1)), 0);
+        QCOMPARE(::flock(lock, LOCK_EX), 0);
+        const port_publication publication("module", device);
+        QVERIFY2(publication.is_published(), publication.error().c_str());
+        QCOMPARE(listed(), as_module);
+        ::close(lock);
+    }
+
+    // Is not used; another one may be found.
+    void runtimeDirectoryOfOthers_data()
+    {
+        QTest::addColumn<uint>("mode");
+        QTest::addColumn<uint>("owner");
+        QTest::newRow("writable by everybody") << 0777U << ::geteuid();
+        QTest::newRow("another user's") << 0700U << nobody;
+    }
+
+    void runtimeDirectoryOfOthers()
+    {
+        QFETCH(uint, mode);
+        QFETCH(uint, owner);
+        if (owner != ::geteuid() && ::geteuid() != 0)
+            QSKIP("only root can make files of another user");
+        const QByteArray path = runtime->path().toLocal8Bit();
+        QCOMPARE(::chmod(path.constData(), mode), 0);
+        QCOMPARE(::chown(path.constData(), owner, gid_t(-1)), 0);
+        const port_publication publication("module", device);
+        QVERIFY(QDir(runtime->path()).isEmpty());
+    }
+
+    // The number of a pseudo-terminal that was published goes to another one.
+    void goneModuleIsNotOpened()
+    {
+        UartComm comm;
+        {
+            const port_publication publication("module", device);
+            comm.DiscoverDevices();
+            const std::unique_ptr<CommDev> attached(comm.Open(module.path()));
+            QVERIFY(attached);
+        }
+        QVERIFY(!comm.Open(module.path()));
+        const port_publication again("other name", device);
+        const std::unique_ptr<CommDev> attached(comm.Open(module.path()));
+        QVERIFY(attached);
     }
 
     void whatIsInTheWayStays()

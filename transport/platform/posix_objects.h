@@ -5,8 +5,11 @@
 #include <atomic>
 #include <memory>
 #include <optional>
+#include <string>
 #include <unistd.h>
 #include <utility>
+
+struct termios2;
 
 // What the handles of the POSIX half stand for. A handle is a number that is never given out twice, so a
 // stale one names nothing; the object behind it, and with it the descriptor, lives until the last operation
@@ -50,16 +53,18 @@ public:
 class port : public object
 {
 public:
-    port(unique_fd line_fd, unique_fd shut_fd)
+    port(unique_fd line_fd, unique_fd shut_fd, std::shared_ptr<const termios2> line_before)
         : line(std::move(line_fd))
         , shut_event(std::move(shut_fd))
+        , before(std::move(line_before))
     {
     }
     ~port() override;
     void shut() override;
 
     unique_fd line;
-    unique_fd shut_event; // readable for good once the handle is closed
+    unique_fd shut_event;                   // readable for good once the handle is closed
+    std::shared_ptr<const termios2> before; // the settings that the line had, and gets back
     std::atomic<bool> is_shut{false};
 };
 
@@ -103,5 +108,9 @@ std::shared_ptr<T> find_as(handle name)
 bool fail(int error); // sets last_error() and gives false
 
 unique_fd make_eventfd();
+
+// Whether a list offered this device because a program published it, and no program does so any more. A
+// pseudo-terminal's number is soon given to another terminal.
+bool is_no_longer_published(const std::string &path);
 
 } // namespace vs::posix

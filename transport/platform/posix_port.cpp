@@ -92,14 +92,16 @@ void drain(int fd)
     }
 }
 
-// Refuses a port that somebody has locked. True with the line ready to carry bytes as they are.
-bool take_line(int fd)
+// Refuses a port that somebody has locked. True with the line ready to carry bytes as they are; `before` is
+// how it was.
+bool take_line(int fd, termios2 &before)
 {
     termios2 line = {};
     if (::ioctl(fd, TCGETS2, &line) != 0)
         return fail(errno);
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
         return fail(errno == EWOULDBLOCK ? EBUSY : errno);
+    before = line;
     make_raw(line);
     if (::ioctl(fd, TCSETS2, &line) != 0)
         return fail(errno);
@@ -114,6 +116,7 @@ bool take_line(int fd)
 port::~port()
 {
     drain(line.get());
+    ::ioctl(line.get(), TCSETS2, before.get());
     ::ioctl(line.get(), TIOCNXCL);
     ::flock(line.get(), LOCK_UN); // a child between fork and exec would hold it on
 }
@@ -141,9 +144,15 @@ handle open_port(const char *path)
         fail(errno);
         return invalid_handle;
     }
-    if (!take_line(line.get()))
+    // Not asked before it is open, which keeps its number from going to somebody else.
+    if (is_no_longer_published(path)) {
+        fail(ENODEV);
         return invalid_handle;
-    return add(std::make_shared<port>(std::move(line), std::move(shut_event)));
+    }
+    const auto before = std::make_shared<termios2>();
+    if (!take_line(line.get(), *before))
+        return invalid_handle;
+    return add(std::make_shared<port>(std::move(line), std::move(shut_event), before));
 }
 
 // The queues are the driver's own here, and the line is set to have no timeouts when it is opened.

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstring>
 #include <libudev.h>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -97,6 +99,27 @@ void add_hardware_ports(std::vector<listed_port> &ports)
     }
 }
 
+struct published_paths
+{
+    std::mutex mutex;
+    std::set<std::string> listed; // since the process began
+};
+
+published_paths &published()
+{
+    static auto *const instance = new published_paths;
+    return *instance;
+}
+
+void add_published_ports(std::vector<listed_port> &ports)
+{
+    const std::lock_guard lock(published().mutex);
+    for (const published_port &port : list_published_ports()) {
+        published().listed.insert(port.path);
+        add_port(ports, port.name, port.path);
+    }
+}
+
 const listed_port *port_of(handle list, const device_record &device)
 {
     const auto found = posix::find_as<device_list>(list);
@@ -114,6 +137,18 @@ bool copy_text(const std::string &text, char *buffer, std::uint32_t size)
 
 } // namespace
 
+bool posix::is_no_longer_published(const std::string &path)
+{
+    {
+        const std::lock_guard lock(published().mutex);
+        if (published().listed.count(path) == 0)
+            return false;
+    }
+    const auto ports = list_published_ports();
+    return std::none_of(ports.begin(), ports.end(),
+                        [&path](const published_port &port) { return port.path == path; });
+}
+
 const char *port_path_prefix()
 {
     return dev_dir;
@@ -123,8 +158,7 @@ handle open_device_list()
 {
     auto list = std::make_shared<device_list>();
     add_hardware_ports(list->ports);
-    for (const published_port &port : list_published_ports())
-        add_port(list->ports, port.name, port.path);
+    add_published_ports(list->ports);
     return posix::add(std::move(list));
 }
 

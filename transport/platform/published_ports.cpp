@@ -71,27 +71,36 @@ int open_ports_dir(bool create)
     return ports;
 }
 
+// The directory may have been open to others before it was closed, and what they left is still in it.
+bool is_own_file(int fd)
+{
+    struct stat info = {};
+    return ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == ::geteuid();
+}
+
 bool is_held(int dir, const std::string &lock_name)
 {
     const int lock = ::openat(dir, lock_name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (lock < 0)
         return false;
     // Shared, so that two lists made at once do not take each other for the publisher.
-    const bool held = ::flock(lock, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    const bool held = is_own_file(lock) && ::flock(lock, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     ::close(lock);
     return held;
 }
 
-// The device that a link leads to; empty unless it is a character device of this user.
+// The device that a link leads to; empty unless both are this user's and the device is a character device.
 std::string own_device(int dir, const std::string &link)
 {
+    struct stat info = {};
+    if (::fstatat(dir, link.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 || info.st_uid != ::geteuid())
+        return {};
     char target[PATH_MAX];
     const ssize_t length = ::readlinkat(dir, link.c_str(), target, sizeof target);
     if (length <= 0 || length >= static_cast<ssize_t>(sizeof target) || target[0] != '/')
         return {};
     const std::string named(target, static_cast<std::size_t>(length));
     const std::unique_ptr<char, decltype(&std::free)> path(::realpath(named.c_str(), nullptr), &std::free);
-    struct stat info = {};
     if (!path || ::stat(path.get(), &info) != 0 || !S_ISCHR(info.st_mode) || info.st_uid != ::geteuid())
         return {};
     return path.get();
@@ -187,7 +196,10 @@ bool port_publication::take_lock()
             error_ = "cannot lock \"" + name_ + "\": " + std::strerror(errno);
             return false;
         }
-        const bool locked = ::flock(lock_, LOCK_EX | LOCK_NB) == 0;
+        const bool usable = is_own_file(lock_);
+        if (!usable)
+            ::unlinkat(dir_, lock_name().c_str(), 0);
+        const bool locked = usable && ::flock(lock_, LOCK_EX | LOCK_NB) == 0;
         if (locked && lock_is_named())
             return true;
         ::close(lock_);
