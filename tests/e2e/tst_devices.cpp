@@ -97,6 +97,8 @@ void tst_devices::browse()
     QTRY_VERIFY_WITH_TIMEOUT(!panel.raw(heartRate).isEmpty(), answer_ms);
     QVERIFY(on_wire("04 05 00 14 00 01"));
     panel.write(heartRateConfiguration, "0000", "pushGATTWrite");
+    // One procedure at a time: both writes have ended.
+    QTRY_COMPARE_WITH_TIMEOUT(module.output().count("-> 80 05 04 01 00 00 00 15 00"), 2, answer_ms);
 
     panel.select(secret);
     panel.click("pushGATTRead");
