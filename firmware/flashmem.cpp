@@ -110,7 +110,7 @@ void FlashMem::on_pushSelect_clicked()
     ui->lineFileSize->setText(QString::number(fileData.size()));
 
     const uint32 address = hexNumber(ui->lineFileAddress->text());
-    const int padded = fileData.size() + paddingToWord(address % wordSize + fileData.size());
+    const int padded = fileData.size() + paddingToWord(qint64(address % wordSize) + fileData.size());
     const int steps = (padded + chunkSize - 1) / chunkSize;
     // From 0 to 0 would be shown as busy without end; with nothing to program the bar is full at 0.
     ui->progressFileFlash->setRange(steps == 0 ? -1 : 0, steps);

@@ -1,0 +1,59 @@
+// The address validator, with the cursor anywhere.
+
+#include "fuzz.h"
+
+#include "commandline/addressvalidator.h"
+
+namespace {
+
+QString without(QString text, QChar character)
+{
+    return text.remove(character);
+}
+
+bool isKnown(QChar c)
+{
+    return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || c == u':';
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    return 0;
+}
+
+// The cursor, then the text.
+int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    Input input(data, size);
+    const int cursor = input.byte();
+    const QString typed = QString::fromUtf8(input.rest());
+
+    const AddressValidator validator;
+    QString text = typed;
+    int pos = cursor;
+    const QValidator::State state = validator.validate(text, pos);
+    if (!std::all_of(typed.begin(), typed.end(), isKnown)) {
+        REQUIRE(state == QValidator::Invalid && text == typed && pos == cursor);
+        return 0;
+    }
+    const QString digits = without(text, u':');
+    REQUIRE(digits == without(typed, u':').left(12));
+    for (int i = 0; i < text.size(); ++i)
+        REQUIRE((text.at(i) == u':') == (i % 3 == 2));
+    REQUIRE(!text.endsWith(u':'));
+    REQUIRE(typed.isEmpty() || (pos >= 0 && pos <= text.size()));
+    const auto expected = digits.isEmpty()
+                              ? (typed.isEmpty() ? QValidator::Intermediate : QValidator::Invalid)
+                          : digits.size() == 12 ? QValidator::Acceptable
+                                                : QValidator::Intermediate;
+    REQUIRE(state == expected);
+
+    // What it made of the text it leaves as it is, the cursor too.
+    QString same = text;
+    int samePos = pos;
+    REQUIRE(typed.isEmpty() || text.isEmpty() || validator.validate(same, samePos) == state);
+    REQUIRE(same == text);
+    return 0;
+}

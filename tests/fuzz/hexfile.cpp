@@ -1,0 +1,127 @@
+// Intel hex files: from memory, from a file, and from a device that gives a few bytes at a time.
+
+#include "fuzz.h"
+
+#include "firmware/hexfile.h"
+
+#include <QBuffer>
+#include <QFile>
+
+namespace {
+
+MemoryFile *file;
+
+class Trickle : public QBuffer
+{
+public:
+    explicit Trickle(int size)
+        : portion(size)
+    {
+    }
+
+protected:
+    qint64 readData(char *to, qint64 most) override
+    {
+        return QBuffer::readData(to, std::min<qint64>(most, portion));
+    }
+
+private:
+    const int portion;
+};
+
+struct Outcome
+{
+    bool isWhole = false;
+    QByteArray image = "what was there before";
+    uint32 low = 1;
+    uint32 high = 1;
+
+    bool operator==(const Outcome &other) const
+    {
+        return isWhole == other.isWhole && image == other.image && low == other.low && high == other.high;
+    }
+};
+
+Outcome load(QIODevice &device)
+{
+    Outcome outcome;
+    REQUIRE(device.isOpen() || device.open(QIODevice::ReadOnly));
+    outcome.isWhole = readHexFile(device, outcome.image, outcome.low, outcome.high);
+    return outcome;
+}
+
+// The same in the plainest way. True if it was read to its end.
+bool readPlainly(const QByteArray &text, QByteArray &image)
+{
+    uint32 base = 0;
+    QList<QByteArray> lines = text.split('\n');
+    if (lines.last().isEmpty())
+        lines.removeLast();
+    for (const QByteArray &line : qAsConst(lines)) {
+        if (!line.startsWith(':'))
+            return false;
+        QByteArray bytes;
+        for (int i = 1; i < line.size(); i += 2)
+            bytes += char(
+                QString::fromUtf8(line.constData() + i, std::min(2, line.size() - i)).toUInt(nullptr, 16));
+        const int count = uint8((bytes + '\0').at(0));
+        bytes += QByteArray(4 + count, '\0');
+        const auto word = [&bytes](int at) {
+            return uint32(uint8(bytes.at(at))) << 8 | uint8(bytes.at(at + 1));
+        };
+        const int type = bytes.at(3);
+        if (type == 4) {
+            const QByteArray data = bytes.mid(4, std::min(count, 2)) + QByteArray(2, '\0');
+            base = uint32(uint8(data.at(0))) << 24 | uint32(uint8(data.at(1))) << 16;
+        } else if (type == 0) {
+            const qint64 address = uint32(base + word(1));
+            if (address + count > maxImageSize)
+                return false;
+            if (address > image.size())
+                image.append(int(address) - image.size(), '\xff');
+            image.replace(int(address), count, bytes.constData() + 4, count);
+        } else if (type != 1 && type != 5) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    file = new MemoryFile;
+    return 0;
+}
+
+// The size of a portion, then the file.
+int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    Input input(data, size);
+    const int portion = 1 + input.byte();
+    const QByteArray text = input.rest();
+
+    QBuffer memory;
+    memory.setData(text);
+    const Outcome outcome = load(memory);
+    REQUIRE(outcome.image.size() <= maxImageSize);
+    REQUIRE(outcome.low == 0);
+    REQUIRE(outcome.high >= 0x7fffffff);
+    if (outcome.image.size() > 1 << 20)
+        return 0; // once is slow enough
+
+    Trickle trickle(portion);
+    trickle.setData(text);
+    REQUIRE(trickle.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
+    REQUIRE(load(trickle) == outcome);
+
+    file->setContent(text);
+    QFile onDisk(file->path());
+    REQUIRE(load(onDisk) == outcome);
+
+    QByteArray plain;
+    REQUIRE(readPlainly(text, plain) == outcome.isWhole);
+    REQUIRE(plain == outcome.image);
+    return 0;
+}

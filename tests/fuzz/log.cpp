@@ -1,0 +1,72 @@
+// The log: any lines, painted, copied, and copied as a sequence diagram.
+
+#include "fuzz.h"
+
+#include "logview/flowchart.h"
+#include "logview/logview.h"
+
+#include <QClipboard>
+#include <QMimeData>
+
+namespace {
+
+LogView *view;
+
+const QMimeData *clipboard()
+{
+    const QMimeData *data = QApplication::clipboard()->mimeData();
+    REQUIRE(data != nullptr);
+    return data;
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    startApplication();
+    view = new LogView;
+    view->resize(300, 200);
+    view->show();
+    return 0;
+}
+
+// Whether to paint, then lines; 0x01 is between the pieces of a line that has several.
+int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    Input input(data, size);
+    const uint8 how = input.byte();
+    const QStringList lines = QString::fromUtf8(input.rest()).split(u'\n');
+    const QString stamp = QStringLiteral("<b>2026.01.02 03:04:05.678</b> ");
+
+    view->clearLog();
+    view->scroll((how & 1) != 0);
+    QList<QStringList> expected;
+    qint64 chartSize = 0;
+    QString chart;
+    for (const QString &line : lines) {
+        const QStringList pieces = line.split(QChar(1));
+        if (pieces.size() > 1) {
+            view->addLine(stamp, pieces);
+            expected += QStringList(stamp) + pieces;
+        } else {
+            view->addLine(stamp, line);
+            expected += QStringList(stamp + line + QLatin1String("<br>"));
+        }
+        const qint64 before = chart.size();
+        append_to_chart(chart, expected.last());
+        REQUIRE(chart.size() - before <= chart_size(expected.last()));
+        chartSize += chart_size(expected.last());
+    }
+    if ((how & 2) != 0) {
+        QCoreApplication::processEvents();
+        REQUIRE(!view->viewport()->grab().isNull());
+    }
+    REQUIRE(view->line_store == expected);
+
+    view->copy();
+    REQUIRE(clipboard()->hasHtml() && clipboard()->hasText());
+    REQUIRE(clipboard()->html().count(stamp) >= lines.size());
+    view->copyFlowChart();
+    REQUIRE(clipboard()->text() == chart && chart.size() <= chartSize);
+    return 0;
+}

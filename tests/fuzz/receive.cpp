@@ -1,0 +1,212 @@
+// Received bytes in any chunking, through the engine, all handlers and their log lines.
+
+#include "fuzz.h"
+
+#include "protocol/cls_ble.h"
+
+#include <QMetaMethod>
+
+#include <memory>
+#include <vector>
+
+namespace {
+
+// Writes down all that the engine emits. Connected by index, as there are too many signals for a slot each.
+class Recorder : public QObject
+{
+public:
+    explicit Recorder(cls_ble &engine)
+    {
+        connect(&engine, &cls_ble::parsed_message_str, this, &Recorder::takeLine);
+        connect(&engine, &cls_ble::parsed_message_data, this, [this](const QByteArray &frame) {
+            transcript += "data" + frame;
+            frames.push_back(frame);
+            fed();
+        });
+        connect(&engine, &cls_ble::tx_data, this, [this](const QByteArray &f) { transcript += "sent" + f; });
+        for (const QObject *sender : std::initializer_list<const QObject *>{
+                 &engine.system, &engine.flash, &engine.attributes, &engine.connection, &engine.attclient,
+                 &engine.sm, &engine.gap, &engine.hardware, &engine.test, &engine.dfu})
+            listenTo(sender);
+    }
+
+    int qt_metacall(QMetaObject::Call call, int id, void **args) override
+    {
+        id = QObject::qt_metacall(call, id, args);
+        if (id < 0 || call != QMetaObject::InvokeMetaMethod)
+            return id;
+        transcript += "signal" + QByteArray::number(id);
+        for (const int size : argumentSizes[std::size_t(id)]) {
+            const void *argument = *++args;
+            transcript += size > 0 ? QByteArray(static_cast<const char *>(argument), size)
+                                   : *static_cast<const QByteArray *>(argument);
+        }
+        ++signalCount;
+        fed();
+        return -1;
+    }
+
+    QByteArray transcript;
+    std::vector<QByteArray> frames;
+    int lineCount = 0;
+    int signalCount = 0;
+    cls_ble *fedEngine = nullptr;   // gets the next chunk from within each signal
+    std::vector<QByteArray> chunks; // the next one last
+
+private:
+    void listenTo(const QObject *sender)
+    {
+        const QMetaObject *meta = sender->metaObject();
+        for (int i = meta->methodOffset(); i < meta->methodCount(); ++i) {
+            const QMetaMethod method = meta->method(i);
+            if (method.methodType() != QMetaMethod::Signal)
+                continue;
+            std::vector<int> sizes;
+            for (int p = 0; p < method.parameterCount(); ++p) {
+                const int type = method.parameterType(p);
+                REQUIRE(type != QMetaType::UnknownType);
+                sizes.push_back(type == QMetaType::QByteArray ? 0 : QMetaType::sizeOf(type));
+            }
+            QMetaObject::connect(sender, i, this, staticMetaObject.methodCount() + int(argumentSizes.size()));
+            argumentSizes.push_back(sizes);
+        }
+    }
+
+    void takeLine(const QStringList &pieces)
+    {
+        const QString line = pieces.join(QLatin1Char(' '));
+        REQUIRE(line.startsWith(QLatin1String("ble_")));
+        transcript += "line" + line.toUtf8();
+        ++lineCount;
+        fed();
+    }
+
+    void fed()
+    {
+        if (fedEngine == nullptr || chunks.empty())
+            return;
+        const QByteArray next = chunks.back();
+        chunks.pop_back();
+        fedEngine->rx_data(next);
+    }
+
+    std::vector<std::vector<int>> argumentSizes;
+};
+
+struct Rig
+{
+    cls_ble engine;
+    Recorder recorder{engine};
+
+    // Ends what the last input left unfinished, and sends commands of which all but the first wait.
+    void restart(int commands)
+    {
+        // Longer than the longest frame, and begins none: three bytes of it stay, before every input.
+        static const QByteArray junk(2100, '\xff');
+        recorder.fedEngine = nullptr;
+        recorder.chunks.clear();
+        engine.rx_data(junk);
+        engine.reset_queue();
+        recorder.transcript.clear();
+        recorder.frames.clear();
+        recorder.lineCount = recorder.signalCount = 0;
+        engine.set_flow_control(true);
+        for (int i = 0; i < commands; ++i)
+            engine.system.cmd_hello();
+        engine.set_flow_control(false);
+        recorder.lineCount = 0;
+    }
+};
+
+Rig *whole;
+Rig *cut;
+
+// The frames in `bytes`, and how many of them have a handler.
+std::vector<QByteArray> framesOf(const QByteArray &bytes, int &known)
+{
+    std::vector<QByteArray> frames;
+    known = 0;
+    int at = 0;
+    while (bytes.size() - at >= 4) {
+        const auto byte = [&](int i) { return uint32(uint8(bytes.at(at + i))); };
+        if ((byte(0) & 0x78) != 0) {
+            ++at;
+            continue;
+        }
+        const int total = int((byte(0) & 7) << 8 | byte(1)) + 4;
+        if (total > bytes.size() - at)
+            break;
+        known += cls_ble::find_response_or_event(byte(0) | byte(2) << 16 | byte(3) << 24) != nullptr;
+        frames.push_back(bytes.mid(at, total));
+        at += total;
+    }
+    return frames;
+}
+
+std::vector<QByteArray> chunksOf(const QByteArray &bytes, const QByteArray &lengths)
+{
+    std::vector<QByteArray> chunks;
+    int at = 0;
+    for (const char length : lengths) {
+        chunks.push_back(bytes.mid(at, uint8(length)));
+        at += chunks.back().size();
+    }
+    chunks.push_back(bytes.mid(at));
+    return chunks;
+}
+
+// Bytes that are gone once the engine has come back.
+void feedBorrowed(cls_ble &engine, const QByteArray &bytes)
+{
+    const std::unique_ptr<char[]> room(new char[std::size_t(bytes.size())]);
+    std::copy(bytes.begin(), bytes.end(), room.get());
+    engine.rx_data(QByteArray::fromRawData(room.get(), bytes.size()));
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    register_meta_types();
+    whole = new Rig;
+    cut = new Rig;
+    return 0;
+}
+
+// A byte of how, the count of chunk lengths, these lengths, and the bytes. The last chunk is all that is
+// left.
+int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
+{
+    Input input(data, size);
+    const uint8 how = input.byte();
+    const QByteArray lengths = input.counted();
+    const QByteArray bytes = input.rest();
+    const int commands = how & 3;
+    const bool fromWithin = (how & 4) != 0;
+    const bool borrowed = (how & 8) != 0;
+
+    whole->restart(commands);
+    whole->engine.rx_data(bytes);
+
+    cut->restart(commands);
+    auto chunks = chunksOf(bytes, lengths);
+    std::reverse(chunks.begin(), chunks.end());
+    cut->recorder.chunks = std::move(chunks);
+    cut->recorder.fedEngine = fromWithin ? &cut->engine : nullptr;
+    auto &waiting = cut->recorder.chunks;
+    while (!waiting.empty()) {
+        const QByteArray next = waiting.back();
+        waiting.pop_back();
+        if (borrowed)
+            feedBorrowed(cut->engine, next);
+        else
+            cut->engine.rx_data(next);
+    }
+
+    int known = 0;
+    REQUIRE(whole->recorder.frames == framesOf("\xff\xff\xff" + bytes, known));
+    REQUIRE(whole->recorder.signalCount == known);
+    REQUIRE(whole->recorder.lineCount == known);
+    REQUIRE(whole->recorder.transcript == cut->recorder.transcript);
+    return 0;
+}
