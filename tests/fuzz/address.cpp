@@ -43,7 +43,7 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     for (int i = 0; i < text.size(); ++i)
         REQUIRE((text.at(i) == u':') == (i % 3 == 2));
     REQUIRE(!text.endsWith(u':'));
-    REQUIRE(typed.isEmpty() || (pos >= 0 && pos <= text.size()));
+    REQUIRE(digits.isEmpty() || (pos >= 0 && pos <= text.size()));
     const auto expected = digits.isEmpty()
                               ? (typed.isEmpty() ? QValidator::Intermediate : QValidator::Invalid)
                           : digits.size() == 12 ? QValidator::Acceptable
