@@ -12,10 +12,10 @@ cleanup() {
 }
 trap cleanup EXIT
 
-# Installs what is missing of scripts/packages, and says what.
+# install_packages [FILE]: installs what is missing of scripts/packages, or of another such list, and says what.
 install_packages() {
     local missing=() package
-    for package in $(grep -v '^#' scripts/packages); do
+    for package in $(grep -v '^#' "${1:-scripts/packages}"); do
         [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
     done
     [ ${#missing[@]} -eq 0 ] && return
