@@ -51,8 +51,8 @@ def type_text(text):
     run("xdotool", "type", "--delay", "5", "--", text)
 
 
-def clipboard():
-    return run("xclip", "-selection", "clipboard", "-o")
+def clipboard(target="UTF8_STRING"):
+    return run("xclip", "-selection", "clipboard", "-o", "-t", target)
 
 
 class Node:

@@ -16,7 +16,9 @@ class Stage:
     def __init__(self, pictures, module, program_folder, api_folder, usb_tool):
         self.pictures = pictures
         self.count = 0
-        self.scratch = tempfile.mkdtemp()
+        # Shown in a picture, so always of the same width.
+        self.scratch = os.path.join(tempfile.gettempdir(), f"vorsel-tour-{os.getpid():07}")
+        os.mkdir(self.scratch, 0o700)
         self.module_log = self.path("module.log")
         with open(self.module_log, "w") as log:
             self.module = subprocess.Popen([module], stdin=subprocess.PIPE, stdout=log, text=True)
@@ -50,6 +52,15 @@ class Stage:
         """A line on the module's standard input."""
         self.module.stdin.write(line + "\n")
         self.module.stdin.flush()
+
+    def dumped(self, line, size):
+        """The file that the module writes at this line's word, once it has that size."""
+        dump = self.path("dump.bin")
+        if os.path.exists(dump):
+            os.remove(dump)
+        self.control(line.format(dump))
+        until("the module's file", lambda: os.path.exists(dump) and os.path.getsize(dump) == size)
+        return dump
 
     def wire_count(self, text):
         with open(self.module_log) as log:

@@ -72,9 +72,12 @@ class Tour(Stage):
         self.picture("browsed")
 
     def read_and_write(self):
-        press("ctrl+space")
         self.panel_button("Descriptors Discover")
         until("48 attributes", lambda: len(self.device.find("table").rows(0)) == 48)
+        self.write(HEART_RATE_CONFIGURATION, "0100", "Write")
+        until("a notification", lambda: self.raw(HEART_RATE))
+        self.write(HEART_RATE_CONFIGURATION, "0000", "Write")
+        until("both writes done", lambda: self.wire_count("-> 80 05 04 01 00 00 00 15 00") == 2)
         self.attribute(NAME)
         self.panel_button("Read")
         until("the device's name", lambda: self.raw(NAME) == b"Everything".hex())
@@ -85,9 +88,6 @@ class Tour(Stage):
         self.write(COMMANDED, "0a0b", "Write Command")
         self.panel_button("Read")
         until("the command's value", lambda: self.raw(COMMANDED) == "0a0b")
-        self.write(HEART_RATE_CONFIGURATION, "0100", "Write")
-        until("a notification", lambda: self.raw(HEART_RATE))
-        self.write(HEART_RATE_CONFIGURATION, "0000", "Write")
         self.picture("read-and-written")
 
     def develop(self):
@@ -123,6 +123,11 @@ class Tour(Stage):
         self.button("Refresh", window)
         until("both keys", lambda: table.rows() == [["8001", "00ff10"], ["8002", "c0ffee"]])
         self.picture("persistent-store", window)
+        table.select_row("8001")
+        self.button("Delete", window)
+        self.button("Defrag", window)
+        self.button("Refresh", window)
+        until("one key", lambda: table.rows() == [["8002", "c0ffee"]])
         self.close(window)
 
     def radio_test(self):
@@ -141,6 +146,7 @@ class Tour(Stage):
         until("packets received", packets_counted)
         self.picture("radio-test", window)
         self.button("TX Test", window)
+        self.sent("-> 00 00 08 00")
         self.button("Reset", window)
         self.sent("-> 00 00 08 03")
         self.close(window)
@@ -267,6 +273,8 @@ class Tour(Stage):
         self.button("Clear log")
         self.button("Set Mode")
         self.logged("ble_evt_gap_mode_changed")
+        if "<b>" not in clipboard("text/html"):
+            raise Failure("the copied log has no bold stamps")
         self.main.find("text", "Command").click()
         press("ctrl+shift+f")
         note = "\nnote right of A:\n   "
@@ -283,10 +291,12 @@ class Tour(Stage):
         window.find("text", "Read address 0x").fill("1000")
         window.find("text", "Read size 0x").fill("410")
         self.button("Read", window)
-        until("the flash read", lambda: os.path.exists(target) and os.path.getsize(target) == 0x410)
+        dump = self.dumped("dump {} 1000 410", 0x410)
+        until("the flash read", lambda: os.path.exists(target) and filecmp.cmp(target, dump, shallow=False))
         window.find("text", "Address 0x").fill("1f800")
         self.button("Erase", window)
         self.sent("<- 00 01 01 06 3f")
+        self.sent("-> 00 02 01 06 00 00")
         self.picture("flash", window)
         self.close(window)
 
@@ -299,11 +309,8 @@ class Tour(Stage):
 
     def arrived(self, control):
         """Holds what the module writes to a file at this control line's word against the image."""
-        dump = self.path("dump.bin")
-        if os.path.exists(dump):
-            os.remove(dump)
-        self.control(control.format(dump))
-        until("the image at the module", lambda: os.path.exists(dump) and filecmp.cmp(dump, self.image, shallow=False))
+        if not filecmp.cmp(self.dumped(control, IMAGE_SIZE), self.image, shallow=False):
+            raise Failure("the module has another image")
 
     def update(self, page):
         window = self.tool("DFU", "alt+d")
@@ -355,6 +362,7 @@ class Tour(Stage):
 
     def about(self):
         window = self.menu("About", "Tools", "About")
+        window.find("label", "ble-1.10.0-153")
         self.picture("about", window)
         self.close(window)
 
