@@ -267,13 +267,28 @@ void GapBehaviour::report(const Advertisement &packet)
             return;
         reported.insert(key);
     }
-    module.raise("gap_scan_response", PayloadWriter()
-                                          .put(packet.rssi)
-                                          .put(uint8(packet.packetType))
-                                          .put(sender.address)
-                                          .put(sender.type)
-                                          .put(module.bondOf(sender))
-                                          .put(packet.data));
+    module.raise("gap_scan_response",
+                 PayloadWriter()
+                     .put(packet.rssi)
+                     .put(uint8(packet.packetType))
+                     .put(sender.address)
+                     .put(sender.type)
+                     .put(module.bondOf(sender))
+                     .put(module.identity().numberReports ? numbered(packet.data) : packet.data));
+}
+
+QByteArray GapBehaviour::numbered(const QByteArray &elements)
+{
+    const QByteArray number =
+        QByteArray("\x07\xff\xff\xff", 4) + PayloadWriter().put(++reportsNumbered).payload();
+    int kept = 0;
+    while (kept < elements.size()) {
+        const int next = kept + uint8(elements[kept]) + 1;
+        if (number.size() + next > longestAdvertisingData)
+            break;
+        kept = next;
+    }
+    return number + elements.left(kept);
 }
 
 } // namespace simulator

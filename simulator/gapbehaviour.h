@@ -50,6 +50,7 @@ private:
     void end();
     void hear(const Advertisement &packet);
     void report(const Advertisement &packet);
+    QByteArray numbered(const QByteArray &elements);
 
     Procedure running = Procedure::none;
     uint8 discoverMode = 0;
@@ -58,6 +59,7 @@ private:
     bool scanWhitelistOnly = false;
     bool filterDuplicates = false;
     QSet<QByteArray> reported; // address, its type and packet type
+    quint32 reportsNumbered = 0;
 
     DeviceAddress wanted; // of connectDirect
     uint8 reservedHandle = 0;

@@ -71,6 +71,14 @@ const PlainOption plainOptions[] = {
     {"rate", "N",
      "Advertisements a second of all devices together, up to 10000, or 0: each at its own interval (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.world.rate, v, WorldSize::fastest); }},
+    {"number-reports", nullptr,
+     "Count the events gap_scan_response in themselves, from 1 on: their data begin with eight bytes 07 ff "
+     "ff ff "
+     "and the number, lowest byte first. The elements that no longer fit in 31 bytes are left out.",
+     [](Options &o, const QString &) -> std::optional<QString> {
+         o.identity.numberReports = true;
+         return std::nullopt;
+     }},
     {"answer-delay", "MS", "Milliseconds that a connected device takes to answer, up to 60000 (0).",
      [](Options &o, const QString &v) { return setNumber(o.identity.answerDelay, v, 60000); }},
     {"erase-time", "MS", "Milliseconds that the device \"Updatable\" takes to erase a block (50).",

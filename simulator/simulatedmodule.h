@@ -33,6 +33,7 @@ struct ModuleIdentity
     int answerDelay = 0;        // milliseconds that a remote device takes to answer
     int eraseTime = 50;         // milliseconds that one takes to erase a block of its memory
     int pairingTimeout = 30000; // milliseconds that pairing waits for a passkey
+    bool numberReports = false; // whether what is heard in a discovery comes numbered
 };
 
 // Frames seen since the last start.

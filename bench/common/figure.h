@@ -26,6 +26,16 @@ inline bool print_figure(const char *name, double ours, double other, double rat
     return kept;
 }
 
+// The same for a count that must be what another one is.
+inline bool print_equal(const char *name, long long ours, long long other)
+{
+    const bool whole = ours == other;
+    std::printf("%s ours=%lld other=%lld ratio=- budget=equal %s\n", name, ours, other,
+                whole ? "ok" : "SHORT");
+    std::fflush(stdout);
+    return whole;
+}
+
 // The same for a figure with a limit of its own and nothing to compare it with.
 inline bool print_limited(const char *name, double ours, double limit)
 {

@@ -30,11 +30,7 @@ void report(const char *name, double ours, double limit)
 
 void report_count(const char *name, int found, int expected)
 {
-    const bool whole = found == expected;
-    std::printf("%s ours=%d other=%d ratio=- budget=equal %s\n", name, found, expected,
-                whole ? "ok" : "SHORT");
-    std::fflush(stdout);
-    all_within = whole && all_within;
+    all_within = print_equal(name, found, expected) && all_within;
 }
 
 double percentile_99(std::vector<double> values)

@@ -34,14 +34,15 @@ QString shortName(uint8 lastByte, uint8 type)
 // A module among fast devices, and what it sends.
 struct Subject : SimulatedModule
 {
-    Subject()
-        : SimulatedModule(fast())
+    explicit Subject(bool numberReports = false)
+        : SimulatedModule(fast(numberReports))
     {
     }
 
-    static ModuleIdentity fast()
+    static ModuleIdentity fast(bool numberReports)
     {
         ModuleIdentity identity;
+        identity.numberReports = numberReports;
         identity.world.rate = WorldSize::fastest;
         return identity;
     }
@@ -199,6 +200,27 @@ private Q_SLOTS:
         all.sort();
         QTEST(all.join(QLatin1Char(' ')), "expected");
         QTEST(packets == all.size(), "once");
+    }
+
+    void numberedReports()
+    {
+        Subject module(true);
+        module.send(active + observation);
+        QVERIFY(hear(module.air(), 300)); // more than one byte counts
+        uint count = 0;
+        for (const QList<QVariant> &signal : module.frames) {
+            const QByteArray frame = signal[0].toByteArray(), data = frame.mid(15);
+            if (!frame.startsWith('\x80'))
+                continue;
+            ++count;
+            QCOMPARE(data.left(8), QByteArray("\x07\xff\xff\xff", 4) + char(count) + char(count >> 8) +
+                                       QByteArray(2, '\0'));
+            int at = 0;
+            while (at < data.size())
+                at += uint8(data[at]) + 1;
+            QVERIFY(at == data.size() && at <= 31 && at == uint8(frame[14])); // no element is cut
+        }
+        QVERIFY(count >= 300);
     }
 
     void endedDiscoveryIsSilent()
