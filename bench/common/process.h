@@ -3,6 +3,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <malloc.h>
+
 // What this process holds, as the system counts it.
 
 inline int open_descriptors()
@@ -19,7 +21,14 @@ inline int running_threads()
     return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
-// Memory in use by the process, in KiB.
+// Bytes allocated and not freed.
+inline double heap_in_use()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+}
+
+// KiB of memory that the system has given, freed ones that the allocator keeps among them.
 inline int resident_kib()
 {
     QFile status(QStringLiteral("/proc/self/status"));

@@ -2,6 +2,7 @@
 // standard output; ends with 1 if a figure misses its limit or a message was lost.
 
 #include "bench/common/figure.h"
+#include "bench/common/process.h"
 #include "devices/devicelist.h"
 #include "devices/devicelistitem.h"
 #include "logview/logview.h"
@@ -16,8 +17,6 @@
 #include <QScrollBar>
 #include <QThread>
 #include <QVBoxLayout>
-
-#include <malloc.h>
 
 namespace {
 
@@ -110,12 +109,6 @@ void measure_panels()
         turns.push_back(spent);
     }
     report("panels_500_scroll_99_percent_ms", percentile_99(turns), 16);
-}
-
-double heap_in_use()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return double(info.uordblks) + double(info.hblkhd);
 }
 
 // What the window shows and logs while a module reports many advertisements a second.

@@ -143,6 +143,7 @@ public:
         QObject window; // where the frames go, in the main thread
         auto device = std::make_unique<UartDev>(terminal->path(), nullptr);
         QObject::connect(device.get(), &CommDev::RxData, &window, [&](const QByteArray &frame) {
+            if (in_order && frame != numbered_frame(arrived)) fprintf(stderr, "expected %u, length %d got length %d: %s\n", arrived, numbered_frame(arrived).size(), frame.size(), frame.left(16).toHex().constData());
             in_order = in_order && frame == numbered_frame(arrived++);
         });
         show_end_of_thread(*device);
@@ -302,10 +303,12 @@ int main(int argc, char **argv)
     std::thread([&threads] { threads = running_threads() - 1; }).join();
     int good = 0;
     for (; good < count; ++good) {
+        static int last = -1, before; before = last;
         // Each course once, then any.
         const Course course = good < courses ? Course(good) : rounds.next_course();
+        last = course;
         if (const char *fault = rounds.run(course)) {
-            std::fprintf(stderr, "round %d, course %d: %s\n", good, int(course), fault);
+            std::fprintf(stderr, "round %d, course %d before %d: %s\n", good, int(course), before, fault);
             break;
         }
     }

@@ -1,0 +1,242 @@
+// The whole program for a long time: a simulated module reports devices through a pseudo-terminal, and every
+// frame must stand in the log and reach the panels, in order. Now and then the log is cleared while frames
+// come in; at each pause the module's own count is compared, the panels are cleared, and what the process
+// holds is taken. A line a figure on standard output; ends with 1 if one misses its limit.
+//
+//     soak [FRAMES]      (100,000)
+
+#include "bench/common/figure.h"
+#include "bench/common/process.h"
+#include "bench/common/remote.h"
+#include "devices/devicelistitem.h"
+#include "logview/logview.h"
+#include "tests/e2e/simulated_module.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QGroupBox>
+#include <QHash>
+#include <QtEndian>
+
+namespace {
+
+constexpr int devices = 100;
+constexpr int rate = 5000;           // advertisements a second; scannable devices answer each with one more
+constexpr int between_clears = 5000; // frames
+constexpr int clears_a_pause = 4;
+constexpr int warm_up_pauses = 3; // what is allocated once is there by then
+
+// The allocator keeps some of what the longest log so far took, and how long one gets goes by how busy the
+// machine is.
+constexpr int heap_limit_kib = 256;
+constexpr int rss_limit_kib = 48 * 1024;
+
+// The sanitizers' own memory would be most of what is measured.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool memory_counts = false;
+#else
+constexpr bool memory_counts = true;
+#endif
+
+// The reports as the log tells them on one of its two ways. Each holds its number, from 1 on.
+struct Sequence
+{
+    qint64 count = 0;
+    qint64 out_of_order = 0;
+
+    void take(quint32 number) { out_of_order += number != quint32(++count); }
+};
+
+// Something that must not grow, taken at each pause.
+struct Level
+{
+    int taken = 0;
+    double first = 0; // of those after the warm-up
+    double most = 0;
+    double last = 0;
+
+    void take(double now)
+    {
+        last = now;
+        most = std::max(most, now);
+        if (++taken <= warm_up_pauses)
+            first = most = now;
+    }
+};
+
+class Soak
+{
+public:
+    Soak()
+    {
+        if (!module.start({QStringLiteral("--quiet"), QStringLiteral("--number-reports"),
+                           QStringLiteral("--devices"), QString::number(devices), QStringLiteral("--rate"),
+                           QString::number(rate)}))
+            qFatal("the simulated module does not start");
+        window = std::make_unique<Window>();
+        window->attach();
+        log = window->find<LogView>("textDebug");
+        window->find<QCheckBox>("checkScanActive")->setChecked(true);
+        window->find<QRadioButton>("radioScanObservation")->click();
+        window->click("pushSetScanParameters");
+    }
+
+    void run(int wanted)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        int told = 0;
+        while (frames < wanted && frames == frames_written) {
+            scan();
+            compare_with_module();
+            compare_panels();
+            sample();
+            if (frames / (wanted / 10.0) >= told + 1) {
+                told = int(frames / (wanted / 10.0));
+                std::printf("soak_at_%d heap_kib=%.0f rss_kib=%.0f descriptors=%.0f seconds=%lld\n", frames,
+                            heap.last, rss.last, descriptors.last, clock.elapsed() / 1000);
+                std::fflush(stdout);
+            }
+        }
+        seconds = double(clock.elapsed()) / 1000;
+    }
+
+    bool report() const
+    {
+        bool kept = print_equal("soak_frames_logged", frames, frames_written);
+        kept = print_equal("soak_reports_logged", rx.count, reports_written) && kept;
+        kept = print_equal("soak_reports_decoded", decoded.count, reports_written) && kept;
+        kept = print_equal("soak_out_of_order", rx.out_of_order + decoded.out_of_order, 0) && kept;
+        kept = print_equal("soak_panels_wrong", panels_wrong, 0) && kept;
+        kept = print_limited("soak_descriptors_growth", descriptors.most - descriptors.first, 0) && kept;
+        if (memory_counts) {
+            kept = print_limited("soak_heap_growth_kib", heap.most - heap.first, heap_limit_kib) && kept;
+            kept = print_limited("soak_rss_growth_kib", rss.most - rss.first, rss_limit_kib) && kept;
+        }
+        std::printf("soak_frames_per_second ours=%.0f\n", frames / seconds);
+        return kept;
+    }
+
+private:
+    void scan()
+    {
+        window->click("pushStartScan");
+        for (int clears = 0; clears < clears_a_pause; ++clears) {
+            wait_until([&] { return log->line_store.size() >= 2 * between_clears; });
+            if (clears + 1 < clears_a_pause)
+                clear_log();
+        }
+        window->click("pushStopScan");
+        wait_until(
+            [&] { return log->line_store.last().join(QString()).contains(QLatin1String("RX: 00020604")); });
+        clear_log();
+    }
+
+    void clear_log()
+    {
+        for (const QStringList &line : qAsConst(log->line_store))
+            line.size() == 1 ? take_bytes(line.first()) : take_text(line);
+        window->click("pushLogClear");
+    }
+
+    // "<b>stamp</b> RX: 80...<br>": the bytes of a frame.
+    void take_bytes(const QString &line)
+    {
+        const QLatin1String mark("RX: ");
+        const int at = line.indexOf(mark);
+        if (at < 0)
+            return;
+        ++frames;
+        const QByteArray frame = QByteArray::fromHex(line.midRef(at + mark.size()).chopped(4).toLatin1());
+        if (!frame.startsWith('\x80') || frame.mid(2, 2) != QByteArray(1, '\6') + '\0')
+            return;
+        rx.take(qFromLittleEndian<quint32>(frame.constData() + number_at));
+        last_rssi[frame.mid(address_at, 7)] = frame.at(4);
+    }
+
+    // The same decoded, a field each.
+    void take_text(const QStringList &line)
+    {
+        if (!line.value(1).contains(QLatin1String("ble_evt_gap_scan_response")))
+            return;
+        const QString &data = line.last();
+        const int at = data.indexOf(QLatin1String("07ffffff"));
+        const QByteArray number = QByteArray::fromHex(data.mid(at + 8, 8).toLatin1());
+        decoded.take(number.size() == 4 ? qFromLittleEndian<quint32>(number.constData()) : 0);
+    }
+
+    // What the module says that it wrote.
+    void compare_with_module()
+    {
+        const int before = module.output().size();
+        module.control("count");
+        static const QRegularExpression count(
+            QStringLiteral("count: (\\d+) frames, (\\d+) of gap_scan_response"));
+        QRegularExpressionMatch told;
+        wait_until(
+            [&] { return (told = count.match(QString::fromUtf8(module.output()), before)).hasMatch(); });
+        frames_written = told.captured(1).toInt();
+        reports_written = told.captured(2).toInt();
+    }
+
+    // What the panels show of the devices that were heard since the last pause. They begin anew after it.
+    void compare_panels()
+    {
+        QHash<QString, QString> heard; // what a panel's title and its signal strength have to be
+        for (auto device = last_rssi.cbegin(); device != last_rssi.cend(); ++device) {
+            QByteArray address = device.key().left(6);
+            std::reverse(address.begin(), address.end());
+            const QLatin1String kind(device.key().at(6) == 0 ? "Public: " : "Random: ");
+            heard[kind + QString::fromLatin1(address.toHex(':'))] =
+                QStringLiteral("%1 dBm").arg(int(qint8(device.value())));
+        }
+        const auto panels = window->widget().findChildren<DeviceListItem *>();
+        panels_wrong += qAbs(panels.size() - heard.size());
+        for (const DeviceListItem *panel : panels) {
+            const auto *const title = panel->findChild<QGroupBox *>(QStringLiteral("name"));
+            const auto *const shown = panel->findChild<QLabel *>(QStringLiteral("rssi"));
+            panels_wrong += shown->text() != heard.value(title->title());
+        }
+        window->click("pushClearDevices");
+        last_rssi.clear();
+    }
+
+    void sample()
+    {
+        QCoreApplication::processEvents();
+        rss.take(resident_kib());
+        heap.take(heap_in_use() / 1024);
+        descriptors.take(open_descriptors());
+    }
+
+    static constexpr int address_at = 6; // in the frame, behind the header, rssi and packet type
+    static constexpr int number_at = 19; // behind address, its type, bond, length and the element's head
+
+    SimulatedModule module;
+    std::unique_ptr<Window> window;
+    LogView *log = nullptr;
+    int frames = 0;
+    Sequence rx;
+    Sequence decoded;
+    QHash<QByteArray, char> last_rssi; // by address and its type
+    int frames_written = 0;
+    int reports_written = 0;
+    int panels_wrong = 0;
+    Level rss, heap; // KiB
+    Level descriptors;
+    double seconds = 0;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QApplication application(argc, argv);
+    register_meta_types();
+    QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
+    const int wanted = argc > 1 ? std::atoi(argv[1]) : 100'000;
+    Soak soak;
+    soak.run(wanted);
+    return soak.report() ? 0 : 1;
+}
