@@ -53,18 +53,18 @@ public:
 class port : public object
 {
 public:
-    port(unique_fd line_fd, unique_fd shut_fd, std::shared_ptr<const termios2> line_before)
+    port(unique_fd line_fd, unique_fd shut_fd, std::shared_ptr<const termios2> line_afterwards)
         : line(std::move(line_fd))
         , shut_event(std::move(shut_fd))
-        , before(std::move(line_before))
+        , afterwards(std::move(line_afterwards))
     {
     }
     ~port() override;
     void shut() override;
 
     unique_fd line;
-    unique_fd shut_event;                   // readable for good once the handle is closed
-    std::shared_ptr<const termios2> before; // the settings that the line had, and gets back
+    unique_fd shut_event;                       // readable for good once the handle is closed
+    std::shared_ptr<const termios2> afterwards; // the settings that the line is left with
     std::atomic<bool> is_shut{false};
 };
 

@@ -92,17 +92,21 @@ void drain(int fd)
     }
 }
 
-// Refuses a port that somebody has locked. True with the line ready to carry bytes as they are; `before` is
-// how it was.
-bool take_line(int fd, termios2 &before)
+// Refuses a port that somebody has locked. True with the line ready to carry bytes as they are; `afterwards`
+// is how to leave it: with the speed, the handshake and so on that it had, but never with an echo, which
+// would send the module its own bytes.
+bool take_line(int fd, termios2 &afterwards)
 {
     termios2 line = {};
     if (::ioctl(fd, TCGETS2, &line) != 0)
         return fail(errno);
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
         return fail(errno == EWOULDBLOCK ? EBUSY : errno);
-    before = line;
+    afterwards = line;
     make_raw(line);
+    afterwards.c_iflag = line.c_iflag;
+    afterwards.c_oflag = line.c_oflag;
+    afterwards.c_lflag = line.c_lflag;
     if (::ioctl(fd, TCSETS2, &line) != 0)
         return fail(errno);
     // On a pseudo-terminal the exclusive mode would outlive a process that ends with its port open.
@@ -116,7 +120,7 @@ bool take_line(int fd, termios2 &before)
 port::~port()
 {
     drain(line.get());
-    ::ioctl(line.get(), TCSETS2, before.get());
+    ::ioctl(line.get(), TCSETS2, afterwards.get());
     ::ioctl(line.get(), TIOCNXCL);
     ::flock(line.get(), LOCK_UN); // a child between fork and exec would hold it on
 }
@@ -149,10 +153,10 @@ handle open_port(const char *path)
         fail(ENODEV);
         return invalid_handle;
     }
-    const auto before = std::make_shared<termios2>();
-    if (!take_line(line.get(), *before))
+    const auto afterwards = std::make_shared<termios2>();
+    if (!take_line(line.get(), *afterwards))
         return invalid_handle;
-    return add(std::make_shared<port>(std::move(line), std::move(shut_event), before));
+    return add(std::make_shared<port>(std::move(line), std::move(shut_event), afterwards));
 }
 
 // The queues are the driver's own here, and the line is set to have no timeouts when it is opened.
