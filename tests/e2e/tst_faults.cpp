@@ -17,11 +17,14 @@
 
 namespace {
 
-// The longest that the event loop may go without a turn.
-#ifdef __SANITIZE_ADDRESS__
+// The longest that the event loop may go without a turn; and of how many rows one is tried, unless all are
+// asked for by VORSEL_ALL_FAULTS.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int turn_limit_ms = 10000;
+constexpr int row_step = 5; // they take five times as long
 #else
 constexpr int turn_limit_ms = 2000;
+constexpr int row_step = 1;
 #endif
 
 // The longest time between two turns of the event loop.
@@ -135,7 +138,11 @@ void tst_faults::fault_data()
     QFile table(QStringLiteral(VORSEL_PROCEDURES));
     QVERIFY(table.open(QIODevice::ReadOnly));
     QStringList procedure;
-    const auto add = [&procedure](const QString &setting, Outcome outcome) {
+    const int step = qEnvironmentVariableIsSet("VORSEL_ALL_FAULTS") ? 1 : row_step;
+    int row = 0;
+    const auto add = [&](const QString &setting, Outcome outcome) {
+        if (row++ % step != 0)
+            return;
         QTest::addRow("%s, %s", qPrintable(procedure[Name]), qPrintable(setting))
             << procedure << setting << int(outcome);
     };
@@ -284,10 +291,12 @@ bool tst_faults::gets_done()
     begin();
     return wait([this] {
         // An update that never ended hears every answer twice from the next start on, which ends it with an
-        // error; the start after that is good.
+        // error; the start after that is good, once all answers to the one before have come.
         const auto *const state = place()->findChild<QLabel *>(QStringLiteral("labelOTAState"));
-        if (state && state->text().contains(QLatin1String(" Error:")))
+        if (state && state->text().contains(QLatin1String(" Error:"))) {
+            answers("ble_rsp_system_hello");
             begin();
+        }
         return is_done();
     });
 }
