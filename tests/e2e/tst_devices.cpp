@@ -44,7 +44,7 @@ void tst_devices::browse()
     QTRY_VERIFY_WITH_TIMEOUT(window->widget().findChildren<DeviceListItem *>().size() >= 12, answer_ms);
     picture("devices-1-scanning");
     connect_to(everything);
-    QVERIFY(on_wire("gap_connect_direct"));
+    QTRY_VERIFY_WITH_TIMEOUT(on_wire("gap_connect_direct"), answer_ms); // its log comes beside the port
     const Panel panel(*window, everything);
 
     panel.click("pushShow");
@@ -95,7 +95,7 @@ void tst_devices::browse()
 
     panel.write(heartRateConfiguration, "0100", "pushGATTWrite");
     QTRY_VERIFY_WITH_TIMEOUT(!panel.raw(heartRate).isEmpty(), answer_ms);
-    QVERIFY(on_wire("04 05 00 14 00 01"));
+    QTRY_VERIFY_WITH_TIMEOUT(on_wire("04 05 00 14 00 01"), answer_ms);
     panel.write(heartRateConfiguration, "0000", "pushGATTWrite");
     // One procedure at a time: both writes have ended.
     QTRY_COMPARE_WITH_TIMEOUT(module.output().count("-> 80 05 04 01 00 00 00 15 00"), 2, answer_ms);
@@ -108,7 +108,7 @@ void tst_devices::browse()
     window->send("sm_set_bondable_mode 1");
     panel.click("pushEncrypt");
     QTRY_VERIFY_WITH_TIMEOUT(on_wire("evt sm_bond_status bond:00"), answer_ms);
-    QVERIFY(on_wire("evt connection_status connection:00 flags:03"));
+    QTRY_VERIFY_WITH_TIMEOUT(on_wire("evt connection_status connection:00 flags:03"), answer_ms);
     panel.click("pushGATTRead");
     QTRY_COMPARE_WITH_TIMEOUT(panel.raw(secret), QString::fromLatin1(QByteArray("secret").toHex()),
                               answer_ms);
