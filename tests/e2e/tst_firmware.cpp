@@ -15,7 +15,7 @@ namespace {
 
 constexpr int image_size = 128 * 1024;
 constexpr int load_address = 0x1000; // what is below is not sent over the serial link
-constexpr int upload_ms = 120000;
+constexpr int upload_ms = 240000;
 
 QByteArray read_file(const QString &path)
 {
