@@ -8,10 +8,13 @@
 #include <QtTest>
 
 #include <asm/termbits.h>
+#include <csignal>
 #include <memory>
 #include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <thread>
 
 namespace {
@@ -26,6 +29,17 @@ QByteArray all_values()
     for (int value = 0; value < 254; ++value)
         frame.append(static_cast<char>(value + 2));
     return frame;
+}
+
+volatile int late_fd = -1;
+volatile std::sig_atomic_t ticks = 0;
+
+// The third signal brings the bytes that are waited for.
+extern "C" void tick(int)
+{
+    ticks = ticks + 1;
+    if (ticks == 3 && ::write(late_fd, "later", 5) != 5)
+        ::_exit(1);
 }
 
 // The slave's end as another program opens it.
@@ -240,10 +254,86 @@ private Q_SLOTS:
         QVERIFY(!vs::start_write(stale, "stale", 5, moved, state));
         QCOMPARE(vs::last_error(), 9U);
         QVERIFY(!vs::set_event(live)); // a port is no event
+        vs::line_state line = {};
+        QVERIFY(!vs::get_line_state(stale, line) && !vs::set_line_state(stale, line));
+        QVERIFY(!vs::set_queue_sizes(stale, 1, 1) && !vs::clear_timeouts(stale));
+        QVERIFY(!vs::transfer_result(live, state, moved)); // none was started
+        QCOMPARE(vs::wait_for_either(state.event, live), -1);
+        vs::transfer stopped;
+        stopped.event = stale;
+        QVERIFY(!vs::transfer_result(live, stopped, moved) && !vs::cancel_transfers(live, stopped));
+        char name[9];
+        std::uint32_t size = sizeof name;
+        vs::device_record device;
+        QVERIFY(!vs::friendly_name(live, device, name, size, nullptr));
+        QCOMPARE(vs::open_device_key(live, device), vs::invalid_handle);
+        QVERIFY(!vs::query_port_name(live, name, size));
         QVERIFY(!vs::set_event(vs::no_event) && !vs::close_handle(vs::no_event));
         QVERIFY(vs::start_write(live, "alive", 5, moved, state));
         QCOMPARE(second.receive(5), QByteArray("alive"));
+        QVERIFY(vs::get_line_state(live, line));
+        second.unplug();
+        QVERIFY(!vs::get_line_state(live, line) && !vs::set_line_state(live, line));
         QVERIFY(vs::close_handle(live) && vs::close_handle(state.event));
+    }
+
+    void signalsDoNotEndAWait_data()
+    {
+        QTest::addColumn<bool>("eitherFirst");
+        QTest::newRow("for one of two events") << true;
+        QTest::newRow("for the result") << false;
+    }
+
+    void signalsDoNotEndAWait()
+    {
+        QFETCH(bool, eitherFirst);
+        pseudo_terminal module;
+        const vs::handle port = vs::open_port(module.path().toLatin1().constData());
+        const vs::handle other = vs::create_event();
+        vs::transfer state;
+        state.event = vs::create_event();
+        std::uint32_t moved = 0;
+        char got[5] = {};
+        QVERIFY(!vs::start_read(port, got, sizeof got, moved, state));
+        QCOMPARE(vs::last_error(), vs::error_io_pending);
+        late_fd = module.descriptor();
+        ticks = 0;
+        struct sigaction before = {}, ticking = {};
+        ticking.sa_handler = tick; // without SA_RESTART, which poll() would pass over anyway
+        QCOMPARE(::sigaction(SIGALRM, &ticking, &before), 0);
+        const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
+        ::setitimer(ITIMER_REAL, &often, nullptr);
+        const int first = eitherFirst ? vs::wait_for_either(other, state.event) : 1;
+        const bool ok = vs::transfer_result(port, state, moved);
+        ::setitimer(ITIMER_REAL, &never, nullptr);
+        ::sigaction(SIGALRM, &before, nullptr);
+        QVERIFY(first == 1 && ok && ticks >= 3);
+        QCOMPARE(QByteArray(got, int(moved)), QByteArray("later"));
+        QVERIFY(vs::close_handle(port) && vs::close_handle(state.event) && vs::close_handle(other));
+    }
+
+    // A port takes two descriptors and three events. With fewer left it is refused, and none is lost.
+    void descriptorsRunOut()
+    {
+        pseudo_terminal module;
+        const captured_output captured;
+        const auto lowest = [&module] {
+            const int free = ::dup(module.descriptor());
+            ::close(free);
+            return free;
+        };
+        const int next = lowest();
+        rlimit before = {};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        for (unsigned left = 0; left < 5; ++left) {
+            const rlimit few = {static_cast<rlim_t>(next) + left, before.rlim_max};
+            ::setrlimit(RLIMIT_NOFILE, &few);
+            const bool is_refused = open(module.path()) == nullptr;
+            ::setrlimit(RLIMIT_NOFILE, &before);
+            QVERIFY2(is_refused, qPrintable(QString::number(left)));
+            QCOMPARE(lowest(), next);
+        }
+        QVERIFY(open(module.path()));
     }
 };
 

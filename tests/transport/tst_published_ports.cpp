@@ -225,6 +225,8 @@ private Q_SLOTS:
         QVERIFY(!port_publication("module", device).is_published());
         QVERIFY(S_ISREG(mode_of(in_dir("module"))));
         ::close(lock);
+        QVERIFY(QDir().mkdir(QString::fromLocal8Bit(in_dir(".other.lock"))));
+        QVERIFY(!port_publication("other", device).error().empty());
         // A link in the directory's own place is not followed.
         const QTemporaryDir elsewhere;
         runtime = std::make_unique<QTemporaryDir>();
