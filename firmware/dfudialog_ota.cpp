@@ -49,8 +49,8 @@ void DFUDialog::evt_attribute_value(uint8 connection, uint16, uint8 type, QByteA
     if (type != readByType || value.size() != declarationSize)
         return;
     // Both bytes are signed and the low one is widened, so from 0x80 on it makes the handle 0xffxx.
-    const int low = int8(value.at(1));
-    const int high = int8(value.at(2));
+    const int low = int8(value.at(1));  // NOLINT(bugprone-signed-char-misuse) // as said
+    const int high = int8(value.at(2)); // NOLINT(bugprone-signed-char-misuse) // as said
     evt_find_information_found(connection, uint16(high * 256 | low), value.mid(3));
 }
 

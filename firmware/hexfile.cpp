@@ -83,19 +83,19 @@ private:
     bool failed = false;
 };
 
-enum : int8 { Blank = 16, Plus, Other }; // behind the values of the digits
+enum : uint8 { Blank = 16, Plus, Other }; // behind the values of the digits
 
-constexpr std::array<int8, 256> characterValues()
+constexpr std::array<uint8, 256> characterValues()
 {
-    std::array<int8, 256> values{};
+    std::array<uint8, 256> values{};
     for (unsigned i = 0; i < values.size(); ++i) {
         const bool isBlank = i == ' ' || (i >= '\t' && i <= '\r');
         const unsigned lower = i | 0x20;
-        values[i] = i >= '0' && i <= '9'           ? int8(i - '0')
-                    : lower >= 'a' && lower <= 'f' ? int8(lower - 'a' + 10)
-                    : isBlank                      ? int8(Blank)
-                    : i == '+'                     ? int8(Plus)
-                                                   : int8(Other);
+        values[i] = i >= '0' && i <= '9'           ? uint8(i - '0')
+                    : lower >= 'a' && lower <= 'f' ? uint8(lower - 'a' + 10)
+                    : isBlank                      ? uint8(Blank)
+                    : i == '+'                     ? uint8(Plus)
+                                                   : uint8(Other);
     }
     return values;
 }
@@ -104,7 +104,7 @@ constexpr std::array<int8, 256> characterValues()
 // carriage return of a line end, too, is nothing.
 uint8 pairValue(char left, char right)
 {
-    static constexpr std::array<int8, 256> values = characterValues();
+    static constexpr std::array<uint8, 256> values = characterValues();
     const int high = values[uint8(left)];
     const int low = values[uint8(right)];
     if (high < Blank && low < Blank)

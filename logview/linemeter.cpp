@@ -64,7 +64,7 @@ private:
     const LineMeter &meter;
     const Advances *advances;
     Guess guess;
-    char16_t tag[max_tag];
+    char16_t tag[max_tag]{};
     int tag_length = 0;
     bool in_tag = false;
     bool blank_due = false;

@@ -28,9 +28,8 @@ QChar *put(QChar *at, const char16_t (&text)[Size])
 // Both digits of every byte, so that long arrays take one step a byte.
 struct hex_pairs
 {
-    char16_t digits[256][2];
+    char16_t digits[256][2]{};
     constexpr hex_pairs()
-        : digits{}
     {
         for (unsigned byte = 0; byte < 256; ++byte) {
             digits[byte][0] = hex_digits[byte >> 4];

@@ -34,7 +34,9 @@ struct frame_writer
 
     void put_address()
     {
+        // A word is wide enough for a pointer, and here it holds one.
         if (const command_word address = next_word())
+            // NOLINTNEXTLINE(performance-no-int-to-ptr) // as said
             std::memcpy(end, reinterpret_cast<const void *>(address), sizeof(bd_addr));
         end += sizeof(bd_addr);
     }
@@ -42,6 +44,7 @@ struct frame_writer
     void put_array(int prefix_width)
     {
         const auto length = static_cast<uint32>(next_word());
+        // NOLINTNEXTLINE(performance-no-int-to-ptr) // a word that holds a pointer
         array = reinterpret_cast<const char *>(next_word());
         array_len = array ? static_cast<uint16>(length) : uint16(0);
         put_number(length, prefix_width);

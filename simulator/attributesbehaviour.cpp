@@ -156,8 +156,8 @@ void AttributesBehaviour::send(payload_reader &command, PayloadWriter &response)
 // Whether a remote device has asked for indications of the value, which it then confirms.
 bool AttributesBehaviour::isIndicated(uint16 handle) const
 {
-    for (uint16 other = 1; other <= database.size(); ++other) {
-        const Attribute *configuration = database.find(other);
+    for (int other = 1; other <= database.size(); ++other) {
+        const Attribute *configuration = database.find(uint16(other));
         if (configuration->configures == handle && (configuration->value[0] & Attribute::indicate) != 0)
             return true;
     }

@@ -14,7 +14,7 @@ FlashMemory::FlashMemory(uint32 seed)
 
 void FlashMemory::erasePage(uint8 page)
 {
-    std::fill_n(cells.begin() + page * pageSize, pageSize, '\xff');
+    std::fill_n(cells.begin() + std::ptrdiff_t{page} * pageSize, pageSize, '\xff');
 }
 
 bool FlashMemory::write(uint32 address, const QByteArray &data)

@@ -183,7 +183,7 @@ ParsedOptions parseOptions(const QStringList &arguments)
         parsed.outcome = ParsedOptions::showText;
         parsed.text = QStringLiteral("vorsel-module %1\n").arg(QCoreApplication::applicationVersion());
     } else if (!parser.positionalArguments().isEmpty()) {
-        parsed.text = QStringLiteral("not an option: %1").arg(parser.positionalArguments().first());
+        parsed.text = QStringLiteral("not an option: %1").arg(parser.positionalArguments().constFirst());
     } else if (const auto error = applyAll(parser, parsed.options)) {
         parsed.text = *error;
     } else {

@@ -82,7 +82,7 @@ void SimulatedModule::addCommand(const char *name, Handler handler)
     const int command = commandIndex(QLatin1String(name));
     if (command < 0)
         qFatal("no command is named %s", name);
-    handlers.insert(command, std::move(handler));
+    handlers[command] = std::move(handler);
 }
 
 void SimulatedModule::takeFrame(const QByteArray &frame)

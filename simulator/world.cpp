@@ -174,6 +174,7 @@ std::vector<RemoteDevice> makeWorld(quint32 seed, const WorldSize &size)
 {
     std::mt19937 random(seed);
     std::vector<RemoteDevice> world;
+    world.reserve(WorldSize::most);
     for (int i = 0; i < std::min(size.devices, WorldSize::most); ++i)
         world.push_back(i < WorldSize::made ? makeDevice(madeDevices[i], i + 1)
                                             : makeOneOfTheCrowd(random, i + 1));

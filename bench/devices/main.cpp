@@ -157,7 +157,7 @@ private:
     {
         QElapsedTimer clock;
         clock.start();
-        while (clock.elapsed() < duration_s * 1000) {
+        while (clock.elapsed() < qint64{duration_s} * 1000) {
             turns.push_back(turn());
             QThread::msleep(static_cast<unsigned long>(period_ms - clock.elapsed() % period_ms));
         }

@@ -27,7 +27,7 @@ public:
         connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::take_line);
         if (!of_signals)
             return;
-        const QMetaMethod slot = metaObject()->method(metaObject()->indexOfSlot("seen()"));
+        const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("seen()"));
         QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
                                     &engine.attclient, &engine.sm,    &engine.gap,        &engine.hardware,
                                     &engine.test,      &engine.dfu};

@@ -79,6 +79,7 @@ void PlainEngine::decode(const Field &field, const char *&at, Value &value)
     int size = 1;
     switch (field.code) {
     case code_uint8: value.number = static_cast<uint8>(*at); break;
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse) // the sign is wanted
     case code_int8: value.number = static_cast<uint32>(static_cast<int8>(*at)); break;
     case code_uint16:
         value.number = qFromLittleEndian<uint16>(at);

@@ -29,7 +29,7 @@ double our_rate()
                      Qt::DirectConnection);
     QEventLoop loop;
     int done = 0;
-    QObject::connect(&ble.system, &cls_ble_system::rsp_hello, [&] {
+    QObject::connect(&ble.system, &cls_ble_system::rsp_hello, &loop, [&] {
         if (++done == exchanges)
             loop.quit();
         else

@@ -47,6 +47,7 @@ Line scan_response(int index)
 std::vector<Line> scan_responses(int first, int count)
 {
     std::vector<Line> lines;
+    lines.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i)
         lines.push_back(scan_response(first + i));
     return lines;
@@ -182,7 +183,7 @@ std::vector<double> turns_under_load(Subject &subject, int seconds)
     clock.start();
     const int first = subject.size;
     const int paints_before = subject.paints;
-    while (clock.elapsed() < seconds * 1000) {
+    while (clock.elapsed() < qint64{seconds} * 1000) {
         std::vector<Line> batch;
         for (const qint64 due = first + clock.elapsed() * lines_a_second / 1000; subject.size < due;
              ++subject.size)
@@ -261,8 +262,10 @@ void measure_growth_and_turns()
     Ours full;
     full.add_and_show(500'000, coarse_turn);
 
+    constexpr int turn_rounds = 5;
     std::vector<double> turns;
-    for (int round = 0; round < 5; ++round)
+    turns.reserve(turn_rounds);
+    for (int round = 0; round < turn_rounds; ++round)
         turns.push_back(quantile(turns_under_load(full, 3), 0.99));
 
     full.add_and_show(900'000 - full.size, coarse_turn);

@@ -50,7 +50,7 @@ double writes_per_second()
     enable->click();
     if (!text.startsWith(QStringLiteral("Sent:")))
         qFatal("the test broke off: %s", qPrintable(text));
-    return text.mid(5).section(QLatin1Char(' '), 0, 0).toInt() / write_size / seconds;
+    return text.mid(5).section(QLatin1Char(' '), 0, 0).toDouble() / write_size / seconds;
 }
 
 } // namespace

@@ -31,7 +31,7 @@ struct Flash : FlashMem
         connect(this, &FlashMem::cmd_read_memory, [this](uint32 address, int length) {
             sent += QStringLiteral("R%1 %2").arg(address, 0, 16).arg(length, 0, 16);
         });
-        connect(&watch, &QTimer::timeout, [this] {
+        connect(&watch, &QTimer::timeout, this, [this] {
             QWidget *const widget = QApplication::activeModalWidget();
             if (const auto *const box = qobject_cast<QMessageBox *>(widget)) {
                 boxes += box->windowTitle() + QLatin1Char('\n') + box->text();
@@ -56,7 +56,7 @@ struct Flash : FlashMem
     void paste(const QStringList &fields) // name=text
     {
         for (const QString &field : fields) {
-            QLineEdit *const target = findChild<QLineEdit *>(field.section(QLatin1Char('='), 0, 0));
+            auto *const target = findChild<QLineEdit *>(field.section(QLatin1Char('='), 0, 0));
             target->selectAll();
             target->insert(field.section(QLatin1Char('='), 1));
         }

@@ -79,7 +79,8 @@ private Q_SLOTS:
         QVERIFY(view.item(0)->boundingRect().height() < 200);
         const QImage shot = view.viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32);
         const auto *pixels = reinterpret_cast<const QRgb *>(shot.constBits());
-        QCOMPARE(std::count(pixels, pixels + shot.width() * shot.height(), red.pixel(0, 0)), 0);
+        QCOMPARE(std::count(pixels, pixels + std::ptrdiff_t{shot.width()} * shot.height(), red.pixel(0, 0)),
+                 0);
     }
 
     void allLinesReachFarDown()

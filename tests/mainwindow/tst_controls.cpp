@@ -208,7 +208,7 @@ private Q_SLOTS:
         QVERIFY(about != nullptr);
         trigger("action_About");
         QVERIFY(QTest::qWaitForWindowExposed(about));
-        QVERIFY(about->isModal());
+        QVERIFY(about->isModal()); // NOLINT(clang-analyzer-core.CallAndMessage) // it is not null here
         QCOMPARE(about->windowTitle(), QStringLiteral("About"));
         const auto label = [about](const char *name) {
             return about->findChild<QLabel *>(QLatin1String(name));

@@ -133,7 +133,7 @@ void tst_Engine::longestFrameSwallowsOthers()
     QVERIFY(rig.log.entries.isEmpty());
     rig.engine.rx_data(frame.right(1) + hex("00000001"));
     QCOMPARE(rig.log.story(), QStringLiteral("data hello line data"));
-    QCOMPARE(rig.log.all("data").first(), QString::fromLatin1(frame.toHex()));
+    QCOMPARE(rig.log.all("data").constFirst(), QString::fromLatin1(frame.toHex()));
 }
 
 void tst_Engine::longJunk()

@@ -179,7 +179,7 @@ void tst_Messages::longArrays()
     rig.engine.attributes.cmd_write(0x1234, 1, QByteArray(size, 'v'));
     QVERIFY(rig.log.all("sent") ==
             QStringList(QString::fromLatin1(start + QByteArray("76").repeated(size & 0xffff))));
-    QCOMPARE(rig.log.all("line").first().count(QStringLiteral("|76")), size);
+    QCOMPARE(rig.log.all("line").constFirst().count(QStringLiteral("|76")), size);
 }
 
 void tst_Messages::piecesReachSendMessage()

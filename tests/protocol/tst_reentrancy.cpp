@@ -45,7 +45,7 @@ void tst_Reentrancy::commandFromResponse()
     on_hello([this] { rig->engine.system.cmd_get_info(); });
     rig->engine.rx_data(hello_response);
     QCOMPARE(rig->log.story(), QStringLiteral("hello line sent line data"));
-    QCOMPARE(rig->log.all("line").first(), QStringLiteral("ble_cmd_system_get_info\t"));
+    QCOMPARE(rig->log.all("line").constFirst(), QStringLiteral("ble_cmd_system_get_info\t"));
 
     rig->engine.reset_queue();
     rig->engine.set_flow_control(true);
@@ -93,7 +93,7 @@ void tst_Reentrancy::restOfOwnFrameLater()
     on_hello([&] { rig->engine.rx_data(info_response.mid(6)); });
     rig->engine.rx_data(hello_response + info_response.left(6));
     QCOMPARE(rig->log.story(), QStringLiteral("hello line data get_info line data"));
-    QCOMPARE(rig->log.all("data").last(), QString::fromLatin1(info_response.toHex()));
+    QCOMPARE(rig->log.all("data").constLast(), QString::fromLatin1(info_response.toHex()));
 }
 
 // The handler's own frame stays whole though the buffer grows and moves beneath it.

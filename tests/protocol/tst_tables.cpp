@@ -19,7 +19,7 @@ QString listed(const QHash<Key, QString> &table)
     QMap<uint, QString> sorted;
     for (auto it = table.begin(); it != table.end(); ++it)
         sorted.insert(static_cast<uint>(it.key()), QStringLiteral("%1 %2").arg(it.key()).arg(it.value()));
-    return sorted.values().join(QStringLiteral(", "));
+    return QStringList(sorted.begin(), sorted.end()).join(QStringLiteral(", "));
 }
 
 // The value that `text` reads as, in wire bytes.

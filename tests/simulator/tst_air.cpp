@@ -246,7 +246,8 @@ private Q_SLOTS:
             QCOMPARE(module.send("00000604"), QByteArray("000206048101")); // the procedure is over
             QCOMPARE(module.send(connectTo + device + anyLink).mid(8, 4), QByteArray("8101"));
         }
-        QCOMPARE(module.events(statuses).last(), QStringLiteral("16r/5")); // of the twins, the one asked for
+        QCOMPARE(module.events(statuses).constLast(),
+                 QStringLiteral("16r/5")); // of the twins, the one asked for
         QCOMPARE(module.send(connectTo + "0ceeffaa55c001" + anyLink), QByteArray("00030603820100"));
         QVERIFY(module.events(reports).isEmpty());
     }

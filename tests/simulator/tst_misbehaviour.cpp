@@ -105,8 +105,8 @@ private Q_SLOTS:
         Subject subject(3, {{"junk", "500"}});
         subject.send(hello);
         subject.send(hello);
-        QCOMPARE(subject.writes()[0], hello);
-        const QByteArray second = subject.writes()[1];
+        QCOMPARE(subject.writes().at(0), hello);
+        const QByteArray second = subject.writes().at(1);
         QCOMPARE(second.mid(500), hello);
         QVERIFY(
             std::all_of(second.begin(), second.begin() + 500, [](char byte) { return (byte & 0x78) != 0; }));

@@ -15,6 +15,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -137,8 +138,8 @@ std::vector<published_port> list_published_ports()
     return ports;
 }
 
-port_publication::port_publication(const std::string &name, const std::string &device)
-    : name_(name)
+port_publication::port_publication(std::string name, const std::string &device)
+    : name_(std::move(name))
 {
     if (!valid_name(name_))
         error_ = "not a name for a port: \"" + name_ + "\"";

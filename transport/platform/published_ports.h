@@ -25,7 +25,7 @@ std::vector<published_port> list_published_ports();
 class port_publication
 {
 public:
-    port_publication(const std::string &name, const std::string &device);
+    port_publication(std::string name, const std::string &device);
     ~port_publication();
     port_publication(const port_publication &) = delete;
     port_publication &operator=(const port_publication &) = delete;
