@@ -11,6 +11,7 @@
 #include <atomic>
 #include <memory>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -234,6 +235,27 @@ private Q_SLOTS:
         QVERIFY(QFile::link(elsewhere.path(), runtime->filePath(QStringLiteral("vorsel"))));
         QVERIFY(!port_publication("module", device).error().empty());
         QVERIFY(QDir(elsewhere.path()).isEmpty());
+        qputenv("XDG_RUNTIME_DIR", "/dev/null");
+        QVERIFY(!port_publication("module", device).error().empty());
+        QCOMPARE(listed(), QString());
+    }
+
+    // Two folders and the lock want one each while the third folder is open.
+    void descriptorsRunOut()
+    {
+        const int next = ::dup(module.descriptor());
+        ::close(next);
+        rlimit before = {};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        for (unsigned left = 0; left < 3; ++left) {
+            const rlimit few = {static_cast<rlim_t>(next) + left, before.rlim_max};
+            ::setrlimit(RLIMIT_NOFILE, &few);
+            const port_publication publication("module", device);
+            const QString others = listed();
+            ::setrlimit(RLIMIT_NOFILE, &before);
+            QVERIFY(!publication.is_published() && !publication.error().empty() && others.isEmpty());
+        }
+        QVERIFY(port_publication("module", device).is_published()); // nothing was left in the way
     }
 
     void listingDoesNotDisturbPublishing()
