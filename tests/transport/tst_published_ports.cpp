@@ -56,6 +56,7 @@ class tst_PublishedPorts : public QObject
 {
     Q_OBJECT
 
+    const QTemporaryDir fallback; // Qt looks for a runtime directory there if the variable's one can't be used
     std::unique_ptr<QTemporaryDir> runtime;
     const pseudo_terminal module;
     const pseudo_terminal other;
@@ -65,6 +66,7 @@ class tst_PublishedPorts : public QObject
 private Q_SLOTS:
     void init()
     {
+        qputenv("TMPDIR", fallback.path().toLocal8Bit());
         runtime = std::make_unique<QTemporaryDir>();
         qputenv("XDG_RUNTIME_DIR", runtime->path().toLocal8Bit());
     }
@@ -236,6 +238,7 @@ private Q_SLOTS:
         QVERIFY(!port_publication("module", device).error().empty());
         QVERIFY(QDir(elsewhere.path()).isEmpty());
         qputenv("XDG_RUNTIME_DIR", "/dev/null");
+        qputenv("TMPDIR", "/dev/null");
         QVERIFY(!port_publication("module", device).error().empty());
         QCOMPARE(listed(), QString());
     }
