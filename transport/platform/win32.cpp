@@ -57,8 +57,18 @@ SP_DEVINFO_DATA *native(device_record &device)
 
 handle open_port(const char *path)
 {
-    return portable(CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                                FILE_FLAG_OVERLAPPED, nullptr));
+    const HANDLE port = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_OVERLAPPED, nullptr);
+    if (port == INVALID_HANDLE_VALUE)
+        return invalid_handle;
+    // A file or pipe opens as well, and would be written over. Drivers of some adapters name no type.
+    const DWORD type = GetFileType(port);
+    if (type != FILE_TYPE_CHAR && type != FILE_TYPE_UNKNOWN) {
+        CloseHandle(port);
+        SetLastError(ERROR_BAD_DEV_TYPE);
+        return invalid_handle;
+    }
+    return portable(port);
 }
 
 bool set_queue_sizes(handle port, std::uint32_t input, std::uint32_t output)
