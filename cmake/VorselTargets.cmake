@@ -68,3 +68,18 @@ function(vorsel_test name)
   add_test(NAME ${name} COMMAND ${target})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
+
+# vorsel_win32_program(<name> <source> [<header>...]): <name>.exe on the Windows half of the serial platform, without
+# Qt. Built on any system; scripts/test-windows-serial runs it.
+function(vorsel_win32_program name source)
+  find_program(VORSEL_MINGW_CXX x86_64-w64-mingw32-g++-posix REQUIRED)
+  set(platform "${PROJECT_SOURCE_DIR}/transport/platform")
+  set(program "${CMAKE_CURRENT_BINARY_DIR}/${name}.exe")
+  add_custom_command(OUTPUT "${program}"
+    COMMAND "${VORSEL_MINGW_CXX}" -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion -Werror -static
+            "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/win32.cpp"
+            -lsetupapi -ladvapi32 -o "${program}"
+    DEPENDS "${source}" ${ARGN} "${platform}/win32.cpp" "${platform}/serial_platform.h"
+    VERBATIM)
+  add_custom_target(${name} ALL DEPENDS "${program}")
+endfunction()

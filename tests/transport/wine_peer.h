@@ -1,0 +1,94 @@
+#pragma once
+
+#include "transport/platform/serial_platform.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+// For a Windows program under wine_peer.py: what it asks of the other end of its COM7, and its own end.
+
+constexpr char com7[] = "\\\\.\\COM7";
+
+inline void ask(const std::string &request)
+{
+    std::printf("@%s\n", request.c_str());
+    std::fflush(stdout);
+}
+
+inline std::string answer()
+{
+    char line[256];
+    if (std::fgets(line, sizeof line, stdin) == nullptr)
+        std::exit(1);
+    const std::string text = line;
+    return text.substr(0, text.find_last_not_of("\r\n") + 1);
+}
+
+inline std::string peer(const std::string &request)
+{
+    ask(request);
+    return answer();
+}
+
+enum outcome { whole, failed, stopped };
+
+// COM7 newly plugged in, used as the serial device does: transfers go on until they are whole, fail, or are
+// told to stop.
+class open_line
+{
+public:
+    open_line()
+    {
+        peer("plug");
+        port = vs::open_port(com7);
+        is_ready = vs::set_queue_sizes(port, 32768, 32768) && vs::clear_timeouts(port);
+        reading.event = vs::create_event();
+        writing.event = vs::create_event();
+    }
+    ~open_line()
+    {
+        for (vs::handle each : {port, exit, waits, reading.event, writing.event})
+            vs::close_handle(each);
+    }
+    open_line(const open_line &) = delete;
+    open_line &operator=(const open_line &) = delete;
+
+    outcome read(char *buffer, std::uint32_t count)
+    {
+        return move(reading, count, [&](std::uint32_t done, std::uint32_t &moved) {
+            return vs::start_read(port, buffer + done, count - done, moved, reading);
+        });
+    }
+    outcome write(const std::string &bytes)
+    {
+        const auto count = static_cast<std::uint32_t>(bytes.size());
+        return move(writing, count, [&](std::uint32_t done, std::uint32_t &moved) {
+            return vs::start_write(port, bytes.data() + done, count - done, moved, writing);
+        });
+    }
+
+    vs::handle port;
+    bool is_ready;
+    vs::handle exit = vs::create_event();
+    vs::handle waits = vs::create_event(); // signalled when a transfer goes on in the background
+    vs::transfer reading, writing;
+
+private:
+    template <typename Start>
+    outcome move(vs::transfer &state, std::uint32_t count, Start start)
+    {
+        for (std::uint32_t done = 0, moved = 0; done < count; done += moved) {
+            if (start(done, moved))
+                continue;
+            if (vs::last_error() != vs::error_io_pending)
+                return failed;
+            vs::set_event(waits);
+            if (vs::wait_for_either(state.event, exit) == 1)
+                return vs::cancel_transfers(port, state) ? stopped : failed;
+            if (!vs::transfer_result(port, state, moved))
+                return failed;
+        }
+        return whole;
+    }
+};
