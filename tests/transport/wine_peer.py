@@ -148,19 +148,29 @@ def run(wine, program, peer, patience):
         peer.unplug()
 
 
+def end_wine(server, prefix):
+    """Leaves nothing running. The server misses some of its own programs if one was killed before."""
+    for option in "-k", "-w":
+        subprocess.run([server, option], check=False, timeout=PATIENCE_S, stderr=subprocess.DEVNULL)
+    for name in filter(str.isdigit, os.listdir("/proc")):
+        with contextlib.suppress(OSError), open(f"/proc/{name}/environ", "rb") as environment:
+            if int(name) != os.getpid() and f"WINEPREFIX={prefix}".encode() in environment.read().split(b"\0"):
+                os.kill(int(name), signal.SIGKILL)
+
+
 def main(programs):
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # nothing stays behind then either
     wine, server = (shutil.which(name, path=SEARCH) for name in ("wine64", "wineserver"))
     with tempfile.TemporaryDirectory(prefix="vorsel-wine-") as folder:
-        os.environ.update(WINEPREFIX=folder + "/prefix", WINEDEBUG="-all", HOME=folder, LC_ALL="C.UTF-8",
+        prefix = folder + "/prefix"
+        os.environ.update(WINEPREFIX=prefix, WINEDEBUG="-all", HOME=folder, LC_ALL="C.UTF-8",
                           WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe=")
         os.environ.pop("DISPLAY", None)
-        peer = Peer(folder + "/prefix/dosdevices/com7")
+        peer = Peer(prefix + "/dosdevices/com7")
         try:
             codes = [run(wine, each, peer, FIRST_PATIENCE_S) for each in programs]
         finally:
-            for option in "-k", "-w":  # end what Wine has left running, and wait until it has ended
-                subprocess.run([server, option], check=False, timeout=PATIENCE_S, stderr=subprocess.DEVNULL)
+            end_wine(server, prefix)
     return 1 if any(codes) else 0
 
 
