@@ -8,10 +8,9 @@ namespace simulator {
 
 bool areValid(const LinkParameters &parameters, uint16 shortestInterval, uint16 longestInterval)
 {
-    const int longestSilence = (1 + parameters.latency) * longestInterval; // 1.25 ms
     return shortestInterval >= 6 && shortestInterval <= longestInterval && longestInterval <= 3200 &&
            parameters.timeout >= 10 && parameters.timeout <= 3200 && parameters.latency <= 499 &&
-           parameters.timeout * 8 > longestSilence;
+           parameters.timeout * 8 > (1 + parameters.latency) * longestInterval; // 1.25 ms, in range by now
 }
 
 Link::Link(uint8 ownHandle, const RemoteDevice &remote, const LinkParameters &chosen, uint8 bondNumber)
