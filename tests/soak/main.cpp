@@ -22,8 +22,8 @@
 namespace {
 
 constexpr int devices = 100;
-constexpr int rate = 8000;           // advertisements a second; scannable devices answer each with one more
-constexpr int between_clears = 5000; // frames
+constexpr int rate = 8000; // advertisements a second; scannable devices answer each with one more
+constexpr int longest_between_clears = 5000; // frames
 constexpr int clears_a_pause = 4;
 constexpr int longest_scan_ms = 3000; // on a busy machine; the module holds what it has to write in that time
 constexpr int warm_up_pauses = 3;     // what is allocated once is there by then
@@ -86,6 +86,7 @@ public:
 
     void run(int wanted)
     {
+        between_clears = std::min(longest_between_clears, wanted / (2 * warm_up_pauses * clears_a_pause));
         QElapsedTimer clock;
         clock.start();
         int told = 0;
@@ -111,6 +112,8 @@ public:
         kept = print_equal("soak_reports_decoded", decoded.count, reports_written) && kept;
         kept = print_equal("soak_out_of_order", rx.out_of_order + decoded.out_of_order, 0) && kept;
         kept = print_equal("soak_panels_wrong", panels_wrong, 0) && kept;
+        kept = print_limited("soak_pauses_missing", std::max(0, warm_up_pauses + 1 - descriptors.taken), 0) &&
+               kept;
         kept = print_limited("soak_descriptors_growth", descriptors.most - descriptors.first, 0) && kept;
         if (memory_counts) {
             kept = print_limited("soak_heap_growth_kib", heap.most - heap.first, heap_limit_kib) && kept;
@@ -234,6 +237,7 @@ private:
     SimulatedModule module;
     std::unique_ptr<Window> window;
     LogView *log = nullptr;
+    int between_clears = 0;
     int frames = 0;
     int frames_before = 0; // this scan
     QElapsedTimer scan_clock;
