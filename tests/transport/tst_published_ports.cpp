@@ -56,7 +56,8 @@ class tst_PublishedPorts : public QObject
 {
     Q_OBJECT
 
-    const QTemporaryDir fallback; // Qt looks for a runtime directory there if the variable's one can't be used
+    const QTemporaryDir
+        fallback; // Qt looks for a runtime directory there if the variable's one can't be used
     std::unique_ptr<QTemporaryDir> runtime;
     const pseudo_terminal module;
     const pseudo_terminal other;
@@ -169,16 +170,36 @@ private Q_SLOTS:
     }
 
     // Left when others could still write in the directory. It keeps nobody from publishing.
-    void foreignLockIsReplaced()
+    void foreignThingsAreReplaced_data()
     {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<char>("kind");
+        for (const char *name : {"module", ".module.lock"})
+            for (const char kind : {'f', 'l', 'd'})
+                QTest::addRow("%s %c", name, kind) << QByteArray(name) << kind;
+    }
+
+    void foreignThingsAreReplaced()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(char, kind);
         if (::geteuid() != 0)
             QSKIP("only root can make files of another user");
         const int lock = leave_behind("/dev/null");
-        QCOMPARE(::fchown(lock, nobody, gid_t(-1)), 0);
-        QCOMPARE(::flock(lock, LOCK_EX), 0);
+        ::unlink(in_dir(name).constData());
+        int theirs = -1;
+        if (kind == 'd')
+            QCOMPARE(::mkdir(in_dir(name).constData(), 0700), 0);
+        else if (kind == 'l')
+            QCOMPARE(::symlink("/etc/passwd", in_dir(name).constData()), 0);
+        else
+            QVERIFY((theirs = ::open(in_dir(name).constData(), O_CREAT | O_RDWR | O_CLOEXEC, 0666)) >= 0);
+        QCOMPARE(::lchown(in_dir(name).constData(), nobody, gid_t(-1)), 0);
+        QVERIFY(theirs < 0 || ::flock(theirs, LOCK_EX) == 0);
         const port_publication publication("module", device);
         QVERIFY2(publication.is_published(), publication.error().c_str());
         QCOMPARE(listed(), as_module);
+        ::close(theirs);
         ::close(lock);
     }
 

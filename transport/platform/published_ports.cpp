@@ -79,6 +79,14 @@ bool is_own_file(int fd)
     return ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == ::geteuid();
 }
 
+// What another user left goes, but for a directory with something in it. What is ours stays.
+void remove_foreign(int dir, const std::string &name)
+{
+    struct stat info = {};
+    if (::fstatat(dir, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && info.st_uid != ::geteuid())
+        ::unlinkat(dir, name.c_str(), S_ISDIR(info.st_mode) ? AT_REMOVEDIR : 0);
+}
+
 bool is_held(int dir, const std::string &lock_name)
 {
     const int lock = ::openat(dir, lock_name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -170,6 +178,7 @@ bool port_publication::publish(const std::string &device)
     }
     if (!take_lock())
         return false;
+    remove_foreign(dir_, name_);
     struct stat info = {};
     if (::fstatat(dir_, name_.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
         if (!S_ISLNK(info.st_mode)) {
@@ -191,16 +200,14 @@ bool port_publication::take_lock()
     constexpr int attempts = 50;
     constexpr int pause_ms = 5;
     for (int attempt = 0; attempt < attempts; ++attempt) {
+        remove_foreign(dir_, lock_name());
         lock_ = ::openat(dir_, lock_name().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                          S_IRUSR | S_IWUSR);
         if (lock_ < 0) {
             error_ = "cannot lock \"" + name_ + "\": " + std::strerror(errno);
             return false;
         }
-        const bool usable = is_own_file(lock_);
-        if (!usable)
-            ::unlinkat(dir_, lock_name().c_str(), 0);
-        const bool locked = usable && ::flock(lock_, LOCK_EX | LOCK_NB) == 0;
+        const bool locked = is_own_file(lock_) && ::flock(lock_, LOCK_EX | LOCK_NB) == 0;
         if (locked && lock_is_named())
             return true;
         ::close(lock_);
