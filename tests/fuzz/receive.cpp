@@ -113,19 +113,23 @@ struct Rig
     cls_ble engine;
     Recorder recorder{engine};
 
-    // What is left of the last input ends as frames of zeros; then come commands, of which all but the first
-    // wait.
-    void restart(const QByteArray &filler, int commands)
+    // Commands, of which all but the first wait.
+    void start(int commands)
     {
-        recorder.fedEngine = nullptr;
-        engine.rx_data(filler);
-        engine.reset_queue();
-        recorder.clear();
         engine.set_flow_control(true);
         for (int i = 0; i < commands; ++i)
             engine.system.cmd_hello();
         engine.set_flow_control(false);
         recorder.lineCount = 0;
+    }
+
+    // What is left of the input ends as frames of zeros, so that the next one finds nothing of it.
+    void end(const QByteArray &filler)
+    {
+        recorder.fedEngine = nullptr;
+        engine.rx_data(filler);
+        engine.reset_queue();
+        recorder.clear();
     }
 };
 
@@ -216,11 +220,10 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     const bool fromWithin = (how & 4) != 0;
     const bool borrowed = (how & 8) != 0;
 
-    static QByteArray filler;
-    whole->restart(filler, commands);
+    whole->start(commands);
     whole->engine.rx_data(bytes);
 
-    cut->restart(filler, commands);
+    cut->start(commands);
     auto chunks = chunksOf(bytes, lengths);
     std::reverse(chunks.begin(), chunks.end());
     cut->recorder.chunks = std::move(chunks);
@@ -241,8 +244,8 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     REQUIRE(whole->recorder.lineCount == expected.known);
     REQUIRE(whole->recorder.transcript == cut->recorder.transcript);
 
-    filler = fillerBehind(bytes.right(expected.rest));
-    whole->recorder.clear();
-    cut->recorder.clear();
+    const QByteArray filler = fillerBehind(bytes.right(expected.rest));
+    whole->end(filler);
+    cut->end(filler);
     return 0;
 }
