@@ -1,8 +1,5 @@
 #include "simulator/controlinput.h"
 
-#include <cerrno>
-#include <unistd.h>
-
 namespace simulator {
 namespace {
 
@@ -12,10 +9,9 @@ constexpr int longestLine = 8192;
 
 ControlInput::ControlInput(int descriptor, QObject *parent)
     : QObject(parent)
-    , fd(descriptor)
-    , readable(std::make_unique<QSocketNotifier>(descriptor, QSocketNotifier::Read))
+    , input(descriptor)
 {
-    connect(readable.get(), &QSocketNotifier::activated, this, &ControlInput::readMore);
+    connect(&input, &ByteInput::received, this, &ControlInput::cutIntoLines);
 }
 
 QString ControlInput::help()
@@ -45,17 +41,9 @@ QString ControlInput::help()
         "  SETTING VALUE             as the option of that name, for instance \"lose 1\"\n");
 }
 
-void ControlInput::readMore()
+void ControlInput::cutIntoLines(const QByteArray &bytes)
 {
-    char buffer[4096];
-    const ssize_t count = ::read(fd, buffer, sizeof(buffer));
-    if (count < 0 && (errno == EAGAIN || errno == EINTR))
-        return;
-    if (count <= 0) {
-        readable->setEnabled(false);
-        return;
-    }
-    unfinished.append(buffer, int(count));
+    unfinished += bytes;
     int start = 0;
     for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', start)) {
         Q_EMIT lineRead(QString::fromUtf8(unfinished.mid(start, end - start)).trimmed());

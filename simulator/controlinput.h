@@ -1,10 +1,9 @@
 #pragma once
 
+#include "simulator/platform/process.h"
+
 #include <QByteArray>
 #include <QObject>
-#include <QSocketNotifier>
-
-#include <memory>
 
 namespace simulator {
 
@@ -24,11 +23,10 @@ Q_SIGNALS:
     void lineRead(const QString &line);
 
 private:
-    void readMore();
+    void cutIntoLines(const QByteArray &bytes);
 
-    const int fd;
+    ByteInput input;
     QByteArray unfinished;
-    std::unique_ptr<QSocketNotifier> readable;
 };
 
 } // namespace simulator

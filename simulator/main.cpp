@@ -1,50 +1,12 @@
 #include "simulator/controlinput.h"
 #include "simulator/moduleprogram.h"
 #include "simulator/options.h"
+#include "simulator/platform/process.h"
 
 #include <QCoreApplication>
-#include <QSocketNotifier>
 
-#include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <unistd.h>
-
-namespace {
-
-int signalPipe[2];
-
-void onSignal(int)
-{
-    const char byte = 0;
-    // Nothing can be done about a full pipe, and a full pipe ends the program just as well.
-    [[maybe_unused]] const ssize_t written = ::write(signalPipe[1], &byte, 1);
-}
-
-// Standard streams that were closed would give their numbers to the port, and what is printed would go there.
-void fillStandardStreams()
-{
-    int descriptor = 0;
-    do {
-        descriptor = ::open("/dev/null", O_RDWR);
-    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-    if (descriptor >= 0)
-        ::close(descriptor);
-}
-
-bool watchSignals()
-{
-    if (::pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        return false;
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
-        std::signal(number, onSignal);
-    // A log that nobody reads, and a terminal that this program reads from the background, must not stop it.
-    for (const int number : {SIGPIPE, SIGTTIN})
-        std::signal(number, SIG_IGN);
-    return true;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -63,7 +25,8 @@ int main(int argc, char **argv)
         return refused ? 2 : 0;
     }
 
-    if (!watchSignals()) {
+    const EndRequests endRequests;
+    if (!endRequests.areHeard()) {
         std::perror("vorsel-module");
         return 1;
     }
@@ -72,8 +35,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "vorsel-module: %s\n", error->toLocal8Bit().constData());
         return 1;
     }
-    QSocketNotifier stopped(signalPipe[0], QSocketNotifier::Read);
-    QObject::connect(&stopped, &QSocketNotifier::activated, &application, [] { QCoreApplication::exit(0); });
+    QObject::connect(&endRequests, &EndRequests::requested, &application, [] { QCoreApplication::exit(0); });
     QObject::connect(&program, &ModuleProgram::finished, &application,
                      [](int code) { QCoreApplication::exit(code); });
     ControlInput control(STDIN_FILENO);

@@ -2,8 +2,7 @@
 
 #include <QByteArray>
 #include <QObject>
-#include <QSocketNotifier>
-#include <QTimer>
+#include <QString>
 
 #include <memory>
 
@@ -16,26 +15,25 @@ class ModuleLink : public QObject
     Q_OBJECT
 
 public:
-    explicit ModuleLink(QObject *parent = nullptr);
-    ~ModuleLink() override;
+    static std::unique_ptr<ModuleLink> make(); // of this system's kind
 
-    // Both give false and an error text if it cannot be had. Any speed in bits a second that the port's
-    // driver can do will do.
-    bool openPseudoTerminal(QString *error);
-    bool openPort(const QString &path, int speed, QString *error);
+    // Both give false and an error text if it cannot be had. The pseudo-terminal is published under `name`
+    // for the list of ports. Any speed in bits a second that the port's driver can do will do.
+    virtual bool openPseudoTerminal(const QString &name, QString *error) = 0;
+    virtual bool openPort(const QString &path, int speed, QString *error) = 0;
 
     // What a host opens: the pseudo-terminal's slave. For a port, the port itself.
     QString path() const { return devicePath; }
 
     // Takes the bytes at once and writes them as fast as the host reads. False and nothing taken if no host
     // is there, or if more than 4 MiB would pile up.
-    bool write(const QByteArray &bytes);
+    virtual bool write(const QByteArray &bytes) = 0;
 
     // Whether bytes wait here or, as far as can be seen, in the pseudo-terminal for the host to read.
-    bool hasUnreadOutput() const;
+    virtual bool hasUnreadOutput() const = 0;
 
     // Goes away as a device does that is pulled out.
-    void close();
+    virtual void close() = 0;
 
 Q_SIGNALS:
     void received(const QByteArray &bytes);
@@ -44,22 +42,10 @@ Q_SIGNALS:
     void overrun(int lostBytes);
     void lost(); // a port that is not there any more; the link is closed
 
-private:
-    void watch();
-    void readMore();
-    void writeMore();
-    void lookForHost();
-    void hangUp();
-    void settleSlave(bool isNew) const;
+protected:
+    static constexpr int maxPending = 4 << 20;
 
-    int fd = -1;
-    bool isPseudoTerminal = false;
-    bool attached = false;
     QString devicePath;
-    QByteArray pending;
-    std::unique_ptr<QSocketNotifier> readable;
-    std::unique_ptr<QSocketNotifier> writable;
-    QTimer attachTimer;
 };
 
 } // namespace simulator

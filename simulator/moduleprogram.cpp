@@ -3,7 +3,6 @@
 #include "simulator/attributesbehaviour.h"
 #include "simulator/catalogue.h"
 #include "simulator/hardwarebehaviour.h"
-#include "transport/platform/published_ports.h"
 
 #include <QFileInfo>
 #include <QSaveFile>
@@ -92,6 +91,7 @@ ModuleProgram::ModuleProgram(const Options &chosen, QObject *parent)
     : QObject(parent)
     , options(chosen)
     , log(STDOUT_FILENO, !chosen.quiet)
+    , link(ModuleLink::make())
     , cutter(chosen.packetMode)
     , module(chosen.identity)
     , misbehaviour(chosen.identity.seed)
@@ -107,17 +107,17 @@ ModuleProgram::~ModuleProgram() = default;
 
 void ModuleProgram::connectParts()
 {
-    connect(&link, &ModuleLink::received, this, &ModuleProgram::takeBytes);
-    connect(&link, &ModuleLink::hostAttached, this, [this] { log.note(QStringLiteral("attached")); });
-    connect(&link, &ModuleLink::hostDetached, this, [this] {
+    connect(link.get(), &ModuleLink::received, this, &ModuleProgram::takeBytes);
+    connect(link.get(), &ModuleLink::hostAttached, this, [this] { log.note(QStringLiteral("attached")); });
+    connect(link.get(), &ModuleLink::hostDetached, this, [this] {
         cutter.clear();
         misbehaviour.forget();
         log.note(QStringLiteral("detached"));
     });
-    connect(&link, &ModuleLink::overrun, this, [this](int lostBytes) {
+    connect(link.get(), &ModuleLink::overrun, this, [this](int lostBytes) {
         log.note(QStringLiteral("the host does not read: %1 bytes lost").arg(lostBytes));
     });
-    connect(&link, &ModuleLink::lost, this, [this] {
+    connect(link.get(), &ModuleLink::lost, this, [this] {
         log.note(QStringLiteral("the port is gone"));
         Q_EMIT finished(1);
     });
@@ -133,21 +133,14 @@ std::optional<QString> ModuleProgram::start()
 {
     QString error;
     if (!options.port.isEmpty())
-        return link.openPort(options.port, options.speed, &error) ? std::nullopt : std::optional(error);
-    if (!link.openPseudoTerminal(&error))
-        return error;
-    publication = std::make_unique<port_publication>(options.name.toStdString(), link.path().toStdString());
-    if (!publication->is_published())
-        return QString::fromStdString(publication->error());
-    return std::nullopt;
+        return link->openPort(options.port, options.speed, &error) ? std::nullopt : std::optional(error);
+    return link->openPseudoTerminal(options.name, &error) ? std::nullopt : std::optional(error);
 }
 
 QString ModuleProgram::readyLine() const
 {
-    QString line = QStringLiteral("ready: ") + link.path();
-    if (publication)
-        line += QLatin1Char(' ') + options.name;
-    return line;
+    const QString line = QStringLiteral("ready: ") + link->path();
+    return options.port.isEmpty() ? line + QLatin1Char(' ') + options.name : line;
 }
 
 void ModuleProgram::takeBytes(const QByteArray &bytes)
@@ -167,7 +160,7 @@ void ModuleProgram::takeBytes(const QByteArray &bytes)
 
 void ModuleProgram::write(const QByteArray &bytes, const QByteArrayList &frames)
 {
-    const bool isTaken = link.write(bytes);
+    const bool isTaken = link->write(bytes);
     for (const QByteArray &frame : frames) {
         if (isTaken) {
             log.sent(frame);
@@ -243,7 +236,7 @@ std::optional<QString> ModuleProgram::sendHex(const QString &hex)
     const auto bytes = bytesFromHex(hex);
     if (!bytes || bytes->isEmpty())
         return QStringLiteral("bytes in hex were expected");
-    if (misbehaviour.isEnding() || !link.write(*bytes))
+    if (misbehaviour.isEnding() || !link->write(*bytes))
         return QStringLiteral("nobody takes them");
     log.note(QStringLiteral("sent on request: %1").arg(spacedHex(*bytes)));
     return std::nullopt;
@@ -304,8 +297,7 @@ void ModuleProgram::obey(const QString &line)
 
 void ModuleProgram::unplug()
 {
-    link.close();
-    publication.reset();
+    link->close();
     log.note(QStringLiteral("unplugged"));
     Q_EMIT finished(0);
 }
@@ -314,7 +306,7 @@ void ModuleProgram::unplug()
 void ModuleProgram::unplugOnceRead()
 {
     QTimer::singleShot(unplugLook, this, [this] {
-        if (link.hasUnreadOutput() && ++unplugLooks < unplugPatience)
+        if (link->hasUnreadOutput() && ++unplugLooks < unplugPatience)
             unplugOnceRead();
         else
             unplug();

@@ -12,8 +12,6 @@
 
 #include <memory>
 
-class port_publication;
-
 namespace simulator {
 
 // The whole simulated module: the port, the module behind it, the log, and the lines that steer it.
@@ -57,11 +55,10 @@ private:
 
     const Options options;
     TrafficLog log;
-    ModuleLink link;
+    const std::unique_ptr<ModuleLink> link;
     FrameCutter cutter;
     SimulatedModule module;
     Misbehaviour misbehaviour;
-    std::unique_ptr<port_publication> publication;
     int framesWritten = 0;
     int scanResponsesWritten = 0;
     QSet<QByteArray> devicesReported; // address and type

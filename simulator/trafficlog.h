@@ -1,9 +1,9 @@
 #pragma once
 
+#include "simulator/platform/process.h"
+
 #include <QByteArray>
 #include <QElapsedTimer>
-#include <QObject>
-#include <QSocketNotifier>
 #include <QString>
 
 namespace simulator {
@@ -11,13 +11,10 @@ namespace simulator {
 // What the module sees and sends, a line each: seconds since the start, "<-" from the host or "->" to it, the
 // bytes in hex and the decoded message; "--" for everything else. A log that is off writes nothing. One that
 // nobody reads does not hold the module up: lines wait in memory, and beyond 1 MiB they are lost.
-class TrafficLog : public QObject
+class TrafficLog
 {
-    Q_OBJECT
-
 public:
-    TrafficLog(int descriptor, bool isOn, QObject *parent = nullptr);
-    ~TrafficLog() override;
+    TrafficLog(int descriptor, bool isOn);
 
     void received(const QByteArray &frame);
     void sent(const QByteArray &frame);
@@ -28,14 +25,12 @@ public:
 
 private:
     void line(const char *direction, const QString &text);
-    void writeMore();
+    bool isWanted() const { return on && !output.hasFailed(); }
 
-    const int fd;
-    bool on;
+    const bool on;
     QElapsedTimer sinceStart;
-    QByteArray waiting;
     int lostLines = 0;
-    QSocketNotifier writable;
+    ByteOutput output;
 };
 
 } // namespace simulator

@@ -1,4 +1,6 @@
-#include "simulator/modulelink.h"
+#include "simulator/platform/posixlink.h"
+
+#include "transport/platform/published_ports.h"
 
 #include <QFile>
 
@@ -19,7 +21,6 @@ using namespace std::chrono_literals;
 
 // A pseudo-terminal says nothing when it is opened, and polls as hung up without end while it is not.
 constexpr auto attachInterval = 10ms;
-constexpr int maxPending = 4 << 20;
 
 QString systemError(const QString &what)
 {
@@ -54,36 +55,43 @@ bool runsAt(int fd, int speed)
 
 } // namespace
 
-ModuleLink::ModuleLink(QObject *parent)
-    : QObject(parent)
+std::unique_ptr<ModuleLink> ModuleLink::make()
 {
-    attachTimer.setInterval(attachInterval);
-    connect(&attachTimer, &QTimer::timeout, this, &ModuleLink::lookForHost);
+    return std::make_unique<PosixLink>();
 }
 
-ModuleLink::~ModuleLink()
+PosixLink::PosixLink()
 {
+    attachTimer.setInterval(attachInterval);
+    connect(&attachTimer, &QTimer::timeout, this, &PosixLink::lookForHost);
+}
+
+PosixLink::~PosixLink()
+{
+    publication.reset();
     close();
 }
 
-bool ModuleLink::openPseudoTerminal(QString *error)
+bool PosixLink::openPseudoTerminal(const QString &name, QString *error)
 {
     fd = ::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    char name[128];
-    if (fd < 0 || ::grantpt(fd) != 0 || ::unlockpt(fd) != 0 || ::ptsname_r(fd, name, sizeof(name)) != 0) {
+    char slave[128];
+    if (fd < 0 || ::grantpt(fd) != 0 || ::unlockpt(fd) != 0 || ::ptsname_r(fd, slave, sizeof(slave)) != 0) {
         *error = systemError(QStringLiteral("cannot open a pseudo-terminal"));
         close();
         return false;
     }
-    devicePath = QFile::decodeName(name);
+    devicePath = QFile::decodeName(slave);
     isPseudoTerminal = true;
     settleSlave(true);
     watch();
     attachTimer.start();
-    return true;
+    publication = std::make_unique<port_publication>(name.toStdString(), devicePath.toStdString());
+    *error = QString::fromStdString(publication->error());
+    return publication->is_published();
 }
 
-bool ModuleLink::openPort(const QString &path, int speed, QString *error)
+bool PosixLink::openPort(const QString &path, int speed, QString *error)
 {
     fd = ::open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     termios2 line{};
@@ -110,20 +118,20 @@ bool ModuleLink::openPort(const QString &path, int speed, QString *error)
     return true;
 }
 
-void ModuleLink::watch()
+void PosixLink::watch()
 {
     readable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
     writable = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Write);
     readable->setEnabled(false);
     writable->setEnabled(false);
-    connect(readable.get(), &QSocketNotifier::activated, this, &ModuleLink::readMore);
-    connect(writable.get(), &QSocketNotifier::activated, this, &ModuleLink::writeMore);
+    connect(readable.get(), &QSocketNotifier::activated, this, &PosixLink::readMore);
+    connect(writable.get(), &QSocketNotifier::activated, this, &PosixLink::writeMore);
 }
 
 // Opens the slave for a moment, which also makes it count as hung up afterwards. Raw mode keeps it from
 // echoing; what a gone host did not read must not reach the next one. It is never kept open: the end of the
 // last host would not be seen then.
-void ModuleLink::settleSlave(bool isNew) const
+void PosixLink::settleSlave(bool isNew) const
 {
     const int slave =
         ::open(QFile::encodeName(devicePath).constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
@@ -138,7 +146,7 @@ void ModuleLink::settleSlave(bool isNew) const
     ::close(slave);
 }
 
-void ModuleLink::lookForHost()
+void PosixLink::lookForHost()
 {
     // Data beside the hang-up: a host came, wrote and went since the last look.
     const short state = pollNow(fd);
@@ -150,7 +158,7 @@ void ModuleLink::lookForHost()
     Q_EMIT hostAttached();
 }
 
-void ModuleLink::readMore()
+void PosixLink::readMore()
 {
     char buffer[4096];
     const ssize_t count = ::read(fd, buffer, sizeof(buffer));
@@ -160,7 +168,7 @@ void ModuleLink::readMore()
         hangUp();
 }
 
-bool ModuleLink::write(const QByteArray &bytes)
+bool PosixLink::write(const QByteArray &bytes)
 {
     if (!attached)
         return false;
@@ -173,7 +181,7 @@ bool ModuleLink::write(const QByteArray &bytes)
     return true;
 }
 
-void ModuleLink::writeMore()
+void PosixLink::writeMore()
 {
     while (!pending.isEmpty()) {
         const ssize_t count = ::write(fd, pending.constData(), size_t(pending.size()));
@@ -186,7 +194,7 @@ void ModuleLink::writeMore()
     writable->setEnabled(!pending.isEmpty());
 }
 
-bool ModuleLink::hasUnreadOutput() const
+bool PosixLink::hasUnreadOutput() const
 {
     if (!pending.isEmpty() || !isPseudoTerminal || !attached)
         return !pending.isEmpty();
@@ -200,7 +208,7 @@ bool ModuleLink::hasUnreadOutput() const
     return known && unread > 0;
 }
 
-void ModuleLink::hangUp()
+void PosixLink::hangUp()
 {
     attached = false;
     pending.clear();
@@ -216,7 +224,7 @@ void ModuleLink::hangUp()
     Q_EMIT hostDetached();
 }
 
-void ModuleLink::close()
+void PosixLink::close()
 {
     attachTimer.stop();
     attached = false;
@@ -229,6 +237,7 @@ void ModuleLink::close()
     if (fd >= 0)
         ::close(fd);
     fd = -1;
+    publication.reset();
 }
 
 } // namespace simulator
