@@ -3,7 +3,7 @@
 namespace simulator {
 namespace {
 
-constexpr int longestLine = 8192;
+constexpr int longestLine = 8192; // bytes
 
 } // namespace
 
@@ -46,12 +46,15 @@ void ControlInput::cutIntoLines(const QByteArray &bytes)
     unfinished += bytes;
     int start = 0;
     for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', start)) {
-        Q_EMIT lineRead(QString::fromUtf8(unfinished.mid(start, end - start)).trimmed());
+        const QByteArray line = unfinished.mid(start, end - start);
+        if (line.size() > longestLine)
+            Q_EMIT lineDropped(QString::fromUtf8(line.left(longestLine)));
+        else
+            Q_EMIT lineRead(QString::fromUtf8(line).trimmed());
         start = end + 1;
     }
     unfinished.remove(0, start);
-    if (unfinished.size() > longestLine)
-        unfinished.clear();
+    unfinished.truncate(longestLine + 1); // what else comes of a line that long is not kept
 }
 
 } // namespace simulator

@@ -21,6 +21,7 @@ public:
 
 Q_SIGNALS:
     void lineRead(const QString &line);
+    void lineDropped(const QString &beginning); // of one over 8 KiB
 
 private:
     void cutIntoLines(const QByteArray &bytes);

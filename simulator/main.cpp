@@ -40,6 +40,7 @@ int main(int argc, char **argv)
                      [](int code) { QCoreApplication::exit(code); });
     ControlInput control(STDIN_FILENO);
     QObject::connect(&control, &ControlInput::lineRead, &program, &ModuleProgram::obey);
+    QObject::connect(&control, &ControlInput::lineDropped, &program, &ModuleProgram::refuseLongLine);
 
     std::printf("%s\n", program.readyLine().toLocal8Bit().constData());
     std::fflush(stdout);

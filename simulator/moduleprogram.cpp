@@ -295,6 +295,11 @@ void ModuleProgram::obey(const QString &line)
                    : QStringLiteral("obeyed: %1").arg(line.left(80)));
 }
 
+void ModuleProgram::refuseLongLine(const QString &beginning)
+{
+    log.note(QStringLiteral("not obeyed: %1 (the line is too long)").arg(beginning.left(80)));
+}
+
 void ModuleProgram::unplug()
 {
     link->close();

@@ -31,6 +31,7 @@ public:
 
     // Carries out a line of the control input; one that makes no sense is noted in the log.
     void obey(const QString &line);
+    void refuseLongLine(const QString &beginning);
 
 Q_SIGNALS:
     void finished(int exitCode);

@@ -184,6 +184,8 @@ private Q_SLOTS:
               "dump /nowhere/flash", "dump flash 7ffff 2", "dump-ota"})
             module.tell(line);
         module.tell(QByteArray(100'000, 'x') + '\0');
+        module.tell(QByteArray(3 * 4096, 'x') + "quit"); // no line of its own
+        QVERIFY(module.waitForLog("x (the line is too long)"));
         module.tell("send-hex 80 02 00 06 80 01");
         QCOMPARE(host.exchange("", 6), QByteArray("800200068001"));
         QVERIFY(module.waitForLog("not obeyed: remote-write 1 00 (refused with 0403)"));
