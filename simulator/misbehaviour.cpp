@@ -63,13 +63,19 @@ const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
          [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.loseNext); }},
         {"lose-every", "N", "Do not send every Nth response.",
          [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxCount, &m.loseEvery); }},
-        {"lose-command", "NAME", "Never send the response of this command, for instance system_hello.",
+        {"lose-command", "NAME[@N]",
+         "Never send the response of this command, for instance system_hello, or do not send its Nth from "
+         "here on.",
          [](Misbehaviour &m, const QString &v) {
              int command = 0;
-             const auto error = readCommand(v, &command);
-             if (!error)
-                 m.lostCommands.insert(command);
-             return error;
+             const auto error = readCommand(v.section(QLatin1Char('@'), 0, 0), &command);
+             return error ? error : m.addLost(responseIndex(command), v);
+         }},
+        {"lose-event", "NAME[@N]", "Never send this event, or do not send the Nth from here on.",
+         [](Misbehaviour &m, const QString &v) {
+             const QString name = v.section(QLatin1Char('@'), 0, 0);
+             const int event = eventIndex(name);
+             return event < 0 ? QStringLiteral("no event is named \"%1\"").arg(name) : m.addLost(event, v);
          }},
         {"late", "MS", "Send responses so many milliseconds late; events may overtake them.",
          [](Misbehaviour &m, const QString &v) { return readNumber(v, 0, maxMs, &m.lateMs); }},
@@ -105,6 +111,18 @@ const QVector<Misbehaviour::Setting> &Misbehaviour::settings()
          }},
     };
     return table;
+}
+
+// Of "NAME@N" the number is read.
+std::optional<QString> Misbehaviour::addLost(int index, const QString &value)
+{
+    int countdown = 0;
+    if (value.contains(QLatin1Char('@'))) {
+        if (const auto error = readNumber(value.section(QLatin1Char('@'), 1), 1, maxCount, &countdown))
+            return error;
+    }
+    lostFrames[index] = countdown;
+    return std::nullopt;
 }
 
 std::optional<QString> Misbehaviour::addResult(Misbehaviour &target, const QString &value)
@@ -191,29 +209,40 @@ void Misbehaviour::forget()
     endOnceWritten();
 }
 
+bool Misbehaviour::isLostByName(const QByteArray &frame)
+{
+    const auto lost = lostFrames.find(frameIndex(frame, false));
+    if (lost == lostFrames.end() || *lost == 0)
+        return lost != lostFrames.end();
+    const bool isLast = --*lost == 0;
+    if (isLast)
+        lostFrames.erase(lost);
+    return isLast;
+}
+
 bool Misbehaviour::isLost(const QByteArray &frame)
 {
-    ++responses;
-    if (loseNext > 0) {
-        --loseNext;
-        return true;
+    if (isResponse(frame)) {
+        ++responses;
+        if (loseNext > 0) {
+            --loseNext;
+            return true;
+        }
+        if (loseEvery > 0 && responses % loseEvery == 0)
+            return true;
     }
-    return (loseEvery > 0 && responses % loseEvery == 0) || lostCommands.contains(frameIndex(frame, true));
+    return isLostByName(frame);
 }
 
 void Misbehaviour::send(const QByteArray &frame)
 {
     if (ending)
         return;
-    if (!isResponse(frame)) {
-        pass(frame);
-        return;
-    }
     if (isLost(frame)) {
         Q_EMIT note(QStringLiteral("lost: %1").arg(describeFrame(frame, false)));
         return;
     }
-    if (lateMs == 0) {
+    if (lateMs == 0 || !isResponse(frame)) {
         pass(frame);
         return;
     }
@@ -271,8 +300,10 @@ void Misbehaviour::collect(const QByteArray &frame)
     if (ending)
         return;
     ending = ++allFrames == unplugAfter;
-    if (std::exchange(wroteBefore, true))
-        joined.bytes += junk();
+    const QByteArray noise = std::exchange(wroteBefore, true) ? junk() : QByteArray();
+    if (!noise.isEmpty())
+        Q_EMIT note(QStringLiteral("junk: %1 bytes").arg(noise.size()));
+    joined.bytes += noise;
     joined.bytes += frame;
     joined.frames.append({joined.bytes.size(), frame});
     if (ending || joined.frames.size() >= joinCount)
@@ -297,6 +328,10 @@ void Misbehaviour::write(const Batch &batch)
     }
     const int size = batch.bytes.size();
     const int step = splitSize == 0 ? size : splitSize;
+    if (batch.frames.size() > 1)
+        Q_EMIT note(QStringLiteral("joined: %1 frames").arg(batch.frames.size()));
+    if (step < size)
+        Q_EMIT note(QStringLiteral("split: %1 bytes").arg(size));
     auto frame = batch.frames.begin();
     for (int at = 0; at < size; at += step) {
         QByteArrayList endedHere;

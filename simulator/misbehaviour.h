@@ -5,7 +5,6 @@
 #include <QByteArrayList>
 #include <QHash>
 #include <QObject>
-#include <QSet>
 #include <QTimer>
 #include <QVector>
 
@@ -73,6 +72,7 @@ private:
     };
 
     bool isLost(const QByteArray &frame);
+    bool isLostByName(const QByteArray &frame);
     void pass(const QByteArray &frame);
     void passExtra(const char *kind, const QByteArray &frame);
     QByteArray unaskedFrame();
@@ -86,6 +86,7 @@ private:
     unsigned below(unsigned bound); // 0 to bound - 1
     std::optional<uint16> draw(const QHash<int, ChosenResult> &from, int key);
     static std::optional<QString> readChosen(const QString &text, ChosenResult *chosen);
+    std::optional<QString> addLost(int index, const QString &value);
     static std::optional<QString> addResult(Misbehaviour &target, const QString &value);
 
     std::mt19937 random;
@@ -95,7 +96,7 @@ private:
     int joinCount = 0;
     int loseNext = 0;
     int loseEvery = 0;
-    QSet<int> lostCommands;
+    QHash<int, int> lostFrames; // by record: the number of the one that is lost, or 0 for all
     int lateMs = 0;
     int unaskedEvery = 0;
     int unknownEvery = 0;

@@ -85,6 +85,10 @@ private Q_SLOTS:
         row("00000001 800200068001", {{"lose-every", "2"}});
         row("00000001 800200068001", {{"lose-command", "system_whitelist_clear"}});
         row("800200068001", {{"lose-command", "system_whitelist_clear"}, {"lose-command", "system_hello"}});
+        row("00000001 0000000c", {{"lose-event", "system_protocol_error"}});
+        row("0000000c", {{"lose-command", "system_hello@1"}, {"lose-event", "system_protocol_error"}});
+        row("00000001 800200068001 0000000c",
+            {{"lose-command", "system_hello@2"}, {"lose-event", "system_protocol_error@2"}});
     }
 
     void writesOfHelloEventClear()
@@ -98,6 +102,46 @@ private Q_SLOTS:
         for (const QByteArray &piece : expected.split(' '))
             pieces.append(QByteArray::fromHex(piece));
         QTRY_COMPARE(subject.writes(), pieces);
+    }
+
+    void onlyTheNthIsLost()
+    {
+        Subject subject(1, {{"lose-event", "system_protocol_error@2"}, {"lose-command", "system_hello@3"}});
+        for (int i = 0; i < 4; ++i) {
+            subject.send(protocolError);
+            subject.send(hello);
+        }
+        QCOMPARE(subject.writes(),
+                 (QList<QByteArray>{protocolError, hello, hello, protocolError, protocolError, hello}));
+    }
+
+    void saysWhatItDoes_data()
+    {
+        QTest::addColumn<QStringList>("expected");
+        const auto row = [](const char *setting, const QStringList &expected) {
+            QTest::newRow(setting) << expected;
+        };
+        row("junk 2", {QStringLiteral("junk: 2 bytes"), QStringLiteral("junk: 2 bytes")});
+        row("split 4", {QStringLiteral("split: 6 bytes")}); // the others are no longer than a piece
+        row("join 2", {QStringLiteral("joined: 2 frames")});
+        row("join 1", {});
+        row("lose 1", {QStringLiteral("lost: system_hello")});
+        row("lose-event system_protocol_error", {QStringLiteral("lost: system_protocol_error reason:0180")});
+    }
+
+    void saysWhatItDoes()
+    {
+        QFETCH(QStringList, expected);
+        const auto words = QByteArray(QTest::currentDataTag()).split(' ');
+        Subject subject(1, {{words[0].constData(), words[1].constData()}});
+        QSignalSpy notes(&subject, &Misbehaviour::note);
+        for (const QByteArray &frame : {hello, protocolError, whitelistClear})
+            subject.send(frame);
+        QTRY_COMPARE(subject.writes().join().right(4), whitelistClear);
+        QStringList said;
+        for (const QList<QVariant> &signal : notes)
+            said.append(signal.first().toString());
+        QCOMPARE(said, expected);
     }
 
     void junkStartsNoFrame()
@@ -208,8 +252,10 @@ private Q_SLOTS:
     {
         for (const char *line :
              {"nonsense 1", "lose x", "late -1", "junk 99999999999", "split ", "junk-bytes fff",
-              "junk-bytes zz", "lose-command system_boot", "result system_hello=1", "result system_reg_write",
-              "result system_reg_write=0x10000", "result system_reg_write=1@101"}) {
+              "junk-bytes zz", "lose-command system_boot", "lose-command system_hello@0",
+              "lose-event system_hello", "lose-event system_boot@x", "result system_hello=1",
+              "result system_reg_write", "result system_reg_write=0x10000",
+              "result system_reg_write=1@101"}) {
             const QStringList words = QString::fromLatin1(line).split(QLatin1Char(' '));
             QVERIFY2(Misbehaviour(1).set(words[0], words[1]).has_value(), line);
         }
