@@ -8,6 +8,12 @@
 
 #include <memory>
 
+inline QByteArray read_file(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 // A test with a window attached to a module of its own, and remote devices around it.
 class RemoteFixture : public QObject
 {

@@ -17,12 +17,6 @@ constexpr int image_size = 128 * 1024;
 constexpr int load_address = 0x1000; // what is below is not sent over the serial link
 constexpr int upload_ms = 240000;
 
-QByteArray read_file(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 } // namespace
 
 class tst_firmware : public RemoteFixture

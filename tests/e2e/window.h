@@ -12,7 +12,11 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int answer_ms = 60000;
+#else
 constexpr int answer_ms = 20000;
+#endif
 
 // The main window as its user has it: shown, clicked and typed into.
 class Window

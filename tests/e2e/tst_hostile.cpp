@@ -1,0 +1,154 @@
+// What neighbours, outside tools and a foreign definition file say is shown as they say it: nothing of it is
+// rendered, loaded from disk or run.
+
+#include "tests/e2e/remote_fixture.h"
+
+#include <QPlainTextEdit>
+#include <QTabWidget>
+#include <QTextDocument>
+#include <QToolTip>
+
+namespace {
+
+// The length of an element of advertising data counts its type and is read as a signed byte.
+constexpr int longest_name = 126;
+constexpr int longest_on_wire = 242; // in a frame of 255 bytes payload
+
+} // namespace
+
+class tst_hostile : public RemoteFixture
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void remote_name_data();
+    void remote_name();
+    void outside_tool();
+    void definition_file();
+
+private:
+    QString file(const char *name) { return folder.filePath(QLatin1String(name)); }
+    void advertise(const QByteArray &name);
+
+    QTemporaryDir folder;
+};
+
+void tst_hostile::initTestCase()
+{
+    RemoteFixture::initTestCase();
+    QImage picture(40, 40, QImage::Format_RGB32);
+    picture.fill(Qt::magenta);
+    QVERIFY(picture.save(file("magenta.png")));
+}
+
+void tst_hostile::remote_name_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QString>("seen");
+    const auto add = [](const char *row, const QByteArray &name, const QString &seen = {}) {
+        QTest::newRow(row) << name << (seen.isEmpty() ? QString::fromUtf8(name) : seen);
+    };
+    add("picture", "<img src=\"file://" + file("magenta.png").toUtf8() + "\">");
+    add("link", "<a href=\"file:///etc/passwd\">x</a>");
+    add("style", "<style>* { color: red }</style><table width=9999><tr><td>x");
+    add("override", "a\u202egnp.exe\u202c", QStringLiteral("a\ufffdgnp.exe\ufffd"));
+    add("isolate", "\u2067abc\u2069", QStringLiteral("\ufffdabc\ufffd"));
+    add("controls", QByteArray("a\0b\x1b[31mc\b\x7f\u0085", 13),
+        QStringLiteral("a\ufffdb\ufffd[31mc\ufffd\ufffd \u00a0").trimmed());
+    add("lines", "a\r\n\n\u2028\u2029\tb", QStringLiteral("a b"));
+    add("right to left", "\u05d0\u05d1\u200f 1");
+    add("stacked marks", "a" + QByteArray("\u0301").repeated(60));
+    add("not UTF-8", "\xff\xfe\xc3");
+    add("longest", QByteArray("W").repeated(longest_name));
+    add("too long", QByteArray("W").repeated(longest_name + 1), QStringLiteral("plain"));
+    add("longest on the wire", QByteArray("W").repeated(longest_on_wire), QStringLiteral("plain"));
+}
+
+void tst_hostile::advertise(const QByteArray &name)
+{
+    const QByteArray data = char(name.size() + 1) + QByteArray("\t") + name;
+    const QByteArray payload = QByteArray::fromHex("ce00010203040506 00ff") + char(data.size()) + data;
+    module.control("send-hex 80" + QByteArray(1, char(payload.size())).toHex() + "0600" + payload.toHex());
+    QTRY_VERIFY_WITH_TIMEOUT(logged(name.toHex().constData()), answer_ms);
+    QCoreApplication::processEvents();
+}
+
+// The label has the name as it was sent, shows it as an ordinary label would, and on its own place alone.
+void tst_hostile::remote_name()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QString, seen);
+    start();
+    QTRY_VERIFY_WITH_TIMEOUT(on_wire("-- attached"), answer_ms); // before that the module has nobody to tell
+    advertise("plain");
+    const Panel panel(*window, QStringLiteral("plain"));
+    QVERIFY(panel.exists());
+    auto *const label = panel.find<QLabel>("address");
+    const auto *const neighbour = panel.find<QLabel>("rssi");
+    const QRect place = label->geometry(), beside = neighbour->geometry();
+    advertise(name);
+    const QString sent = QString::fromUtf8(name.constData(), name.size()); // with zero bytes
+    QCOMPARE(label->text(), name.size() > longest_name ? seen : sent);
+    QCOMPARE(label->geometry(), place);
+    QCOMPARE(neighbour->geometry(), beside);
+    QLabel ordinary(label->parentWidget());
+    ordinary.setTextFormat(Qt::PlainText);
+    ordinary.setText(label->fontMetrics().elidedText(seen, Qt::ElideRight, place.width()));
+    ordinary.setAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
+    ordinary.setLayoutDirection(seen.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
+    ordinary.resize(place.size());
+    QVERIFY(label->grab().toImage() == ordinary.grab().toImage());
+    QVERIFY(!logged("<"));
+}
+
+void tst_hostile::outside_tool()
+{
+    start();
+    window->trigger("actionDFU");
+    auto *const dialog = window->widget().findChild<QDialog *>(QStringLiteral("DFUDialog"));
+    dialog->findChild<QTabWidget *>()->setCurrentWidget(
+        dialog->findChild<QWidget *>(QStringLiteral("usbTab")));
+    const QString hostile =
+        QStringLiteral("<img src=file://%1><b>b</b><a href=x>\u202e").arg(file("magenta.png"));
+    dialog->findChild<QLineEdit *>(QStringLiteral("fileEditUSB"))->setText(hostile);
+    dialog->findChild<QLineEdit *>(QStringLiteral("lineVID"))->setText(QStringLiteral("<b>"));
+    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("pushButton_2")), Qt::LeftButton);
+    auto *const output = dialog->findChild<QPlainTextEdit *>();
+    QTRY_VERIFY_WITH_TIMEOUT(output->toPlainText().contains(QLatin1String("Finished")), answer_ms);
+    QVERIFY(output->toPlainText().contains(QStringLiteral("[<b>:FFFE] [") + hostile + QLatin1Char(']')));
+}
+
+// The names of the file are in tooltips, which are HTML.
+void tst_hostile::definition_file()
+{
+    const QString here = QDir::currentPath();
+    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("api")) &&
+            QDir(folder.path()).mkpath(QStringLiteral("cwd")));
+    const QString picture = QStringLiteral("<img src='%1'>").arg(file("magenta.png"));
+    QFile definitions(file("api/bleapi.xml"));
+    QVERIFY(definitions.open(QIODevice::WriteOnly));
+    const QString names = QStringLiteral("<api device_name=\"%1\"><class name=\"%2\"><command name=\"d\">"
+                                         "<params><param name=\"%1\"/></params></command></class></api>");
+    definitions.write(names.arg(picture.toHtmlEscaped(), QStringLiteral("&lt;b>c")).toUtf8());
+    definitions.close();
+    QDir::setCurrent(file("cwd"));
+    Window other;
+    QDir::setCurrent(here);
+    QVERIFY(!other.log().join(QLatin1Char(' ')).contains(QLatin1String("file")));
+    const QPair<const char *, QString> tips[] = {
+        {"<b>c_d", QStringLiteral("ble_cmd_<b>c_d ") + picture +
+                       QStringLiteral(":uint8\nCommand requires exactly 1 arguments")},
+        {"0a00", QStringLiteral("First byte must be correct device_id ") + picture + QStringLiteral("=0")},
+        {"<b>c_<i>x", QStringLiteral("Command '<i>x' not found in class '<b>c'")},
+    };
+    for (const auto &[line, tip] : tips) {
+        other.type(line);
+        QTextDocument shown;
+        shown.setHtml(QToolTip::text());
+        QCOMPARE(shown.toPlainText(), tip);
+    }
+}
+
+QTEST_MAIN(tst_hostile)
+#include "tst_hostile.moc"
