@@ -139,7 +139,7 @@ private Q_SLOTS:
             QCOMPARE(published(), QStringLiteral("to-end=") + module.path);
             QCOMPARE(::kill(pid_t(module.process.processId()), number), 0);
             QCOMPARE(module.wait(), 0);
-            QVERIFY(QDir(QString::fromStdString(published_ports_dir())).isEmpty());
+            QVERIFY(!QFileInfo(QString::fromStdString(published_ports_dir() + "/to-end")).isSymLink());
         }
     }
 
