@@ -1,7 +1,6 @@
-// Exchanges a second, command out and response decoded, through the serial device and the engine, beside two
-// threads that pass the same bytes over a bare pseudo-terminal.
+// Exchanges a second, command out and response decoded, through the serial device and the engine, beside a
+// loop that passes the same bytes by bare calls of the system.
 
-#include "bench/common/bare_exchange.h"
 #include "bench/common/figure.h"
 #include "protocol/cls_ble.h"
 #include "transport/uartdev.h"
@@ -10,6 +9,8 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
+
+#include "line.h" // the system's own
 
 namespace {
 
@@ -20,7 +21,7 @@ double our_rate()
     Echo echo;
     UartDev device(QString::fromLatin1(echo.slave_name()), nullptr);
     if (!device.Open())
-        qFatal("the pseudo-terminal does not open");
+        qFatal("the port does not open");
     device.SetBaudrate(256000);
 
     cls_ble ble;
@@ -56,8 +57,6 @@ int main(int argc, char **argv)
         ours.push_back(our_rate());
         ratios.push_back(ours.back() / bare.back());
     }
-    return print_figure("exchange_per_second", median(ours), median(bare), median(ratios), Budget::AtLeast,
-                        0.5)
-               ? 0
-               : 1;
+    return print_figure(figure_name, median(ours), median(bare), median(ratios), Budget::AtLeast, 0.5) ? 0
+                                                                                                       : 1;
 }

@@ -1,10 +1,5 @@
 #include "tests/e2e/simulated_module.h"
 
-SimulatedModule::SimulatedModule()
-{
-    qputenv("XDG_RUNTIME_DIR", m_runtime.path().toLocal8Bit());
-}
-
 SimulatedModule::~SimulatedModule()
 {
     stop();
@@ -13,7 +8,7 @@ SimulatedModule::~SimulatedModule()
 bool SimulatedModule::start(const QStringList &options)
 {
     m_output.clear();
-    m_process.start(QStringLiteral(VORSEL_MODULE), options);
+    m_process.start(QStringLiteral(VORSEL_MODULE), connect_line() + options);
     while (!m_output.contains("ready: ")) {
         if (!m_process.waitForReadyRead(20000))
             return false;
@@ -24,7 +19,9 @@ bool SimulatedModule::start(const QStringList &options)
 
 void SimulatedModule::stop()
 {
-    m_process.terminate();
+    if (m_process.state() == QProcess::NotRunning)
+        return;
+    control("quit");
     m_process.waitForFinished();
 }
 

@@ -1,6 +1,7 @@
 // The Windows half of the serial platform, on real calls: run under Wine by wine_peer.py, which plays the
 // module.
 
+#include "tests/transport/seeded_port.h"
 #include "tests/transport/wine_peer.h"
 
 #include <windows.h>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <thread>
 #include <vector>
 
@@ -138,15 +138,6 @@ void reads()
     CHECK(answer() == "done");
 }
 
-std::string numbered_frame(std::uint32_t number)
-{
-    std::string frame{'\0', static_cast<char>(number * 37 % 256), 1, 2};
-    const std::size_t length = number * 37 % 256;
-    for (std::size_t at = 0; at < length; ++at)
-        frame += static_cast<char>(at < 4 ? number >> (8 * at) : number);
-    return frame;
-}
-
 void streams_both_ways()
 {
     constexpr std::uint32_t frames = 5000;
@@ -212,45 +203,6 @@ void goes_away()
 {
     goes_away(is_unplugged, writes);
 }
-
-struct seeded_port
-{
-    std::optional<std::wstring> friendly_name;
-    std::string port_name;          // as stored, a terminating zero or none with it
-    const char *value = "PortName"; // none: the port has no such key at all
-};
-
-// Seeds a port in the registry while it lives.
-class seed
-{
-public:
-    seed(const seeded_port &port, int number)
-        : path("System\\CurrentControlSet\\Enum\\ROOT\\PORTS\\000" + std::to_string(number))
-    {
-        set_text(path, "ClassGUID", "{4d36e978-e325-11ce-bfc1-08002be10318}" + zero);
-        set_text(path, "Class", "Ports");
-        if (port.friendly_name) {
-            const auto size = static_cast<DWORD>((port.friendly_name->size() + 1) * sizeof(wchar_t));
-            CHECK(RegSetKeyValueW(HKEY_LOCAL_MACHINE, std::wstring(path.begin(), path.end()).c_str(),
-                                  L"FriendlyName", REG_SZ, port.friendly_name->c_str(), size) == 0);
-        }
-        if (port.value != nullptr)
-            set_text(path + "\\Device Parameters", port.value, port.port_name);
-    }
-    ~seed() { CHECK(RegDeleteTreeA(HKEY_LOCAL_MACHINE, path.c_str()) == 0); }
-    seed(const seed &) = delete;
-    seed &operator=(const seed &) = delete;
-
-private:
-    static void set_text(const std::string &key, const char *name, std::string text)
-    {
-        const std::size_t size = text.size();
-        text += '#'; // the system would store a zero that comes after the text
-        CHECK(RegSetKeyValueA(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, text.data(),
-                              static_cast<DWORD>(size)) == 0);
-    }
-    std::string path;
-};
 
 // "name|port;" of each port, asked for in the way of the program; zeros that come with them are shown as "$".
 std::string listed()

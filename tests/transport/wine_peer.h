@@ -31,6 +31,16 @@ inline std::string peer(const std::string &request)
     return answer();
 }
 
+// What "stream" sends, and takes in the same order.
+inline std::string numbered_frame(std::uint32_t number)
+{
+    std::string frame{'\0', static_cast<char>(number * 37 % 256), 1, 2};
+    const std::size_t length = number * 37 % 256;
+    for (std::size_t at = 0; at < length; ++at)
+        frame += static_cast<char>(at < 4 ? number >> (8 * at) : number);
+    return frame;
+}
+
 enum outcome { whole, failed, stopped };
 
 // COM7 newly plugged in, used as the serial device does: transfers go on until they are whole, fail, or are

@@ -1,9 +1,10 @@
 #!/usr/bin/python3
-"""usage: wine_peer.py PROGRAM...
+"""usage: wine_peer.py [--windows] "PROGRAM [ARGUMENT...]"...
 
 Runs Windows programs under Wine, in a prefix made for this one run, whose COM7 is a pseudo-terminal. A program asks for
 what should happen at the pseudo-terminal's other end by lines "@request" on its standard output, and gets a line on its
-standard input when that is done; what else it says is passed on. Fails if a program does, or is silent for too long."""
+standard input when that is done; what else it says is passed on. Fails if a program does, or is silent for too long.
+--windows: they show windows, on the display that DISPLAY names, and the registry has what wine.reg says."""
 
 import contextlib
 import fcntl
@@ -11,6 +12,7 @@ import os
 import pty
 import queue
 import select
+import shlex
 import shutil
 import signal
 import struct
@@ -21,9 +23,9 @@ import termios
 import threading
 import tty
 
-PATIENCE_S = 60
-FIRST_PATIENCE_S = 300  # the prefix is made before the first program begins
+PATIENCE_S = 300  # making the prefix takes a while, and so does an upload of which no word is said
 SEARCH = os.environ["PATH"] + ":/usr/lib/wine"
+REGISTRY = os.path.dirname(os.path.abspath(__file__)) + "/wine.reg"
 TCGETS2 = 0x802C542A  # tells speeds that termios has no name for
 
 
@@ -36,28 +38,65 @@ def numbered_frames(count):
     return b"".join(frames)
 
 
+def open_port(link):
+    master, slave = pty.openpty()
+    tty.setraw(slave)
+    os.set_blocking(master, False)
+    if os.path.lexists(link):
+        os.unlink(link)  # Wine's own, where the machine has so many ports
+    os.symlink(os.ttyname(slave), link)
+    return master, slave
+
+
+def pump(ports, ends, wake):
+    """Carries bytes between two ports until the other end of `wake` is closed, and closes all that it was given."""
+    waiting = {port: b"" for port in ports}
+    while True:
+        poll = select.poll()
+        poll.register(wake)
+        for port, other in zip(ports, reversed(ports)):
+            poll.register(port, (0 if waiting[other] else select.POLLIN) | (select.POLLOUT if waiting[port] else 0))
+        ready = dict(poll.poll())
+        if wake in ready:
+            break
+        for port, other in zip(ports, reversed(ports)):
+            if ready.get(port, 0) & select.POLLOUT:
+                waiting[port] = waiting[port][os.write(port, waiting[port]):]
+            if ready.get(port, 0) & select.POLLIN:
+                waiting[other] += os.read(port, 4096)
+    for each in *ports, *ends, wake:
+        os.close(each)
+
+
 class Peer:
     """The pseudo-terminal's other end, and its plug."""
 
-    def __init__(self, link):
-        self.link = link
+    def __init__(self, devices):
+        self.devices = devices
         self.master = self.slave = None
+        self.joint = self.wake = None
 
     def plug(self):
         self.unplug()
-        self.master, self.slave = pty.openpty()
-        tty.setraw(self.slave)
-        os.set_blocking(self.master, False)
-        if os.path.lexists(self.link):
-            os.unlink(self.link)  # Wine's own, where the machine has so many ports
-        os.symlink(os.ttyname(self.slave), self.link)
+        self.master, self.slave = open_port(self.devices + "/com7")
+
+    def join(self):
+        """COM7 and COM8, a line between them."""
+        self.unplug()
+        (one, one_end), (other, other_end) = (open_port(self.devices + name) for name in ("/com7", "/com8"))
+        woken, self.wake = os.pipe()
+        self.joint = threading.Thread(target=pump, args=((one, other), (one_end, other_end), woken), daemon=True)
+        self.joint.start()
 
     def unplug(self):
-        if self.master is None:
-            return
-        os.close(self.master)
-        os.close(self.slave)
-        self.master = None
+        if self.joint is not None:
+            os.close(self.wake)
+            self.joint.join()
+            self.joint = None
+        if self.master is not None:
+            os.close(self.master)
+            os.close(self.slave)
+            self.master = None
 
     def wait(self, event):
         poll = select.poll()
@@ -67,6 +106,10 @@ class Peer:
 
     def await_write(self):
         self.wait(select.POLLIN)
+
+    def unplug_when_written(self):
+        self.await_write()
+        self.unplug()
 
     def send(self, data):
         data = memoryview(data)
@@ -116,10 +159,10 @@ class Peer:
         return getattr(self, word)(*arguments) or "done"
 
 
-def run(wine, program, peer, patience):
+def run(wine, program, peer):
     """Gives the exit code. Lines come through a thread, so that silence is noticed."""
-    process = subprocess.Popen([wine, program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, errors="replace",
-                               stderr=subprocess.DEVNULL)
+    process = subprocess.Popen([wine, *shlex.split(program)], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+                               errors="replace", stderr=subprocess.DEVNULL)
     lines = queue.Queue()
     def collect():
         for each in process.stdout:
@@ -128,8 +171,7 @@ def run(wine, program, peer, patience):
     threading.Thread(target=collect, daemon=True).start()
     last = "its start"
     try:
-        while (line := lines.get(timeout=patience)) is not None:
-            patience = PATIENCE_S
+        while (line := lines.get(timeout=PATIENCE_S)) is not None:
             last = line
             if line.startswith("@"):
                 process.stdin.write(peer.obey(line[1:]) + "\n")
@@ -159,16 +201,23 @@ def end_wine(server, prefix):
 
 
 def main(programs):
+    windows = programs[:1] == ["--windows"]
+    if windows:
+        programs = programs[1:]
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # nothing stays behind then either
     wine, server = (shutil.which(name, path=SEARCH) for name in ("wine64", "wineserver"))
     with tempfile.TemporaryDirectory(prefix="vorsel-wine-") as folder:
         prefix = folder + "/prefix"
         os.environ.update(WINEPREFIX=prefix, WINEDEBUG="-all", HOME=folder, LC_ALL="C.UTF-8",
                           WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe=")
-        os.environ.pop("DISPLAY", None)
-        peer = Peer(prefix + "/dosdevices/com7")
+        if not windows:
+            os.environ.pop("DISPLAY", None)
+        peer = Peer(prefix + "/dosdevices")
         try:
-            codes = [run(wine, each, peer, FIRST_PATIENCE_S) for each in programs]
+            if windows:
+                subprocess.run([wine, "regedit", "/S", REGISTRY], check=True, timeout=PATIENCE_S,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            codes = [run(wine, each, peer) for each in programs]
         finally:
             end_wine(server, prefix)
     return 1 if any(codes) else 0
