@@ -17,6 +17,15 @@ class ModuleLink : public QObject
 public:
     static std::unique_ptr<ModuleLink> make(); // of this system's kind
 
+    // What the program's help says of this system's kind.
+    struct Help
+    {
+        const char *start; // behind "It"
+        const char *name;
+        const char *port;
+    };
+    static const Help help;
+
     // Both give false and an error text if it cannot be had. The pseudo-terminal is published under `name`
     // for the list of ports. Any speed in bits a second that the port's driver can do will do.
     virtual bool openPseudoTerminal(const QString &name, QString *error) = 0;

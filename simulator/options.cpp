@@ -3,6 +3,7 @@
 #include "simulator/catalogue.h"
 #include "simulator/controlinput.h"
 #include "simulator/misbehaviour.h"
+#include "simulator/modulelink.h"
 
 #include <QCommandLineParser>
 
@@ -39,7 +40,7 @@ std::optional<QString> setNumber(int &target, const QString &value, int most)
 }
 
 const PlainOption plainOptions[] = {
-    {"name", "NAME", "Publish the pseudo-terminal under NAME (\"Simulated module\").",
+    {"name", "NAME", ModuleLink::help.name,
      [](Options &o, const QString &v) -> std::optional<QString> {
          o.name = v;
          if (v.isEmpty() || v.startsWith(QLatin1Char('.')) || v.contains(QLatin1Char('/')) ||
@@ -47,7 +48,7 @@ const PlainOption plainOptions[] = {
              return QStringLiteral("a file name of at most 240 bytes with no leading dot was expected");
          return std::nullopt;
      }},
-    {"port", "PATH", "Speak on this serial port instead of a pseudo-terminal of its own.",
+    {"port", "PATH", ModuleLink::help.port,
      [](Options &o, const QString &v) -> std::optional<QString> {
          o.port = v;
          return v.isEmpty() ? std::optional(QStringLiteral("a path was expected")) : std::nullopt;
@@ -98,8 +99,7 @@ const PlainOption plainOptions[] = {
 QString description()
 {
     return QStringLiteral(
-               "A Bluetooth low energy module without the hardware. It opens a pseudo-terminal, publishes it "
-               "for the port list, says \"ready: <path> <name>\" and answers commands until it is "
+               "A Bluetooth low energy module without the hardware. It %1 and answers commands until it is "
                "interrupted.\n\n"
                "Flash, persistent store, registers, endpoints, AES, whitelist and local attributes are real, "
                "and around the module is a small world of remote devices that advertise, move, take "
@@ -124,9 +124,9 @@ QString description()
                "a wrong passkey, with 0x0185 for none in 30 seconds, and with 0x0306 if the minimum key "
                "size is above the 10 bytes of \"Keypad\". sm_delete_bonding ff deletes all bonds.\n\n"
                "One procedure runs at a time: end a discovery before you connect.\n\n"
-               "Lines on standard input, while it runs:\n%1\n"
+               "Lines on standard input, while it runs:\n%2\n"
                "The options from --junk on make it misbehave. They can be combined and repeated.")
-        .arg(ControlInput::help());
+        .arg(QString::fromLatin1(ModuleLink::help.start), ControlInput::help());
 }
 
 QCommandLineOption optionOf(const char *name, const char *argument, const char *help)

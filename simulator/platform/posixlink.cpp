@@ -55,6 +55,12 @@ bool runsAt(int fd, int speed)
 
 } // namespace
 
+const ModuleLink::Help ModuleLink::help = {
+    "opens a pseudo-terminal, publishes it for the port list, says \"ready: <path> <name>\"",
+    "Publish the pseudo-terminal under NAME (\"Simulated module\").",
+    "Speak on this serial port instead of a pseudo-terminal of its own.",
+};
+
 std::unique_ptr<ModuleLink> ModuleLink::make()
 {
     return std::make_unique<PosixLink>();

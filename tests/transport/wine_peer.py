@@ -8,6 +8,7 @@ standard input when that is done; what else it says is passed on. Fails if a pro
 
 import contextlib
 import fcntl
+import itertools
 import os
 import pty
 import queue
@@ -134,16 +135,24 @@ class Peer:
         if got != frames:
             return "different from byte %d" % next(at for at, both in enumerate(zip(got, frames)) if both[0] != both[1])
 
-    def echo(self):
-        """Answers with the same bytes from now on, until the line is unplugged."""
+    def in_background(self, step):
+        """Does the step on the line from now on, again and again, until the line is unplugged."""
         master = os.dup(self.master)
         os.set_blocking(master, True)
-        def answer():
+        def work():
             with contextlib.suppress(OSError):
-                while os.write(master, os.read(master, 4096)):
+                while step(master):
                     pass
             os.close(master)
-        threading.Thread(target=answer, daemon=True).start()
+        threading.Thread(target=work, daemon=True).start()
+
+    def echo(self):
+        self.in_background(lambda master: os.write(master, os.read(master, 4096)))
+
+    def trickle(self):
+        """One frame after the other, in small pieces."""
+        pieces = itertools.cycle([bytes([0, 255, 1, 2, 3, 4, 5])] + [b"abcdefg"] * 36)
+        self.in_background(lambda master: os.write(master, next(pieces)))
 
     def line(self):
         settings = fcntl.ioctl(self.slave, TCGETS2, bytes(44))
