@@ -190,7 +190,7 @@ void tst_tools::ports_and_converter()
     find<QComboBox>("inputBox")->setCurrentText(QStringLiteral("Temperature sensor"));
     click("adcButton");
     QTRY_VERIFY_WITH_TIMEOUT(!text("adcEdit").isEmpty(), answer_ms);
-    QVERIFY(on_wire("<- 00 03 07 02 0e 00 00"));
+    QTRY_VERIFY_WITH_TIMEOUT(on_wire("<- 00 03 07 02 0e 00 00"), answer_ms);
     picture(dialog, "tools-io");
     window->send("hardware_analog_comparator_enable 1");
     window->send("hardware_analog_comparator_config_irq 1");
