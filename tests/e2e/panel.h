@@ -28,7 +28,7 @@ public:
     template <typename Widget>
     Widget *find(const char *name) const
     {
-        auto *widget = m_item->findChild<Widget *>(QLatin1String(name));
+        auto *widget = m_item ? m_item->findChild<Widget *>(QLatin1String(name)) : nullptr;
         if (!widget)
             qFatal("no %s", name);
         return widget;

@@ -72,7 +72,7 @@ bool readPlainly(const QByteArray &text, QByteArray &image, bool &isHuge)
         const auto word = [&bytes](int at) {
             return uint32(uint8(bytes.at(at))) << 8 | uint8(bytes.at(at + 1));
         };
-        const int type = bytes.at(3);
+        const int type = uint8(bytes.at(3));
         if (type == 4) {
             const QByteArray data = bytes.mid(4, std::min(count, 2)) + QByteArray(2, '\0');
             base = uint32(uint8(data.at(0))) << 24 | uint32(uint8(data.at(1))) << 16;

@@ -75,7 +75,7 @@ public:
             options.identity.answerDelay = 20;
         program.emplace(options);
         REQUIRE(!program->start());
-        QObject::connect(&*program, &ModuleProgram::finished, [this] { isOver = true; });
+        QObject::connect(&*program, &ModuleProgram::finished, &*program, [this] { isOver = true; });
         control.emplace(pipe[0]);
         QObject::connect(&*control, &ControlInput::lineRead, &*program, [this](const QString &line) {
             if (!isOver)
@@ -141,7 +141,7 @@ int responsesIn(const QByteArray &received)
 {
     int responses = 0;
     for (int at = 0; at < received.size();) {
-        const uint8 first = uint8(received.at(at));
+        const auto first = uint8(received.at(at));
         REQUIRE((first & 0x78) == 0 && at + 4 <= received.size());
         at += 4 + ((first & 7) << 8 | uint8(received.at(at + 1)));
         REQUIRE(at <= received.size());
@@ -186,7 +186,7 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
             isPlain = false;
             break;
         case 2: passedMs += input.byte(); break;
-        case 3: passedMs += input.byte() * 100; break;
+        case 3: passedMs += 100LL * input.byte(); break;
         default: host.send(command(input, (how & 1) != 0)); ++commands;
         }
         host.turn(received);

@@ -148,19 +148,19 @@ private Q_SLOTS:
         const QByteArray bytes("\x28\x03", 2);
         const bd_addr address{{1, 2, 3, 4, 5, 6}};
         const QPair<std::function<void()>, const char *> rows[] = {
-            {[&] { list->Connect(address, 1); }, "000f0603010203040506013c004c0064000000"},
-            {[&] { list->Disconnect(9); }, "0001030009"},
-            {[&] { list->cmd_read_by_group_type(1, 2, 0xffff, bytes); }, "00080401010200ffff022803"},
-            {[&] { list->cmd_read_by_type(1, 2, 0xffff, bytes); }, "00080402010200ffff022803"},
-            {[&] { list->cmd_find_information(1, 2, 0xffff); }, "00050403010200ffff"},
-            {[&] { list->cmd_get_status(9); }, "0001030709"},
-            {[&] { list->cmd_version_update(9); }, "0001030309"},
-            {[&] { list->cmd_features_get(9); }, "0001030609"},
-            {[&] { list->AttributeRead(9, 0x1234); }, "00030404093412"},
-            {[&] { list->AttributeReadLong(9, 0x1234); }, "00030408093412"},
-            {[&] { list->AttributeWrite(9, 0x1234, bytes); }, "00060405093412022803"},
-            {[&] { list->AttributeWriteCommand(9, 0x1234, bytes); }, "00060406093412022803"},
-            {[&] { list->EncryptConnection(9, 1); }, "000205000901"},
+            {[&] { Q_EMIT list->Connect(address, 1); }, "000f0603010203040506013c004c0064000000"},
+            {[&] { Q_EMIT list->Disconnect(9); }, "0001030009"},
+            {[&] { Q_EMIT list->cmd_read_by_group_type(1, 2, 0xffff, bytes); }, "00080401010200ffff022803"},
+            {[&] { Q_EMIT list->cmd_read_by_type(1, 2, 0xffff, bytes); }, "00080402010200ffff022803"},
+            {[&] { Q_EMIT list->cmd_find_information(1, 2, 0xffff); }, "00050403010200ffff"},
+            {[&] { Q_EMIT list->cmd_get_status(9); }, "0001030709"},
+            {[&] { Q_EMIT list->cmd_version_update(9); }, "0001030309"},
+            {[&] { Q_EMIT list->cmd_features_get(9); }, "0001030609"},
+            {[&] { Q_EMIT list->AttributeRead(9, 0x1234); }, "00030404093412"},
+            {[&] { Q_EMIT list->AttributeReadLong(9, 0x1234); }, "00030408093412"},
+            {[&] { Q_EMIT list->AttributeWrite(9, 0x1234, bytes); }, "00060405093412022803"},
+            {[&] { Q_EMIT list->AttributeWriteCommand(9, 0x1234, bytes); }, "00060406093412022803"},
+            {[&] { Q_EMIT list->EncryptConnection(9, 1); }, "000205000901"},
         };
         for (const auto &[request, frame] : rows) {
             request();

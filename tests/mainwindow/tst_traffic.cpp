@@ -122,7 +122,7 @@ private Q_SLOTS:
         QCOMPARE(device_state(), attached);
         QByteArray course;
         const QObject scope;
-        connect(device, &QObject::destroyed, &scope, [&course] { course += " deleted"; });
+        connect(device, &QObject::destroyed, &scope, [&] { course += " deleted"; });
         connect(&window->engine, &cls_ble::tx_data, &scope,
                 [&] { course += device ? device->written.toHex() : "unsent"; });
         if (frame.endsWith("01"))

@@ -327,12 +327,13 @@ int main(int argc, char **argv)
     const int descriptors_after = open_descriptors();
     const int strange = silence.end();
 
+    const int gap_limit = 2 + count / 50;
     bool kept = print_equal("reattach_rounds", good, count);
     kept = print_equal("reattach_threads_ended", Silence::threads_ended, count) && kept;
     kept = print_equal("reattach_threads_left", running_threads(), threads) && kept;
     kept = print_equal("reattach_descriptors_left", descriptors_after, descriptors) && kept;
     kept = print_equal("reattach_unknown_messages", strange, 0) && kept;
-    kept = print_limited("reattach_gaps_at_an_end", double(rounds.gaps), 2 + count / 50) && kept;
+    kept = print_limited("reattach_gaps_at_an_end", double(rounds.gaps), gap_limit) && kept;
     kept = print_limited("reattach_longest_detach_ms", rounds.longest_detach_ms, detach_limit_ms) && kept;
     std::printf("reattach_frames_received ours=%lld\nreattach_blocked_writes ours=%lld\n", rounds.frames,
                 rounds.blocked_writes);
