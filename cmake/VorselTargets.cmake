@@ -1,3 +1,5 @@
+include(CheckLinkerFlag)
+
 # One place for what all our targets share: warnings, strict Qt strings, include root.
 add_library(vorsel_options INTERFACE)
 target_compile_definitions(vorsel_options INTERFACE
@@ -63,14 +65,20 @@ function(vorsel_library folder)
   vorsel_use_precompiled(vorsel_${folder})
 endfunction()
 
+# What all programs of tests share. They are linked often: not optimised then, and by the quicker linker if there.
+add_library(vorsel_test_options INTERFACE)
+target_sources(vorsel_test_options INTERFACE "${PROJECT_SOURCE_DIR}/tests/sanitizers.cpp")
+check_linker_flag(CXX -fuse-ld=gold VORSEL_HAS_GOLD)
+target_link_options(vorsel_test_options INTERFACE -fno-lto $<$<BOOL:${VORSEL_HAS_GOLD}>:-fuse-ld=gold>)
+target_link_libraries(vorsel_test_options INTERFACE vorsel_options)
+
 # vorsel_test(<folder>.<subject> SOURCES ... LINKS ...): a Qt Test program run without a display.
 function(vorsel_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   string(REPLACE "." "_" target "tst_${name}")
-  add_executable(${target} ${ARG_SOURCES} "${PROJECT_SOURCE_DIR}/tests/sanitizers.cpp")
+  add_executable(${target} ${ARG_SOURCES})
   set_target_properties(${target} PROPERTIES AUTOMOC ON)
-  target_link_libraries(${target} PRIVATE ${ARG_LINKS} Qt5::Test vorsel_options)
-  target_link_options(${target} PRIVATE -fno-lto) # tests are linked often
+  target_link_libraries(${target} PRIVATE ${ARG_LINKS} Qt5::Test vorsel_test_options)
   vorsel_use_precompiled(${target} _test)
   add_test(NAME ${name} COMMAND ${target})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
