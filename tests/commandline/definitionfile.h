@@ -5,6 +5,8 @@
 #include <QString>
 #include <QTemporaryDir>
 
+#include <ctime>
+
 /// A definition file of literal content, there for as long as this object.
 class DefinitionFile
 {
@@ -27,4 +29,22 @@ inline QString data_file(const QByteArray &name)
 {
     return name == "bleapi.xml" ? QStringLiteral(VORSEL_DEFINITION_FILE)
                                 : QStringLiteral(TEST_DATA "/") + QString::fromLatin1(name);
+}
+
+/// The lines of a table beside the tests, with its comments.
+inline QStringList table_lines(const QByteArray &name)
+{
+    QFile file(data_file(name));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
+        qFatal("no table %s", name.constData());
+    return QString::fromUtf8(file.readAll()).chopped(1).split(u'\n');
+}
+
+/// Milliseconds of processor time, since a busy machine makes the clock on the wall say nothing.
+template <typename Work>
+int milliseconds_of(const Work &work)
+{
+    const std::clock_t start = std::clock();
+    work();
+    return static_cast<int>((std::clock() - start) * 1000 / CLOCKS_PER_SEC);
 }
