@@ -7,19 +7,11 @@
 
 #include <memory>
 
-using devices = QList<scripted_device>;
-Q_DECLARE_METATYPE(devices)
-
 namespace {
-
-QByteArray zero_terminated(const QByteArray &text)
-{
-    return text + '\0';
-}
 
 scripted_device device(const QByteArray &name, const QByteArray &port, bool opens = true)
 {
-    return {zero_terminated(name), zero_terminated(port), opens};
+    return {name + '\0', port + '\0', opens};
 }
 
 // The methods of the class itself, in their order.
@@ -52,59 +44,58 @@ private Q_SLOTS:
                  QByteArray("RxData(QByteArray) TxData(QByteArray) Disconnect() "));
     }
 
-    void discover_data()
-    {
-        QTest::addColumn<devices>("present");
-        QTest::addColumn<QString>("found"); // "name|port;", the port without its prefix
-        const scripted_device good = device("USB (COM12)", "COM12");
-        const QString good_text = QStringLiteral("USB (COM12)|COM12;");
-        const QByteArray longest(260, 'L'), longer(261, 'L');
-        const QByteArray cut_name("Na\0me", 6), cut_port("COM\0X", 6);
-        QTest::newRow("none") << devices{} << QString();
-        QTest::newRow("own order") << devices{device("Z", "COM1"), device("A", "LPT1")} << "Z|COM1;A|LPT1;";
-        QTest::newRow("name twice") << devices{device("P", "COM1"), device("P", "COM2")} << "P|COM1;P|COM2;";
-        QTest::newRow("no friendly name") << devices{{std::nullopt, cut_port}, good} << good_text;
-        QTest::newRow("empty friendly name") << devices{device("", "COM1")} << "|COM1;";
-        QTest::newRow("no key") << devices{device("No key", "COM1", false), good} << good_text;
-        QTest::newRow("no port name") << devices{{zero_terminated("N"), std::nullopt}, good} << good_text;
-        QTest::newRow("port name of 260 bytes")
-            << devices{device("L", longest)} << QStringLiteral("L|%1;").arg(QLatin1String(longest));
-        QTest::newRow("port name of 261 bytes") << devices{device("L", longer), good} << good_text;
-        QTest::newRow("no terminating zeros") << devices{{QByteArray("R"), QByteArray("C")}} << "R|C;";
-        QTest::newRow("261 bytes and no zero")
-            << devices{{cut_name, longer}} << QStringLiteral("Na|%1;").arg(QLatin1String(longer));
-        QTest::newRow("texts after a zero") << devices{{cut_name, cut_port}} << "Na|COM;";
-    }
-
     void discover()
     {
-        QFETCH(devices, present);
-        play->devices = present;
-        UartComm comm;
-        QString heard;
-        connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
-            QVERIFY(port.startsWith(QStringLiteral("\\\\.\\")));
-            heard += name + QLatin1Char('|') + port.mid(4) + QLatin1Char(';');
-            // Told while the device's key is still open.
-            QVERIFY(play->calls().endsWith(QStringLiteral("query_port_name 261")));
-        });
-        comm.Start();
-        comm.DiscoverDevices();
-        QTEST(heard, "found");
-        QString calls;
-        for (int index = 0; index < present.size(); ++index) {
-            if (present[index].friendly_name)
-                calls += QStringLiteral("open_device_key %1, ").arg(index);
-            if (present[index].friendly_name && present[index].opens)
-                calls += QStringLiteral("query_port_name 261, close_device_key %1, ").arg(index);
+        const scripted_device good = device("USB (COM12)", "COM12");
+        const QByteArray good_text = "USB (COM12)|COM12;";
+        const QByteArray longest(260, 'L'), longer(261, 'L');
+        const QByteArray cut_name("Na\0me", 6), cut_port("COM\0X", 6);
+        const struct
+        {
+            const char *name;
+            QList<scripted_device> present;
+            QByteArray found; // "name|port;", the port without its prefix
+        } rows[] = {
+            {"none", {}, ""},
+            {"own order", {device("Z", "COM1"), device("A", "LPT1")}, "Z|COM1;A|LPT1;"},
+            {"name twice", {device("P", "COM1"), device("P", "COM2")}, "P|COM1;P|COM2;"},
+            {"no friendly name", {{std::nullopt, cut_port}, good}, good_text},
+            {"empty friendly name", {device("", "COM1")}, "|COM1;"},
+            {"no key", {device("No key", "COM1", false), good}, good_text},
+            {"no port name", {{QByteArray("N\0", 2), std::nullopt}, good}, good_text},
+            {"port name of 260 bytes", {device("L", longest)}, "L|" + longest + ';'},
+            {"port name of 261 bytes", {device("L", longer), good}, good_text},
+            {"no terminating zeros", {{QByteArray("R"), QByteArray("C")}}, "R|C;"},
+            {"261 bytes and no zero", {{cut_name, longer}}, "Na|" + longer + ';'},
+            {"texts after a zero", {{cut_name, cut_port}}, "Na|COM;"},
+        };
+        for (const auto &row : rows) {
+            init();
+            play->devices = row.present;
+            UartComm comm;
+            QByteArray heard;
+            connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
+                QVERIFY(port.startsWith(QStringLiteral("\\\\.\\")));
+                heard += name.toLatin1() + '|' + port.mid(4).toLatin1() + ';';
+                // Told while the device's key is still open.
+                QVERIFY(play->calls().endsWith(QStringLiteral("query_port_name 261")));
+            });
+            comm.Start();
+            comm.DiscoverDevices();
+            QCOMPARE(row.name + (": " + heard), row.name + (": " + row.found));
+            QString calls;
+            for (int index = 0; index < row.present.size(); ++index) {
+                const scripted_device &each = row.present[index];
+                if (each.friendly_name)
+                    calls += QStringLiteral("open_device_key %1, ").arg(index);
+                if (each.friendly_name && each.opens)
+                    calls += QStringLiteral("query_port_name 261, close_device_key %1, ").arg(index);
+            }
+            QCOMPARE(play->calls(), calls + QStringLiteral("destroy_device_list"));
         }
-        QCOMPARE(play->calls(), calls + QStringLiteral("destroy_device_list"));
-    }
-
-    void noDeviceList()
-    {
+        init();
         play->device_list_opens = false;
-        play->devices = {device("Port", "COM1")};
+        play->devices = {good};
         UartComm().DiscoverDevices();
         QCOMPARE(play->calls(), QString());
     }
