@@ -6,6 +6,9 @@
 #include <QMetaMethod>
 #include <QTest>
 
+#include <array>
+#include <tuple>
+
 using namespace catalogue;
 
 namespace {
@@ -41,21 +44,17 @@ private Q_SLOTS:
     // letter.
     void classes()
     {
-        const struct
-        {
-            const char *name;
-            int commands;
-            int events;
-        } rows[] = {{"system", 21, 8},    {"flash", 9, 1}, {"attributes", 6, 3}, {"connection", 10, 5},
-                    {"attclient", 12, 7}, {"sm", 9, 5},    {"gap", 13, 2},       {"hardware", 23, 5},
-                    {"test", 7, 0},       {"dfu", 6, 1}};
+        const std::tuple<const char *, int, int> rows[] = {
+            {"system", 21, 8},    {"flash", 9, 1}, {"attributes", 6, 3}, {"connection", 10, 5},
+            {"attclient", 12, 7}, {"sm", 9, 5},    {"gap", 13, 2},       {"hardware", 23, 5},
+            {"test", 7, 0},       {"dfu", 6, 1}};
         cls_ble engine;
         int class_id = 0;
         int response = 116; // index of its record
-        for (const auto &row : rows) {
+        for (const auto &[name, commands, events] : rows) {
             QObject *object = class_object(engine, class_id);
             const QMetaObject *meta = object->metaObject();
-            QCOMPARE(QByteArray(meta->className()), QByteArray("cls_ble_") + row.name);
+            QCOMPARE(QByteArray(meta->className()), QByteArray("cls_ble_") + name);
             QVERIFY(!object->parent());
             QVERIFY(object->qt_metacast("ble_sub"));
 
@@ -79,13 +78,13 @@ private Q_SLOTS:
                          method.methodSignature() + method.parameterNames().join(' ');
             }
             QCOMPARE(found, expected);
-            QCOMPARE(found.size(), 2 * row.commands + row.events);
+            QCOMPARE(found.size(), 2 * commands + events);
 
-            QCOMPARE(int(response_table[class_id].count), row.commands);
-            QCOMPARE(int(event_table[class_id].count), row.events);
-            for (int id = 0; id < row.commands; ++id)
+            QCOMPARE(int(response_table[class_id].count), commands);
+            QCOMPARE(int(event_table[class_id].count), events);
+            for (int id = 0; id < commands; ++id)
                 QCOMPARE(response_table[class_id].records[id], record_at(response++));
-            for (int id = 0; id < row.events; ++id)
+            for (int id = 0; id < events; ++id)
                 QCOMPARE(event_table[class_id].records[id]->header[3], uint8(id));
             ++class_id;
         }
@@ -121,13 +120,7 @@ private Q_SLOTS:
     // The record that a header leads to, by class and id and by the two plain searches; -1 for none.
     void lookup()
     {
-        const struct
-        {
-            uint8 header[4];
-            int received;
-            int forward;
-            int backward;
-        } cases[] = {
+        const std::tuple<std::array<uint8, 4>, int, int, int> cases[] = {
             {{0x00, 0x00, 0x00, 0x00}, 116, 0, 116}, // the backward one never comes to the first record
             {{0x07, 0xff, 0x00, 0x01}, 117, 1, 117},   {{0x00, 0x00, 0x09, 0x05}, 231, 115, 231},
             {{0x80, 0x0c, 0x00, 0x00}, 232, 232, 232}, {{0x87, 0x04, 0x09, 0x00}, 268, 268, 268},
@@ -137,12 +130,12 @@ private Q_SLOTS:
             {{0x00, 0x00, 0xff, 0xff}, -1, -1, -1},    {{0x08, 0x00, 0x00, 0x01}, 117, -1, -1},
         };
         const auto index = [](const message_record *found) { return found ? int(found - record_at(0)) : -1; };
-        for (const auto &c : cases) {
-            const uint32 word = c.header[0] | uint32(c.header[1]) << 8 | uint32(c.header[2]) << 16 |
-                                uint32(c.header[3]) << 24;
-            QCOMPARE(index(cls_ble::find_response_or_event(word)), c.received);
-            QCOMPARE(index(find_record_forward(c.header)), c.forward);
-            QCOMPARE(index(find_record_backward(c.header)), c.backward);
+        for (const auto &[header, received, forward, backward] : cases) {
+            const uint32 word =
+                header[0] | uint32(header[1]) << 8 | uint32(header[2]) << 16 | uint32(header[3]) << 24;
+            QCOMPARE(index(cls_ble::find_response_or_event(word)), received);
+            QCOMPARE(index(find_record_forward(header.data())), forward);
+            QCOMPARE(index(find_record_backward(header.data())), backward);
         }
     }
 };

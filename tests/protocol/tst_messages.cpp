@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 using namespace catalogue;
 
@@ -109,22 +110,20 @@ private Q_SLOTS:
 
     void longArrays()
     {
-        const struct
-        {
-            int size;
-            const char *start; // header, fixed fields and the array's length byte
-        } rows[] = {{255, "01030200341201ff"},       {256, "0104020034120100"},
-                    {300, "013002003412012c"},       {2043, "07ff0200341201fb"}, // the largest frame
-                    {2044, "08000200341201fc"},                                  // spoils the first byte
-                    {65535 - 4, "ffff0200341201fb"},                             // and all its bits
-                    {65536 + 3, "0007020034120103"}}; // the sender gets the length's low 16 bits
-        for (const auto &row : rows) {
+        // The size of the array; header, fixed fields and the array's length byte.
+        const std::tuple<int, const char *> rows[] = {
+            {255, "01030200341201ff"},       {256, "0104020034120100"},
+            {300, "013002003412012c"},       {2043, "07ff0200341201fb"}, // the largest frame
+            {2044, "08000200341201fc"},                                  // spoils the first byte
+            {65535 - 4, "ffff0200341201fb"},                             // and all its bits
+            {65536 + 3, "0007020034120103"}}; // the sender gets the length's low 16 bits
+        for (const auto &[size, start] : rows) {
             Rig rig;
-            rig.engine.attributes.cmd_write(0x1234, 1, QByteArray(row.size, 'v'));
-            QVERIFY2(rig.log.all("sent") == QStringList(QLatin1String(row.start) +
-                                                        QStringLiteral("76").repeated(row.size & 0xffff)),
-                     row.start);
-            QCOMPARE(rig.log.all("line").constFirst().count(QStringLiteral("|76")), row.size);
+            rig.engine.attributes.cmd_write(0x1234, 1, QByteArray(size, 'v'));
+            QVERIFY2(rig.log.all("sent") ==
+                         QStringList(QLatin1String(start) + QStringLiteral("76").repeated(size & 0xffff)),
+                     start);
+            QCOMPARE(rig.log.all("line").constFirst().count(QStringLiteral("|76")), size);
         }
     }
 
@@ -145,14 +144,8 @@ private Q_SLOTS:
 
     void recordsOfAnyType()
     {
-        const struct
-        {
-            const char *name;
-            const char *header;
-            uint types;
-            QVector<int> words; // 'p' stands for the address of an array's bytes
-            const char *written;
-        } rows[] = {
+        // Header, field codes, words ('p' stands for the address of an array's bytes), and what is written.
+        const std::tuple<const char *, const char *, uint, QVector<int>, const char *> rows[] = {
             {"no fields", "00000709", 0x0, {}, "00000709|"},
             {"uint8 keeps its low bits", "00010001", 0x2, {0x1ff}, "00010001ff|"},
             {"int8 -1", "00010001", 0x3, {-1}, "00010001ff|"},
@@ -165,18 +158,18 @@ private Q_SLOTS:
             {"codes of no field", "00030001", 0x2fedc142, {7, 0x0201, 9}, "00030001070102|"},
             {"lacking words count as 0", "00030001", 0x42, {}, "00030001000000|"},
         };
-        for (const auto &row : rows) {
-            message_record record{{}, row.types, nullptr};
-            const QByteArray header = hex(row.header);
-            std::copy(header.begin(), header.end(), record.header);
+        for (const auto &[name, header, types, words, expected] : rows) {
+            message_record record{{}, types, nullptr};
+            const QByteArray bytes = hex(header);
+            std::copy(bytes.begin(), bytes.end(), record.header);
             QVector<command_word> arguments;
-            for (const int word : row.words)
+            for (const int word : words)
                 arguments +=
                     word == 'p' ? reinterpret_cast<command_word>("aaaa") : static_cast<command_word>(word);
             QByteArray written;
             serialize_record(&write_down, &written, record, arguments.constData(),
                              std::size_t(arguments.size()));
-            QCOMPARE(row.name + (": " + written), row.name + QByteArray(": ") + row.written);
+            QCOMPARE(name + (": " + written), name + QByteArray(": ") + expected);
         }
     }
 };

@@ -6,6 +6,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -50,12 +51,8 @@ private Q_SLOTS:
         const QByteArray good_text = "USB (COM12)|COM12;";
         const QByteArray longest(260, 'L'), longer(261, 'L');
         const QByteArray cut_name("Na\0me", 6), cut_port("COM\0X", 6);
-        const struct
-        {
-            const char *name;
-            QList<scripted_device> present;
-            QByteArray found; // "name|port;", the port without its prefix
-        } rows[] = {
+        // The devices, and "name|port;" of each, the port without its prefix.
+        const std::tuple<const char *, QList<scripted_device>, QByteArray> rows[] = {
             {"none", {}, ""},
             {"own order", {device("Z", "COM1"), device("A", "LPT1")}, "Z|COM1;A|LPT1;"},
             {"name twice", {device("P", "COM1"), device("P", "COM2")}, "P|COM1;P|COM2;"},
@@ -69,9 +66,9 @@ private Q_SLOTS:
             {"261 bytes and no zero", {{cut_name, longer}}, "Na|" + longer + ';'},
             {"texts after a zero", {{cut_name, cut_port}}, "Na|COM;"},
         };
-        for (const auto &row : rows) {
+        for (const auto &[row, present, found] : rows) {
             init();
-            play->devices = row.present;
+            play->devices = present;
             UartComm comm;
             QByteArray heard;
             connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
@@ -82,10 +79,10 @@ private Q_SLOTS:
             });
             comm.Start();
             comm.DiscoverDevices();
-            QCOMPARE(row.name + (": " + heard), row.name + (": " + row.found));
+            QCOMPARE(row + (": " + heard), row + (": " + found));
             QString calls;
-            for (int index = 0; index < row.present.size(); ++index) {
-                const scripted_device &each = row.present[index];
+            for (int index = 0; index < present.size(); ++index) {
+                const scripted_device &each = present[index];
                 if (each.friendly_name)
                     calls += QStringLiteral("open_device_key %1, ").arg(index);
                 if (each.friendly_name && each.opens)

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <memory>
+#include <tuple>
 #include <vector>
 
 using steps = QList<scripted_step>;
@@ -117,12 +118,8 @@ private Q_SLOTS:
     {
         const QByteArray five = hex("8001060cff"), seven = hex("0003aabb010203"), none = hex("ff000304");
         const QByteArray longest = hex("00ff0102") + QByteArray(255, 'x');
-        const struct
-        {
-            chunks incoming;
-            steps reads;
-            const char *counts; // of bytes asked for, read by read
-        } rows[] = {
+        // What comes, in which pieces, and how many bytes are asked for read by read.
+        const std::tuple<chunks, steps, const char *> rows[] = {
             {{none}, {{4}}, "4 4"},
             {{five}, {{4}, {1}}, "4 1 4"},
             {{longest}, {{4}, {255}}, "4 255 4"},
@@ -131,14 +128,14 @@ private Q_SLOTS:
             {{none}, {{0}, {0, pending}, {4}}, "4 4 4 4"},
             {{none, five}, {{4}, {4, pending}, {1, pending}}, "4 4 1 4"},
         };
-        for (const auto &row : rows) {
+        for (const auto &[incoming, reads, counts] : rows) {
             init();
-            play->incoming = row.incoming.join();
-            play->reads = row.reads;
+            play->incoming = incoming.join();
+            play->reads = reads;
             const auto device = open();
-            QTRY_COMPARE(frames, row.incoming);
+            QTRY_COMPARE(frames, incoming);
             QTRY_COMPARE(play->calls("start_read ").remove(QStringLiteral("start_read ")).remove(u','),
-                         QLatin1String(row.counts));
+                         QLatin1String(counts));
         }
     }
 
@@ -181,15 +178,7 @@ private Q_SLOTS:
     void write()
     {
         const QByteArray ten = "0123456789", past_end("789\0\0\0\0", 7), zeros("\0\0", 2);
-        const struct
-        {
-            const char *name;
-            QByteArray data;
-            steps writes;
-            chunks written;
-            int result;
-            const char *output;
-        } rows[] = {
+        const std::tuple<const char *, QByteArray, steps, chunks, int, const char *> rows[] = {
             {"nothing", "", {}, {}, 0, ""},
             {"whole", ten, {}, {ten}, 0, ""},
             {"in the background", ten, {{10, pending}}, {ten}, 0, ""},
@@ -209,19 +198,18 @@ private Q_SLOTS:
              "ERROR: WriteFile failed:5\n"},
             {"exit while it waits", ten, {{0, pending, 0, true}}, {}, -1, ""},
         };
-        for (const auto &row : rows) {
+        for (const auto &[name, data, writes, written, result, message] : rows) {
             init();
             const auto device = open();
-            play->writes = row.writes;
+            play->writes = writes;
             captured_output captured;
             // A block of exactly this size, for the sanitizer to watch.
-            const std::vector<char> exact(row.data.cbegin(), row.data.cend());
-            QVERIFY2(device->Write(static_cast<unsigned>(exact.size()), exact.data()) == row.result,
-                     row.name);
+            const std::vector<char> exact(data.cbegin(), data.cend());
+            QVERIFY2(device->Write(static_cast<unsigned>(exact.size()), exact.data()) == result, name);
             const QByteArray output = captured.standard_output();
-            QCOMPARE(row.name + (':' + output), row.name + QByteArray(":") + row.output);
-            QCOMPARE(play->written(), row.written);
-            QCOMPARE(play->calls("cancel_transfers 7 103").isEmpty(), row.result == 0 || !output.isEmpty());
+            QCOMPARE(name + (':' + output), name + QByteArray(":") + message);
+            QCOMPARE(play->written(), written);
+            QCOMPARE(play->calls("cancel_transfers 7 103").isEmpty(), result == 0 || !output.isEmpty());
             QVERIFY(device->isRunning());
         }
     }
