@@ -8,7 +8,27 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
+
+inline int lowest_free_descriptor()
+{
+    const int free = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(free);
+    return free;
+}
+
+// Does the work while the system gives this process no more than so many descriptors.
+template <typename Work>
+void with_descriptors_left(unsigned count, const Work &work)
+{
+    rlimit before = {};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit few = {static_cast<rlim_t>(lowest_free_descriptor()) + count, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    work();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+}
 
 // The module's end of a pseudo-terminal; UartDev opens the other one by its path.
 class pseudo_terminal

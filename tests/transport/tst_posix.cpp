@@ -12,10 +12,8 @@
 #include <memory>
 #include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
-#include <thread>
 
 namespace {
 
@@ -72,28 +70,23 @@ private Q_SLOTS:
         frames.clear();
     }
 
-    void bytesPassUnchanged_data()
-    {
-        QTest::addColumn<int>("chunk");
-        for (int chunk : {1, 3, 255, 1000})
-            QTest::addRow("%d", chunk) << chunk;
-    }
-
     void bytesPassUnchanged()
     {
-        QFETCH(int, chunk);
-        pseudo_terminal module;
-        const auto device = open(module.path());
-        QVERIFY(device);
         const QList<QByteArray> sent = {empty_frame, QByteArray::fromHex("0003aabb010203"), all_values(),
                                         QByteArray::fromHex("ff000304")};
         const QByteArray bytes = sent.join();
-        for (int from = 0; from < bytes.size(); from += chunk)
-            QVERIFY(module.send(bytes.mid(from, chunk)));
-        QTRY_COMPARE(frames, sent);
-        device->TxData(QByteArray());
-        device->TxData(all_values());
-        QCOMPARE(module.receive(256), all_values()); // and nothing was echoed before it
+        for (const int chunk : {1, 3, 255, 1000}) {
+            init();
+            pseudo_terminal module;
+            const auto device = open(module.path());
+            QVERIFY(device);
+            for (int from = 0; from < bytes.size(); from += chunk)
+                QVERIFY(module.send(bytes.mid(from, chunk)));
+            QTRY_COMPARE(frames, sent);
+            device->TxData(QByteArray());
+            device->TxData(all_values());
+            QCOMPARE(module.receive(256), all_values()); // and nothing was echoed before it
+        }
     }
 
     void speeds()
@@ -150,18 +143,6 @@ private Q_SLOTS:
         QVERIFY(frames.isEmpty());
     }
 
-    void stopWhileFramesPourIn()
-    {
-        pseudo_terminal module;
-        auto device = open(module.path());
-        QVERIFY(device);
-        for (int count = 0; count < 1000; ++count)
-            QVERIFY(module.send(all_values()));
-        device.reset();
-        QTRY_VERIFY(!frames.isEmpty()); // the line itself holds less than was sent
-        QCOMPARE(frames.count(all_values()), frames.size());
-    }
-
     void stopRightAfterOpen()
     {
         pseudo_terminal module;
@@ -214,32 +195,6 @@ private Q_SLOTS:
         }
     }
 
-    void writeWithoutReaderEnds_data()
-    {
-        QTest::addColumn<bool>("unplugged"); // else the port is closed by another thread
-        QTest::newRow("other end goes away") << true;
-        QTest::newRow("closed") << false;
-    }
-
-    void writeWithoutReaderEnds()
-    {
-        QFETCH(bool, unplugged);
-        pseudo_terminal module;
-        captured_output captured;
-        const auto device = open(module.path());
-        QVERIFY(device);
-        std::thread ender([&] {
-            pollfd ready = {module.descriptor(), POLLIN, 0};
-            ::poll(&ready, 1, -1);
-            unplugged ? module.unplug() : device->Disconnect();
-        });
-        const QByteArray much(1 << 20, 'w');
-        QCOMPARE(device->Write(static_cast<unsigned>(much.size()), much.constData()), -1);
-        ender.join();
-        QVERIFY(device->wait(10000));
-        QVERIFY(captured.standard_output().toLower().contains("error: writefile failed:"));
-    }
-
     void closedHandleNamesNothingElse()
     {
         pseudo_terminal first;
@@ -277,39 +232,33 @@ private Q_SLOTS:
         QVERIFY(vs::close_handle(live) && vs::close_handle(state.event));
     }
 
-    void signalsDoNotEndAWait_data()
-    {
-        QTest::addColumn<bool>("eitherFirst");
-        QTest::newRow("for one of two events") << true;
-        QTest::newRow("for the result") << false;
-    }
-
     void signalsDoNotEndAWait()
     {
-        QFETCH(bool, eitherFirst);
-        pseudo_terminal module;
-        const vs::handle port = vs::open_port(module.path().toLatin1().constData());
-        const vs::handle other = vs::create_event();
-        vs::transfer state;
-        state.event = vs::create_event();
-        std::uint32_t moved = 0;
-        char got[5] = {};
-        QVERIFY(!vs::start_read(port, got, sizeof got, moved, state));
-        QCOMPARE(vs::last_error(), vs::error_io_pending);
-        late_fd = module.descriptor();
-        ticks = 0;
-        struct sigaction before = {}, ticking = {};
-        ticking.sa_handler = tick; // without SA_RESTART, which poll() would pass over anyway
-        QCOMPARE(::sigaction(SIGALRM, &ticking, &before), 0);
-        const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
-        ::setitimer(ITIMER_REAL, &often, nullptr);
-        const int first = eitherFirst ? vs::wait_for_either(other, state.event) : 1;
-        const bool ok = vs::transfer_result(port, state, moved);
-        ::setitimer(ITIMER_REAL, &never, nullptr);
-        ::sigaction(SIGALRM, &before, nullptr);
-        QVERIFY(first == 1 && ok && ticks >= 3);
-        QCOMPARE(QByteArray(got, int(moved)), QByteArray("later"));
-        QVERIFY(vs::close_handle(port) && vs::close_handle(state.event) && vs::close_handle(other));
+        for (const bool is_for_either_event : {true, false}) { // else for the result
+            pseudo_terminal module;
+            const vs::handle port = vs::open_port(module.path().toLatin1().constData());
+            const vs::handle other = vs::create_event();
+            vs::transfer state;
+            state.event = vs::create_event();
+            std::uint32_t moved = 0;
+            char got[5] = {};
+            QVERIFY(!vs::start_read(port, got, sizeof got, moved, state));
+            QCOMPARE(vs::last_error(), vs::error_io_pending);
+            late_fd = module.descriptor();
+            ticks = 0;
+            struct sigaction before = {}, ticking = {};
+            ticking.sa_handler = tick; // without SA_RESTART, which poll() would pass over anyway
+            QCOMPARE(::sigaction(SIGALRM, &ticking, &before), 0);
+            const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
+            ::setitimer(ITIMER_REAL, &often, nullptr);
+            const int first = is_for_either_event ? vs::wait_for_either(other, state.event) : 1;
+            const bool ok = vs::transfer_result(port, state, moved);
+            ::setitimer(ITIMER_REAL, &never, nullptr);
+            ::sigaction(SIGALRM, &before, nullptr);
+            QVERIFY(first == 1 && ok && ticks >= 3);
+            QCOMPARE(QByteArray(got, int(moved)), QByteArray("later"));
+            QVERIFY(vs::close_handle(port) && vs::close_handle(state.event) && vs::close_handle(other));
+        }
     }
 
     // A port takes two descriptors and three events. With fewer left it is refused, and none is lost.
@@ -317,21 +266,12 @@ private Q_SLOTS:
     {
         pseudo_terminal module;
         const captured_output captured;
-        const auto lowest = [&module] {
-            const int free = ::dup(module.descriptor());
-            ::close(free);
-            return free;
-        };
-        const int next = lowest();
-        rlimit before = {};
-        ::getrlimit(RLIMIT_NOFILE, &before);
+        const int next = lowest_free_descriptor();
         for (unsigned left = 0; left < 5; ++left) {
-            const rlimit few = {static_cast<rlim_t>(next) + left, before.rlim_max};
-            ::setrlimit(RLIMIT_NOFILE, &few);
-            const bool is_refused = open(module.path()) == nullptr;
-            ::setrlimit(RLIMIT_NOFILE, &before);
+            bool is_refused = false;
+            with_descriptors_left(left, [&] { is_refused = open(module.path()) == nullptr; });
             QVERIFY2(is_refused, qPrintable(QString::number(left)));
-            QCOMPARE(lowest(), next);
+            QCOMPARE(lowest_free_descriptor(), next);
         }
         QVERIFY(open(module.path()));
     }

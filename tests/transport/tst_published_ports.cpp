@@ -11,8 +11,8 @@
 #include <atomic>
 #include <memory>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
+#include <tuple>
 
 namespace {
 
@@ -131,98 +131,79 @@ private Q_SLOTS:
         }
     }
 
-    void foreignThingsAreNotListed_data()
-    {
-        QTest::addColumn<QByteArray>("target");
-        QTest::addColumn<bool>("locked");
-        QTest::addColumn<QString>("expected");
-        const QByteArray own = device.c_str();
-        QTest::newRow("good") << own << true << as_module;
-        QTest::newRow("nobody holds it") << own << false << QString();
-        QTest::newRow("file") << QByteArray("/etc/passwd") << true << QString();
-        QTest::newRow("directory") << QByteArray("/dev") << true << QString();
-        QTest::newRow("nothing") << QByteArray("/dev/pts/there-is-none") << true << QString();
-        QTest::newRow("relative") << QByteArray("../../module") << true << QString();
-        QTest::newRow("device of another user") << QByteArray("FOREIGN") << true << QString();
-        QTest::newRow("link of another user") << QByteArray("LINK") << true << QString();
-        QTest::newRow("lock of another user") << QByteArray("LOCK") << true << QString();
-    }
-
     void foreignThingsAreNotListed()
     {
-        QFETCH(QByteArray, target);
-        QFETCH(bool, locked);
+        const QByteArray own = device.c_str();
         const pseudo_terminal foreign;
-        const QByteArray kind = target;
-        const bool is_theirs = kind == "FOREIGN" || kind == "LINK" || kind == "LOCK";
-        if (is_theirs && ::geteuid() != 0)
-            QSKIP("only root can make files of another user");
-        if (is_theirs)
-            target = kind == "FOREIGN" ? foreign.path().toLatin1() : QByteArray(device.c_str());
-        const int lock = leave_behind(target);
-        const QByteArray theirs = kind == "FOREIGN" ? target
-                                  : kind == "LINK"  ? in_dir("module")
-                                                    : in_dir(".module.lock");
-        QVERIFY(!is_theirs || ::lchown(theirs.constData(), nobody, gid_t(-1)) == 0);
-        QCOMPARE(::flock(lock, locked ? LOCK_EX : LOCK_UN), 0);
-        QTEST(listed(), "expected");
-        ::close(lock);
+        const QByteArray their_device = foreign.path().toLatin1();
+        // Where the link leads, whether its lock is held, whether it is listed, what of it is another user's.
+        const std::tuple<const char *, QByteArray, bool, bool, QByteArray> rows[] = {
+            {"good", own, true, true, ""},
+            {"nobody holds it", own, false, false, ""},
+            {"file", "/etc/passwd", true, false, ""},
+            {"directory", "/dev", true, false, ""},
+            {"nothing", "/dev/pts/there-is-none", true, false, ""},
+            {"relative", "../../module", true, false, ""},
+            {"device of another user", their_device, true, false, their_device},
+            {"link of another user", own, true, false, "module"},
+            {"lock of another user", own, true, false, ".module.lock"},
+        };
+        for (const auto &[name, target, is_locked, is_listed, theirs] : rows) {
+            if (!theirs.isEmpty() && ::geteuid() != 0)
+                QSKIP("only root can make files of another user");
+            init();
+            const int lock = leave_behind(target);
+            const QByteArray path = theirs.startsWith('/') ? theirs : in_dir(theirs);
+            QVERIFY(theirs.isEmpty() || ::lchown(path.constData(), nobody, gid_t(-1)) == 0);
+            QCOMPARE(::flock(lock, is_locked ? LOCK_EX : LOCK_UN), 0);
+            QVERIFY2(listed() == (is_listed ? as_module : QString()), name);
+            ::close(lock);
+        }
     }
 
     // Left when others could still write in the directory. It keeps nobody from publishing.
-    void foreignThingsAreReplaced_data()
-    {
-        QTest::addColumn<QByteArray>("name");
-        QTest::addColumn<char>("kind");
-        for (const char *name : {"module", ".module.lock"})
-            for (const char kind : {'f', 'l', 'd'})
-                QTest::addRow("%s %c", name, kind) << QByteArray(name) << kind;
-    }
-
     void foreignThingsAreReplaced()
     {
-        QFETCH(QByteArray, name);
-        QFETCH(char, kind);
         if (::geteuid() != 0)
             QSKIP("only root can make files of another user");
-        const int lock = leave_behind("/dev/null");
-        ::unlink(in_dir(name).constData());
-        int theirs = -1;
-        if (kind == 'd')
-            QCOMPARE(::mkdir(in_dir(name).constData(), 0700), 0);
-        else if (kind == 'l')
-            QCOMPARE(::symlink("/etc/passwd", in_dir(name).constData()), 0);
-        else
-            QVERIFY((theirs = ::open(in_dir(name).constData(), O_CREAT | O_RDWR | O_CLOEXEC, 0666)) >= 0);
-        QCOMPARE(::lchown(in_dir(name).constData(), nobody, gid_t(-1)), 0);
-        QVERIFY(theirs < 0 || ::flock(theirs, LOCK_EX) == 0);
-        const port_publication publication("module", device);
-        QVERIFY2(publication.is_published(), publication.error().c_str());
-        QCOMPARE(listed(), as_module);
-        ::close(theirs);
-        ::close(lock);
+        // Files, links and directories, in the place of the link and of the lock.
+        for (const QByteArray &each :
+             QByteArray("f module,l module,d module,f .module.lock,l .module.lock,d .module.lock")
+                 .split(',')) {
+            init();
+            const QByteArray path = in_dir(each.mid(2));
+            const int lock = leave_behind("/dev/null");
+            ::unlink(path.constData());
+            int theirs = -1;
+            if (each.startsWith('d'))
+                QCOMPARE(::mkdir(path.constData(), 0700), 0);
+            else if (each.startsWith('l'))
+                QCOMPARE(::symlink("/etc/passwd", path.constData()), 0);
+            else
+                QVERIFY((theirs = ::open(path.constData(), O_CREAT | O_RDWR | O_CLOEXEC, 0666)) >= 0);
+            QCOMPARE(::lchown(path.constData(), nobody, gid_t(-1)), 0);
+            QVERIFY(theirs < 0 || ::flock(theirs, LOCK_EX) == 0);
+            const port_publication publication("module", device);
+            QVERIFY2(publication.is_published(), publication.error().c_str());
+            QCOMPARE(listed(), as_module);
+            ::close(theirs);
+            ::close(lock);
+        }
     }
 
     // Is not used; another one may be found.
-    void runtimeDirectoryOfOthers_data()
-    {
-        QTest::addColumn<uint>("mode");
-        QTest::addColumn<uint>("owner");
-        QTest::newRow("writable by everybody") << 0777U << ::geteuid();
-        QTest::newRow("another user's") << 0700U << nobody;
-    }
-
     void runtimeDirectoryOfOthers()
     {
-        QFETCH(uint, mode);
-        QFETCH(uint, owner);
-        if (owner != ::geteuid() && ::geteuid() != 0)
-            QSKIP("only root can make files of another user");
-        const QByteArray path = runtime->path().toLocal8Bit();
-        QCOMPARE(::chmod(path.constData(), mode), 0);
-        QCOMPARE(::chown(path.constData(), owner, gid_t(-1)), 0);
-        const port_publication publication("module", device);
-        QVERIFY(QDir(runtime->path()).isEmpty());
+        for (const auto &[mode, owner] : {std::pair{0777U, ::geteuid()}, {0700U, nobody}}) {
+            if (owner != ::geteuid() && ::geteuid() != 0)
+                QSKIP("only root can make files of another user");
+            init();
+            const QByteArray path = runtime->path().toLocal8Bit();
+            QCOMPARE(::chmod(path.constData(), mode), 0);
+            QCOMPARE(::chown(path.constData(), owner, gid_t(-1)), 0);
+            const port_publication publication("module", device);
+            QVERIFY(QDir(runtime->path()).isEmpty());
+        }
     }
 
     // The number of a pseudo-terminal that was published goes to another one.
@@ -267,17 +248,14 @@ private Q_SLOTS:
     // Two folders and the lock want one each while the third folder is open.
     void descriptorsRunOut()
     {
-        const int next = ::dup(module.descriptor());
-        ::close(next);
-        rlimit before = {};
-        ::getrlimit(RLIMIT_NOFILE, &before);
         for (unsigned left = 0; left < 3; ++left) {
-            const rlimit few = {static_cast<rlim_t>(next) + left, before.rlim_max};
-            ::setrlimit(RLIMIT_NOFILE, &few);
-            const port_publication publication("module", device);
-            const QString others = listed();
-            ::setrlimit(RLIMIT_NOFILE, &before);
-            QVERIFY(!publication.is_published() && !publication.error().empty() && others.isEmpty());
+            std::unique_ptr<port_publication> publication;
+            QString others;
+            with_descriptors_left(left, [&] {
+                publication = std::make_unique<port_publication>("module", device);
+                others = listed();
+            });
+            QVERIFY(!publication->is_published() && !publication->error().empty() && others.isEmpty());
         }
         QVERIFY(port_publication("module", device).is_published()); // nothing was left in the way
     }
