@@ -32,13 +32,15 @@ public:
     captured_output(const captured_output &) = delete;
     captured_output &operator=(const captured_output &) = delete;
 
-    // Ends the capture of the standard output.
+    // Ends the capture of the standard output and takes what there is.
     QByteArray standard_output()
     {
         std::fflush(stdout);
         ::dup2(saved, STDOUT_FILENO);
         file.seek(0);
-        return file.readAll();
+        const QByteArray all = file.readAll();
+        file.resize(0);
+        return all;
     }
 
     QStringList debug_output() const

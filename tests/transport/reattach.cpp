@@ -6,12 +6,12 @@
 
 #include "bench/common/figure.h"
 #include "bench/common/process.h"
+#include "tests/transport/captured_output.h"
 #include "tests/transport/pseudo_terminal.h"
 #include "tests/transport/thread_sanitizer.h"
 #include "transport/uartdev.h"
 
 #include <QCoreApplication>
-#include <QTemporaryFile>
 
 #include <atomic>
 #include <memory>
@@ -257,42 +257,17 @@ private:
     std::unique_ptr<pseudo_terminal> terminal;
 };
 
-// What the reading threads say, which is part of what they do but none of the figures.
-class Silence
+// The lines of what the reading threads say that are no known failure of a read or a write.
+int strange_lines(const QByteArray &said)
 {
-public:
-    Silence()
-    {
-        file.open();
-        std::fflush(stdout);
-        ::dup2(file.handle(), STDOUT_FILENO);
-        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
-            threads_ended += text == QLatin1String("UART thread exit");
-        });
+    int strange = 0;
+    for (const QByteArray &line : said.toLower().split('\n')) {
+        const bool known =
+            line.startsWith("error: readfile failed:") || line.startsWith("error: writefile failed:");
+        strange += !line.isEmpty() && (!known || !(line.endsWith(":5") || line.endsWith(":9")));
     }
-
-    // Gives the standard output back; the lines that are no known failure of a read or a write.
-    int end()
-    {
-        std::fflush(stdout);
-        ::dup2(saved, STDOUT_FILENO);
-        file.seek(0);
-        int strange = 0;
-        for (QByteArray line = file.readLine(); !line.isEmpty(); line = file.readLine()) {
-            line = line.toLower().trimmed();
-            const bool known =
-                line.startsWith("error: readfile failed:") || line.startsWith("error: writefile failed:");
-            strange += !known || !(line.endsWith(":5") || line.endsWith(":9"));
-        }
-        return strange;
-    }
-
-    static inline std::atomic<int> threads_ended{0};
-
-private:
-    const int saved = ::dup(STDOUT_FILENO);
-    QTemporaryFile file;
-};
+    return strange;
+}
 
 } // namespace
 
@@ -305,7 +280,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "reattach [ROUNDS [SEED]]\n");
         return 2;
     }
-    Silence silence;
+    captured_output captured;
     Rounds rounds(seed);
     const int descriptors = open_descriptors();
     int threads = 0; // without the one that counts; the sanitizer's own begins with the first
@@ -325,11 +300,12 @@ int main(int argc, char **argv)
     while (running_threads() > threads && !clock.hasExpired(patience_ms))
         std::this_thread::yield();
     const int descriptors_after = open_descriptors();
-    const int strange = silence.end();
+    const int strange = strange_lines(captured.standard_output());
+    const int threads_ended = captured.debug_output().count(QStringLiteral("UART thread exit"));
 
     const int gap_limit = 2 + count / 50;
     bool kept = print_equal("reattach_rounds", good, count);
-    kept = print_equal("reattach_threads_ended", Silence::threads_ended, count) && kept;
+    kept = print_equal("reattach_threads_ended", threads_ended, count) && kept;
     kept = print_equal("reattach_threads_left", running_threads(), threads) && kept;
     kept = print_equal("reattach_descriptors_left", descriptors_after, descriptors) && kept;
     kept = print_equal("reattach_unknown_messages", strange, 0) && kept;

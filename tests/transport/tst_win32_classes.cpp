@@ -9,10 +9,6 @@
 #include <QtTest>
 
 #include <memory>
-#include <vector>
-
-using seeds = std::vector<seeded_port>;
-Q_DECLARE_METATYPE(seeds)
 
 namespace {
 
@@ -37,16 +33,87 @@ private Q_SLOTS:
         frames.clear();
     }
 
-    void lists_data();
-    void lists();
-    void refuses_data();
-    void refuses();
-    void settings_of_the_line();
-    void receives();
-    void streams_both_ways();
-    void detaches_amid_traffic();
-    void unplugged_data();
-    void unplugged();
+    // What each port is told by, and which are passed over, is seen without the classes.
+    void lists()
+    {
+        const seed good({L"USB (COM12)", "COM12"}, 0), no_key({L"No key", "", nullptr}, 1);
+        const seed no_name({L"No port", "COM1", "OtherName"}, 2), not_ascii({L"Ger\u00e4t", "COM4"}, 3);
+        UartComm comm;
+        QString heard;
+        connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
+            heard += name + QLatin1Char('|') + port + QLatin1Char(';');
+        });
+        comm.DiscoverDevices();
+        QCOMPARE(heard, QStringLiteral("USB (COM12)|\\\\.\\COM12;Ger\u00e4t|\\\\.\\COM4;"));
+    }
+
+    void refuses()
+    {
+        for (int attempt = 0; attempt < 20; ++attempt)
+            QVERIFY(!UartComm().Open(QStringLiteral("\\\\.\\COM199")) && !UartComm().Open(QString()));
+        QVERIFY(open());
+    }
+
+    void settings_of_the_line()
+    {
+        const auto device = open();
+        QVERIFY(device);
+        device->SetBaudrate(115200);
+        QCOMPARE(peer("line"), std::string("115200, rts/cts"));
+        device->SetBaudrate(9600);
+        QCOMPARE(peer("line"), std::string("9600, rts/cts"));
+    }
+
+    void streams_both_ways()
+    {
+        constexpr std::uint32_t count = 2000;
+        const auto device = open();
+        QVERIFY(device);
+        ask("stream " + std::to_string(count));
+        for (std::uint32_t number = 0; number < count; ++number)
+            device->TxData(frame(number));
+        QCOMPARE(answer(), std::string("done"));
+        QTRY_COMPARE_WITH_TIMEOUT(frames.size(), int(count), answer_ms);
+        for (std::uint32_t number = 0; number < count; ++number)
+            QCOMPARE(frames.at(int(number)), frame(number));
+    }
+
+    // Bytes come at the moment the reading thread is told to stop; the next device starts as if nothing had
+    // been.
+    void detaches_amid_traffic()
+    {
+        for (int round = 0; round < 50; ++round) {
+            peer("plug");
+            frames.clear();
+            auto device = open();
+            QVERIFY(device);
+            peer("trickle");
+            QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), answer_ms);
+            device.reset();
+            for (const QByteArray &each : qAsConst(frames))
+                QCOMPARE(each, frames.first());
+        }
+    }
+
+    void unplugged()
+    {
+        for (const bool writes : {false, true}) {
+            init();
+            const auto device = open();
+            QVERIFY(device && device->isRunning());
+            if (writes) {
+                ask("unplug_when_written");
+                device->TxData(QByteArray(1 << 20, 'w')); // more than the line takes with nobody reading
+                QCOMPARE(answer(), std::string("done"));
+            } else {
+                peer("unplug");
+            }
+            QTRY_VERIFY_WITH_TIMEOUT(device->isFinished(), answer_ms);
+            device->TxData(frame(1)); // fails, and says so
+            QVERIFY(frames.isEmpty());
+            device->Disconnect();
+        }
+    }
 
 private:
     std::unique_ptr<CommDev> open()
@@ -59,143 +126,6 @@ private:
 
     QList<QByteArray> frames;
 };
-
-void tst_win32_classes::lists_data()
-{
-    QTest::addColumn<seeds>("ports");
-    QTest::addColumn<QString>("expected"); // "name|port;"
-    const seeded_port good = {L"USB (COM12)", "COM12"};
-    const QString good_text = QStringLiteral("USB (COM12)|\\\\.\\COM12;");
-    const std::string longest(261, 'L');
-    QTest::newRow("none") << seeds{} << QString();
-    QTest::newRow("two of one name") << seeds{good, {L"USB (COM12)", "COM3"}}
-                                     << good_text + QStringLiteral("USB (COM12)|\\\\.\\COM3;");
-    QTest::newRow("no friendly name") << seeds{{{}, "COM1"}, good} << good_text;
-    QTest::newRow("no key") << seeds{{L"No key", "", nullptr}, good} << good_text;
-    QTest::newRow("no port name") << seeds{{L"No port", "COM1", "OtherName"}, good} << good_text;
-    QTest::newRow("261 bytes") << seeds{{L"P", longest}, good}
-                               << QStringLiteral("P|\\\\.\\%1;").arg(QString::fromStdString(longest)) +
-                                      good_text;
-    QTest::newRow("262 bytes") << seeds{{L"P", longest + 'L'}, good} << good_text;
-    QTest::newRow("not ASCII") << seeds{{L"Ger\u00e4t", "COM4"}} << QStringLiteral("Ger\u00e4t|\\\\.\\COM4;");
-}
-
-void tst_win32_classes::lists()
-{
-    QFETCH(seeds, ports);
-    std::vector<std::unique_ptr<seed>> present;
-    for (const seeded_port &port : ports)
-        present.push_back(std::make_unique<seed>(port, int(present.size())));
-    UartComm comm;
-    QString heard;
-    connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
-        heard += name + QLatin1Char('|') + port + QLatin1Char(';');
-    });
-    comm.DiscoverDevices();
-    QTEST(heard, "expected");
-}
-
-void tst_win32_classes::refuses_data()
-{
-    QTest::addColumn<QString>("port");
-    QTest::newRow("no such port") << QStringLiteral("\\\\.\\COM199");
-    QTest::newRow("nothing") << QString();
-    QTest::newRow("prefix alone") << QStringLiteral("\\\\.\\");
-    QTest::newRow("folder") << QStringLiteral("C:\\windows");
-    QTest::newRow("file") << QStringLiteral("C:\\windows\\system.ini");
-    QTest::newRow("long") << QString(40000, QLatin1Char('x'));
-}
-
-void tst_win32_classes::refuses()
-{
-    QFETCH(QString, port);
-    for (int attempt = 0; attempt < 20; ++attempt)
-        QVERIFY(!UartComm().Open(port));
-    QVERIFY(open());
-}
-
-void tst_win32_classes::settings_of_the_line()
-{
-    const auto device = open();
-    QVERIFY(device);
-    device->SetBaudrate(115200);
-    QCOMPARE(peer("line"), std::string("115200, rts/cts"));
-    device->SetBaudrate(9600);
-    QCOMPARE(peer("line"), std::string("9600, rts/cts"));
-}
-
-// A frame is told when it is whole, and not before, however its bytes come.
-void tst_win32_classes::receives()
-{
-    const auto device = open();
-    QVERIFY(device);
-    peer("send 00000001");
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, answer_ms);
-    for (const char *part : {"send 00", "send 0301", "send 0261", "send 6263800006"})
-        peer(part);
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 2, answer_ms);
-    peer("send 0c");
-    QTRY_COMPARE_WITH_TIMEOUT(
-        frames,
-        (QList<QByteArray>{QByteArray::fromHex("00000001"), QByteArray::fromHex("00030102616263"),
-                           QByteArray::fromHex("8000060c")}),
-        answer_ms);
-}
-
-void tst_win32_classes::streams_both_ways()
-{
-    constexpr std::uint32_t count = 2000;
-    const auto device = open();
-    QVERIFY(device);
-    ask("stream " + std::to_string(count));
-    for (std::uint32_t number = 0; number < count; ++number)
-        device->TxData(frame(number));
-    QCOMPARE(answer(), std::string("done"));
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), int(count), answer_ms);
-    for (std::uint32_t number = 0; number < count; ++number)
-        QCOMPARE(frames.at(int(number)), frame(number));
-}
-
-// Bytes come at the moment the reading thread is told to stop; the next device starts as if nothing had been.
-void tst_win32_classes::detaches_amid_traffic()
-{
-    for (int round = 0; round < 50; ++round) {
-        peer("plug");
-        frames.clear();
-        auto device = open();
-        QVERIFY(device);
-        peer("trickle");
-        QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), answer_ms);
-        device.reset();
-        for (const QByteArray &each : qAsConst(frames))
-            QCOMPARE(each, frames.first());
-    }
-}
-
-void tst_win32_classes::unplugged_data()
-{
-    QTest::addColumn<bool>("writes");
-    QTest::newRow("while it reads") << false;
-    QTest::newRow("while it writes") << true;
-}
-
-void tst_win32_classes::unplugged()
-{
-    QFETCH(bool, writes);
-    const auto device = open();
-    QVERIFY(device && device->isRunning());
-    if (writes) {
-        ask("unplug_when_written");
-        device->TxData(QByteArray(1 << 20, 'w')); // more than the line takes with nobody reading
-        QCOMPARE(answer(), std::string("done"));
-    } else {
-        peer("unplug");
-    }
-    QTRY_VERIFY_WITH_TIMEOUT(device->isFinished(), answer_ms);
-    device->TxData(frame(1)); // fails, and says so
-    QVERIFY(frames.isEmpty());
-    device->Disconnect();
-}
 
 QTEST_GUILESS_MAIN(tst_win32_classes)
 #include "tst_win32_classes.moc"

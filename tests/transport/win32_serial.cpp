@@ -10,6 +10,8 @@
 #include <cstring>
 #include <memory>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -198,12 +200,6 @@ void goes_away(bool is_unplugged, bool writes)
         line.port = vs::invalid_handle;
 }
 
-template <bool is_unplugged, bool writes>
-void goes_away()
-{
-    goes_away(is_unplugged, writes);
-}
-
 // "name|port;" of each port, asked for in the way of the program; zeros that come with them are shown as "$".
 std::string listed()
 {
@@ -238,12 +234,7 @@ void lists()
     const std::string longest(260, 'L');
     const seeded_port good = {L"USB (COM12)", "COM12" + zero};
     const std::string good_text = "USB (COM12)$|COM12$;";
-    const struct
-    {
-        const char *what;
-        std::vector<seeded_port> ports;
-        std::string expected;
-    } rows[] = {
+    const std::tuple<const char *, std::vector<seeded_port>, std::string> rows[] = {
         {"none", {}, ""},
         {"one", {good}, good_text},
         {"two of one name", {good, {L"USB (COM12)", "COM3" + zero}}, good_text + "USB (COM12)$|COM3$;"},
@@ -262,12 +253,12 @@ void lists()
         {"text after a zero", {{L"P", "COM6" + zero + "X" + zero}}, "P$|COM6$X$;"},
         {"printer port", {{L"Printer Port (LPT1)", "LPT1" + zero}}, "Printer Port (LPT1)$|LPT1$;"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[what, ports, expected] : rows) {
         std::vector<std::unique_ptr<seed>> seeds;
-        for (const seeded_port &port : row.ports)
+        for (const seeded_port &port : ports)
             seeds.push_back(std::make_unique<seed>(port, static_cast<int>(seeds.size())));
         const std::string all = listed();
-        check(all == row.expected, row.what + (": " + all), __LINE__);
+        check(all == expected, what + (": " + all), __LINE__);
     }
 }
 
@@ -275,27 +266,24 @@ void lists()
 
 int main()
 {
-    const struct
-    {
-        const char *name;
-        void (*run)();
-    } subjects[] = {{"events", events},
-                    {"line settings", line_settings},
-                    {"refusals", refusals},
-                    {"reads", reads},
-                    {"streams both ways", streams_both_ways},
-                    {"stops", stops},
-                    {"closed while it reads", goes_away<false, false>},
-                    {"closed while it writes", goes_away<false, true>},
-                    {"unplugged while it reads", goes_away<true, false>},
-                    {"unplugged while it writes", goes_away<true, true>},
-                    {"lists", lists}};
-    for (const auto &each : subjects) {
-        subject = each.name;
+    const std::pair<const char *, void (*)()> subjects[] = {
+        {"events", events},
+        {"line settings", line_settings},
+        {"refusals", refusals},
+        {"reads", reads},
+        {"streams both ways", streams_both_ways},
+        {"stops", stops},
+        {"closed while it reads", [] { goes_away(false, false); }},
+        {"closed while it writes", [] { goes_away(false, true); }},
+        {"unplugged while it reads", [] { goes_away(true, false); }},
+        {"unplugged while it writes", [] { goes_away(true, true); }},
+        {"lists", lists}};
+    for (const auto &[name, run] : subjects) {
+        subject = name;
         const int before = failures;
         const DWORD begin = GetTickCount();
-        each.run();
-        std::printf("%s: %s, %u ms\n", each.name, failures == before ? "ok" : "failed",
+        run();
+        std::printf("%s: %s, %u ms\n", name, failures == before ? "ok" : "failed",
                     static_cast<unsigned>(GetTickCount() - begin));
         std::fflush(stdout);
     }
