@@ -2,7 +2,8 @@
 
 #include <QByteArray>
 #include <QFile>
-#include <QString>
+#include <QRegularExpression>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <ctime>
@@ -31,13 +32,19 @@ inline QString data_file(const QByteArray &name)
                                 : QStringLiteral(TEST_DATA "/") + QString::fromLatin1(name);
 }
 
-/// The lines of a table beside the tests, with its comments.
+/// The lines of a table beside the tests; "\t" and "\uXXXX" stand for characters.
 inline QStringList table_lines(const QByteArray &name)
 {
     QFile file(data_file(name));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         qFatal("no table %s", name.constData());
-    return QString::fromUtf8(file.readAll()).chopped(1).split(u'\n');
+    QStringList lines = QString::fromUtf8(file.readAll()).chopped(1).split(u'\n');
+    const QRegularExpression escape(QStringLiteral("\\\\u([0-9a-f]{4})"));
+    for (QString &line : lines.replaceInStrings(QStringLiteral("\\t"), QStringLiteral("\t"))) {
+        for (auto match = escape.match(line); match.hasMatch(); match = escape.match(line))
+            line.replace(match.captured(), QChar(match.captured(1).toUShort(nullptr, 16)));
+    }
+    return lines;
 }
 
 /// Milliseconds of processor time, since a busy machine makes the clock on the wall say nothing.

@@ -1,7 +1,7 @@
+#include "commandline/addressvalidator.h"
 #include "commandline/commandparser.h"
 #include "tests/commandline/definitionfile.h"
 
-#include <QRegularExpression>
 #include <QTest>
 
 class TestParseLine : public QObject
@@ -15,14 +15,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("line");
         QTest::addColumn<QByteArray>("packet");
         QTest::addColumn<QString>("message");
-        const QRegularExpression escape(QStringLiteral("\\\\u([0-9a-f]{4})"));
         QString definitions;
         int number = 0;
-        for (QString row : table_lines("lines.txt")) {
+        for (const QString &row : table_lines("lines.txt")) {
             ++number;
-            row.replace(QLatin1String("\\t"), QLatin1String("\t"));
-            for (auto match = escape.match(row); match.hasMatch(); match = escape.match(row))
-                row.replace(match.captured(), QChar(match.captured(1).toUShort(nullptr, 16)));
             if (row.startsWith(u'@'))
                 definitions = row.mid(2);
             else if (!row.startsWith(u'#'))
@@ -112,6 +108,33 @@ private Q_SLOTS:
             QCOMPARE(message, QString());
             QCOMPARE(*api_type_row(type).name == '\0', type < 0 || type > 11); // outside of the table
         }
+    }
+
+    void addresses()
+    {
+        for (const QString &line : table_lines("addresses.txt")) {
+            if (line.startsWith(u'#'))
+                continue;
+            QStringList row = line.split(QStringLiteral("; "));
+            QString text = row.at(1);
+            int cursor = row.at(2).toInt();
+            row[3] = QString::number(AddressValidator().validate(text, cursor));
+            row[4] = text;
+            row[5] = QString::number(cursor);
+            QCOMPARE(row.join(QStringLiteral("; ")), line);
+        }
+    }
+
+    // A user pastes what the clipboard holds.
+    void addressesAreLinear()
+    {
+        QString text = QStringLiteral("0:").repeated(500'000);
+        int cursor = text.size();
+        const int time = milliseconds_of(
+            [&] { QCOMPARE(AddressValidator().validate(text, cursor), QValidator::Acceptable); });
+        QVERIFY2(time < 1000, QByteArray::number(time).constData());
+        QCOMPARE(text, QStringLiteral("00:00:00:00:00:00"));
+        QCOMPARE(cursor, 17);
     }
 };
 
