@@ -20,15 +20,6 @@ namespace {
 const QByteArray empty_frame = QByteArray::fromHex("00000001");
 const QString refusal = QStringLiteral("ERROR: cannot open serialport: \"%1\"");
 
-// A frame of every byte value, for the line to leave alone.
-QByteArray all_values()
-{
-    QByteArray frame = QByteArray::fromHex("00fc");
-    for (int value = 0; value < 254; ++value)
-        frame.append(static_cast<char>(value + 2));
-    return frame;
-}
-
 volatile int late_fd = -1;
 volatile std::sig_atomic_t ticks = 0;
 
@@ -68,25 +59,6 @@ private Q_SLOTS:
     {
         QCoreApplication::removePostedEvents(this); // frames of a device that is gone
         frames.clear();
-    }
-
-    void bytesPassUnchanged()
-    {
-        const QList<QByteArray> sent = {empty_frame, QByteArray::fromHex("0003aabb010203"), all_values(),
-                                        QByteArray::fromHex("ff000304")};
-        const QByteArray bytes = sent.join();
-        for (const int chunk : {1, 3, 255, 1000}) {
-            init();
-            pseudo_terminal module;
-            const auto device = open(module.path());
-            QVERIFY(device);
-            for (int from = 0; from < bytes.size(); from += chunk)
-                QVERIFY(module.send(bytes.mid(from, chunk)));
-            QTRY_COMPARE(frames, sent);
-            device->TxData(QByteArray());
-            device->TxData(all_values());
-            QCOMPARE(module.receive(256), all_values()); // and nothing was echoed before it
-        }
     }
 
     void speeds()

@@ -2,7 +2,6 @@
 #include "tests/transport/thread_sanitizer.h"
 #include "transport/uartcomm.h"
 
-#include <QMetaMethod>
 #include <QtTest>
 
 #include <memory>
@@ -13,15 +12,6 @@ namespace {
 scripted_device device(const QByteArray &name, const QByteArray &port, bool opens = true)
 {
     return {name + '\0', port + '\0', opens};
-}
-
-// The methods of the class itself, in their order.
-QByteArray methods_of(const QMetaObject &meta)
-{
-    QByteArray all;
-    for (int index = meta.methodOffset(); index < meta.methodCount(); ++index)
-        all += meta.method(index).methodSignature() + ' ';
-    return all;
 }
 
 } // namespace
@@ -35,15 +25,6 @@ class tst_UartComm : public QObject
 
 private Q_SLOTS:
     void init() { play = std::make_unique<scripted_platform>(); }
-
-    void metaObjectOrder()
-    {
-        QCOMPARE(methods_of(UartComm::staticMetaObject),
-                 QByteArray("DeviceFound(QString,QString) DeviceDisconnect(int,int) debugText(QString) "
-                            "Start() DiscoverDevices() "));
-        QCOMPARE(methods_of(CommDev::staticMetaObject),
-                 QByteArray("RxData(QByteArray) TxData(QByteArray) Disconnect() "));
-    }
 
     void discover()
     {

