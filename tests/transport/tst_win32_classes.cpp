@@ -47,20 +47,6 @@ private Q_SLOTS:
         QCOMPARE(heard, QStringLiteral("USB (COM12)|\\\\.\\COM12;Ger\u00e4t|\\\\.\\COM4;"));
     }
 
-    void streams_both_ways()
-    {
-        constexpr std::uint32_t count = 2000;
-        const auto device = open();
-        QVERIFY(device);
-        ask("stream " + std::to_string(count));
-        for (std::uint32_t number = 0; number < count; ++number)
-            device->TxData(frame(number));
-        QCOMPARE(answer(), std::string("done"));
-        QTRY_COMPARE_WITH_TIMEOUT(frames.size(), int(count), answer_ms);
-        for (std::uint32_t number = 0; number < count; ++number)
-            QCOMPARE(frames.at(int(number)), frame(number));
-    }
-
     // Bytes come at the moment the reading thread is told to stop; the next device starts as if nothing had
     // been.
     void detaches_amid_traffic()
