@@ -32,17 +32,32 @@ inline QString data_file(const QByteArray &name)
                                 : QStringLiteral(TEST_DATA "/") + QString::fromLatin1(name);
 }
 
-/// The lines of a table beside the tests; "\t" and "\uXXXX" stand for characters.
+/// The lines of a table beside the tests. "{3:ab}" stands for "ababab", "@" in there for the number of the
+/// repetition, and "\t" and "\uXXXX" for characters.
 inline QStringList table_lines(const QByteArray &name)
 {
     QFile file(data_file(name));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         qFatal("no table %s", name.constData());
+    const auto decoded = [](QString text) {
+        const QRegularExpression escape(QStringLiteral("\\\\u([0-9a-f]{4})"));
+        for (auto match = escape.match(text); match.hasMatch(); match = escape.match(text))
+            text.replace(match.captured(), QChar(match.captured(1).toUShort(nullptr, 16)));
+        return text.replace(QLatin1String("\\t"), QLatin1String("\t"));
+    };
     QStringList lines = QString::fromUtf8(file.readAll()).chopped(1).split(u'\n');
-    const QRegularExpression escape(QStringLiteral("\\\\u([0-9a-f]{4})"));
-    for (QString &line : lines.replaceInStrings(QStringLiteral("\\t"), QStringLiteral("\t"))) {
-        for (auto match = escape.match(line); match.hasMatch(); match = escape.match(line))
-            line.replace(match.captured(), QChar(match.captured(1).toUShort(nullptr, 16)));
+    for (QString &line : lines) {
+        const QStringList parts = line.split(u'{');
+        line = decoded(parts.first());
+        for (const QString &part : parts.mid(1)) {
+            const int count = part.section(u':', 0, 0).toInt();
+            const QString piece = decoded(part.section(u'}', 0, 0).section(u':', 1));
+            const bool is_numbered = piece.contains(u'@');
+            line += is_numbered ? QString() : piece.repeated(count);
+            for (int i = 0; i < count && is_numbered; ++i)
+                line += QString(piece).replace(u'@', QString::number(i));
+            line += decoded(part.section(u'}', 1));
+        }
     }
     return lines;
 }

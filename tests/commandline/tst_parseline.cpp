@@ -50,32 +50,13 @@ private Q_SLOTS:
         QTest::addColumn<int>("size");
         QTest::addColumn<QByteArray>("start");
         QTest::addColumn<QString>("reason");
-        const int million = 1'000'000;
-        const QString zero = QStringLiteral("00");
-        const auto row = [](const char *name, const QString &line, int size = 0, const char *start = "",
-                            const char *reason = "") {
-            QTest::newRow(name) << line << size << QByteArray::fromHex(start) << QString::fromLatin1(reason);
-        };
-        row("blanks", QString(million, u' '));
-        row("underscores", QString(million, u'_'));
-        row("brackets between letters", QStringLiteral("a]").repeated(million / 2));
-        row("opening brackets", QString(million, u'['));
-        row("NUL", QString(million, QChar()));
-        row("half of a surrogate pair", QString(million, QChar(0xd800)));
-        row("hex", zero.repeated(million / 2));
-        row("hex, separated", QStringLiteral("00 ").repeated(million / 3));
-        row("hex of 127 bytes", QStringLiteral("007f0000") + zero.repeated(127), 4 + 127, "007f0000");
-        row("hex of 128 bytes", QStringLiteral("00800000") + zero.repeated(128), 0, "",
-            "Packet length field invalid expected:128");
-        row("name of a class", QString(million, u's') + QStringLiteral("_hello"));
-        row("name of a command", QStringLiteral("system_") + QString(million, u'h'));
-        row("arguments", QStringLiteral("system_hello") + QStringLiteral(" 1").repeated(million / 2));
-        row("a number", QStringLiteral("system_reset ") + QString(million, u'1'));
-        row("an address", QStringLiteral("system_whitelist_append ") + QString(million, u'1') + u' ');
-        row("an array", QStringLiteral("flash_ps_save 1 ") + QString(million, u'1'), 4 + 2 + 1 + million / 2);
-        // 303 bytes of payload and 300 of array, each less 256.
-        row("an array of 300 bytes", QStringLiteral("flash_ps_save 1 ") + QStringLiteral("a5").repeated(300),
-            4 + 2 + 1 + 300, "002f010301002ca5");
+        for (const QString &line : table_lines("long_lines.txt")) {
+            const QStringList row = line.split(QStringLiteral("; "));
+            if (!line.startsWith(u'#'))
+                QTest::newRow(qPrintable(row.at(0)))
+                    << row.at(4) << row.at(1).toInt() << QByteArray::fromHex(row.at(2).toLatin1())
+                    << row.at(3);
+        }
     }
 
     void longLines()
