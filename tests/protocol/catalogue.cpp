@@ -2,7 +2,6 @@
 
 #include <QFile>
 #include <QMap>
-#include <QtEndian>
 
 #include <algorithm>
 
@@ -58,14 +57,11 @@ QVector<Message> read_all()
 
 qint64 number(const Field &field, const QByteArray &wire)
 {
-    const char *bytes = wire.constData();
-    if (field.type == "int8")
-        return static_cast<qint8>(bytes[0]);
-    if (field.type == "int16")
-        return qFromLittleEndian<qint16>(bytes);
-    if (field.size == 1)
-        return static_cast<quint8>(bytes[0]);
-    return field.size == 2 ? qFromLittleEndian<quint16>(bytes) : qFromLittleEndian<quint32>(bytes);
+    qint64 value = 0;
+    for (int at = field.size - 1; at >= 0; --at)
+        value = value * 256 + static_cast<quint8>(wire.at(at));
+    const qint64 range = 1LL << (8 * field.size);
+    return field.type.startsWith("int") && value >= range / 2 ? value - range : value;
 }
 
 QString piece(Kind kind, const Field &field, const QByteArray &wire)
