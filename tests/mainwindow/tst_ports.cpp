@@ -21,24 +21,24 @@ private Q_SLOTS:
     {
         for (const char *name : {"M", "C <b>x</b>", "A"})
             window->DeviceFound(QLatin1String(name), QLatin1String(name).left(1));
-        window->DeviceFound(QStringLiteral("M"), QStringLiteral("M2"));
-        QCOMPARE(listed(), QStringLiteral("A=A|C <b>x</b>=C|M=M|M=M2"));
-        window->DeviceFound(1, 2, QStringLiteral("%2"), false);
-        ports()->addItem(QStringLiteral("z"), 0x10002u);
+        window->DeviceFound("M"_s, "M2"_s);
+        QCOMPARE(listed(), "A=A|C <b>x</b>=C|M=M|M=M2"_s);
+        window->DeviceFound(1, 2, "%2"_s, false);
+        ports()->addItem("z"_s, 0x10002u);
         window->DeviceDisconnect(2, 1);
-        QCOMPARE(listed(), QStringLiteral("%2 bus:1 addr:2=%2|A=A|C <b>x</b>=C|M=M|M=M2|z=65538"));
+        QCOMPARE(listed(), "%2 bus:1 addr:2=%2|A=A|C <b>x</b>=C|M=M|M=M2|z=65538"_s);
         window->DeviceDisconnect(1, 2);
-        QCOMPARE(listed(), QStringLiteral("%2 bus:1 addr:2=%2|A=A|C <b>x</b>=C|M=M|M=M2"));
+        QCOMPARE(listed(), "%2 bus:1 addr:2=%2|A=A|C <b>x</b>=C|M=M|M=M2"_s);
     }
 
     // With an empty list there is no way to detach either.
     void attach_without_a_port_does_nothing()
     {
         click("pushConnectDev");
-        QCOMPARE(find<QLabel>("labelDev")->text(), QStringLiteral("Disconnected"));
+        QCOMPARE(find<QLabel>("labelDev")->text(), "Disconnected"_s);
         FakeDevice device;
         window->setCommDevice(&device);
-        find<QPushButton>("pushConnectDev")->setText(QStringLiteral("Detach"));
+        find<QPushButton>("pushConnectDev")->setText("Detach"_s);
         click("pushConnectDev");
         QCOMPARE(device_state(), attached);
     }
@@ -51,12 +51,12 @@ private Q_SLOTS:
             return ::ioctl(module.descriptor(), TCGETS2, &line) == 0 ? line.c_ospeed : 0;
         };
         auto *const speeds = find<QComboBox>("comboBaudrate");
-        window->DeviceFound(QStringLiteral("Module"), module.path());
-        speeds->setCurrentText(QStringLiteral("14400"));
+        window->DeviceFound("Module"_s, module.path());
+        speeds->setCurrentText("14400"_s);
         click("pushConnectDev");
         QCOMPARE(device_state(), attached);
         QCOMPARE(speed(), 14400u);
-        speeds->setCurrentText(QStringLiteral("110"));
+        speeds->setCurrentText("110"_s);
         QCOMPARE(speed(), 110u);
 
         click("pushDevRefresh");
@@ -65,7 +65,7 @@ private Q_SLOTS:
         window->txData("ab");
         QCOMPARE(module.receive(2).toHex(), QByteArray("6162")); // and nothing before it
 
-        window->DeviceFound(QStringLiteral("Other"), QStringLiteral("/nonexistent/port"));
+        window->DeviceFound("Other"_s, "/nonexistent/port"_s);
         ports()->setCurrentIndex(0);
         click("pushConnectDev");
         QCOMPARE(device_state(), detached);
@@ -81,8 +81,8 @@ private:
     {
         QStringList rows;
         for (int i = 0; i < ports()->count(); ++i)
-            rows << ports()->itemText(i) + QLatin1Char('=') + ports()->itemData(i).toString();
-        return rows.join(QLatin1Char('|'));
+            rows << ports()->itemText(i) + u'=' + ports()->itemData(i).toString();
+        return rows.join(u'|');
     }
 };
 

@@ -63,7 +63,7 @@ double seen_contrast(const QWidget *widget)
 
 QString named(const QWidget *widget)
 {
-    return QLatin1String(widget->metaObject()->className()) + QLatin1Char(' ') + widget->objectName();
+    return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
 // The first widget in the window that is too small for its text, and what it would take; empty if none is.
@@ -82,8 +82,7 @@ QString first_cut(const QWidget *shown)
         if (const auto *const button = qobject_cast<const QPushButton *>(widget))
             needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + 6);
         if (widget->width() < needed.width() || widget->height() < needed.height())
-            return QStringLiteral("%1 is %2 x %3 of %4 x %5")
-                .arg(named(widget))
+            return "%1 is %2 x %3 of %4 x %5"_s.arg(named(widget))
                 .arg(widget->width())
                 .arg(widget->height())
                 .arg(needed.width())
@@ -122,8 +121,8 @@ class ReachTest : public WindowFixture
 private Q_SLOTS:
     void initTestCase()
     {
-        QApplication::setStyle(QStringLiteral("Fusion"));
-        usual_font = QFont(QStringLiteral("Sans Serif"), 9);
+        QApplication::setStyle("Fusion"_s);
+        usual_font = QFont("Sans Serif"_s, 9);
         usual_palette = QApplication::palette();
     }
     void cleanup()
@@ -188,7 +187,7 @@ private Q_SLOTS:
             const QAccessibleInterface *const heard = QAccessible::queryAccessibleInterface(widget);
             const QString name = heard->text(QAccessible::Name);
             QVERIFY2(!name.isEmpty(), qPrintable(named(widget)));
-            const QString key = QStringLiteral("%1 of role %2").arg(name).arg(int(heard->role()));
+            const QString key = "%1 of role %2"_s.arg(name).arg(int(heard->role()));
             QVERIFY2(!names.contains(key), qPrintable(key + QLatin1String(": ") + named(widget)));
             names << key;
         }
@@ -200,7 +199,7 @@ private Q_SLOTS:
         enlarge_font();
         const QWidget *const shown = open();
         QVERIFY2(shown->width() <= screen_size.width() && shown->height() <= screen_size.height(),
-                 qPrintable(QStringLiteral("%1 x %2").arg(shown->width()).arg(shown->height())));
+                 qPrintable("%1 x %2"_s.arg(shown->width()).arg(shown->height())));
         QTRY_COMPARE(first_cut(shown), QString()); // the last layout may come after the window
     }
 
@@ -212,7 +211,7 @@ private Q_SLOTS:
         QWidget *const shown = open();
         for (QLineEdit *edit : shown->findChildren<QLineEdit *>()) {
             if (edit->text().isEmpty())
-                edit->setText(QStringLiteral("a0"));
+                edit->setText("a0"_s);
         }
         for (QWidget *widget : shown->findChildren<QWidget *>()) {
             const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
@@ -222,7 +221,7 @@ private Q_SLOTS:
                 widget->visibleRegion().boundingRect() == widget->rect() &&
                 widget->property("text") != QString())
                 QVERIFY2(seen_contrast(widget) >= least_contrast,
-                         qPrintable(QStringLiteral("%1 %2").arg(named(widget)).arg(seen_contrast(widget))));
+                         qPrintable("%1 %2"_s.arg(named(widget)).arg(seen_contrast(widget))));
         }
     }
 
@@ -234,17 +233,17 @@ private Q_SLOTS:
         QVERIFY(show());
         auto *const command = find<QLineEdit>("lineCommand");
         QVERIFY(seen_contrast(command) >= least_contrast); // the placeholder
-        QTest::keyClicks(command, QStringLiteral("a"));
+        QTest::keyClicks(command, "a"_s);
         QVERIFY(seen_contrast(command) >= least_contrast_of_red);
         QVERIFY(!command->accessibleDescription().isEmpty());
         QTest::keyClick(command, Qt::Key_Backspace);
-        QTest::keyClicks(command, QStringLiteral("system_hello"));
+        QTest::keyClicks(command, "system_hello"_s);
         QVERIFY(seen_contrast(command) >= least_contrast);
         QCOMPARE(command->accessibleDescription(), QString());
         auto *const log = find<LogView>("textDebug");
         for (const char *colour : {"", "green", "red"}) {
             log->clearLog();
-            log->addLine(QString(), QStringLiteral("<font color=%1>WWW</font>").arg(QLatin1String(colour)));
+            log->addLine(QString(), "<font color=%1>WWW</font>"_s.arg(QLatin1String(colour)));
             QApplication::processEvents();
             QVERIFY2(seen_contrast(log->viewport()) >= least_contrast_of_red, colour);
         }
@@ -269,9 +268,9 @@ private:
               "WhitelistDialog", "IODialog", "FlashMem", "AboutDialog"})
             QTest::newRow(name) << QString::fromLatin1(name) << 0;
         for (const int page : {0, 1, 2})
-            QTest::addRow("DFUDialog %d", page) << QStringLiteral("DFUDialog") << page;
+            QTest::addRow("DFUDialog %d", page) << "DFUDialog"_s << page;
         for (const int page : {0, 1})
-            QTest::addRow("MainWindow %d", page) << QStringLiteral("MainWindow") << page;
+            QTest::addRow("MainWindow %d", page) << "MainWindow"_s << page;
     }
 
     // The window of the row, with the page open; the main window with a connected device and all controls.

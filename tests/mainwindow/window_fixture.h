@@ -7,6 +7,7 @@
 
 #include "mainwindow/mainwindow.h"
 #include "protocol/types.h"
+#include "tests/text.h"
 #include "transport/commdev.h"
 
 // A device that only remembers what it was told.
@@ -69,32 +70,31 @@ public:
     QString device_state() const
     {
         const auto *const label = find<QLabel>("labelDev");
-        return QStringLiteral("%1 %2 %3 %4")
-            .arg(label->text(), label->palette().color(QPalette::Window).name(),
-                 label->palette().color(QPalette::Button).name(),
-                 find<QPushButton>("pushConnectDev")->text());
+        return "%1 %2 %3 %4"_s.arg(label->text(), label->palette().color(QPalette::Window).name(),
+                                   label->palette().color(QPalette::Button).name(),
+                                   find<QPushButton>("pushConnectDev")->text());
     }
 
     // The log as its own button puts it on the clipboard, without the time stamps; lines stand apart by '|'.
     QString log() const
     {
         static const QRegularExpression stamp(
-            QStringLiteral("^<b>\\d{4}\\.\\d{2}\\.\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3}</b>  ?"));
+            "^<b>\\d{4}\\.\\d{2}\\.\\d{2} \\d{2}:\\d{2}:\\d{2}\\.\\d{3}</b>  ?"_s);
         click("pushLogCopy");
         const QString html = QApplication::clipboard()->mimeData()->html();
-        QStringList lines = html.split(QStringLiteral("<br />"), Qt::SkipEmptyParts);
+        QStringList lines = html.split("<br />"_s, Qt::SkipEmptyParts);
         for (QString &line : lines) {
             const int size = stamp.match(line).capturedLength();
             line = size > 0 ? line.mid(size) : QLatin1String("no time stamp: ") + line;
             if (line.endsWith(QLatin1String("<br>")))
                 line.chop(4);
         }
-        return lines.join(QLatin1Char('|'));
+        return lines.join(u'|');
     }
 
     std::unique_ptr<MainWindow> window;
-    const QString attached = QStringLiteral("Connected #00ff00 #000000 Detach");
-    const QString detached = QStringLiteral("Disconnected #ff0000 #000000 Attach");
+    const QString attached = "Connected #00ff00 #000000 Detach"_s;
+    const QString detached = "Disconnected #ff0000 #000000 Attach"_s;
 
 protected Q_SLOTS:
     void init()
@@ -106,4 +106,24 @@ protected Q_SLOTS:
 
 private:
     QTemporaryDir runtime;
+};
+
+// The window attached to a device that outlives it, which the test makes.
+class DeviceFixture : public WindowFixture
+{
+    Q_OBJECT
+
+protected Q_SLOTS:
+    void cleanup()
+    {
+        const bool is_attached = find<QLabel>("labelDev")->text() == QLatin1String("Connected");
+        WindowFixture::cleanup();
+        QCOMPARE(!device.isNull(), is_attached);
+        if (is_attached)
+            device->receive("00000001"); // to nobody
+        delete device;
+    }
+
+protected:
+    QPointer<FakeDevice> device;
 };
