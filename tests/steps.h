@@ -39,13 +39,15 @@ inline void type(QWidget *widget, const QString &text)
         QTest::keyClicks(widget, text);
 }
 
-// Sets what the widget shows as its user does: an item of a list, a check mark 0 or 1, the selected row of a
-// table, after "+" one more, "ROW COLUMN TEXT" of a cell, else typed text.
+// Sets what the widget shows as its user does: an item of a list, the number of a page, a check mark 0 or 1,
+// the selected row of a table, after "+" one more, "ROW COLUMN TEXT" of a cell, else typed text.
 inline void set(QWidget *widget, const QString &text)
 {
     if (auto *const box = qobject_cast<QComboBox *>(widget)) {
         QVERIFY2(box->findText(text) >= 0, qPrintable(text));
         box->setCurrentText(text);
+    } else if (auto *const pages = qobject_cast<QTabWidget *>(widget)) {
+        pages->setCurrentIndex(text.toInt());
     } else if (auto *const check = qobject_cast<QAbstractButton *>(widget)) {
         if (check->isChecked() != (text == QLatin1String("1")))
             check->click();

@@ -14,15 +14,15 @@ class Panel
 public:
     // The panel that shows this name, if there is one by now.
     Panel(Window &window, const QString &name)
-        : m_window(window)
     {
         for (DeviceListItem *item : window.widget().findChildren<DeviceListItem *>()) {
-            if (item->findChild<QLabel *>(QStringLiteral("address"))->text() == name)
+            if (item->findChild<QLabel *>("address"_s)->text() == name)
                 m_item = item;
         }
     }
 
     bool exists() const { return m_item != nullptr; }
+    DeviceListItem *widget() const { return m_item; }
     QString status() const { return find<QLabel>("status")->text(); }
 
     template <typename Widget>
@@ -34,32 +34,13 @@ public:
         return widget;
     }
 
-    void click(const char *button) const
-    {
-        auto *widget = find<QPushButton>(button);
-        m_window.find<QScrollArea>("deviceList")->ensureWidgetVisible(widget);
-        QTest::mouseClick(widget, Qt::LeftButton);
-    }
-
-    // All cells, blank where there is none, "|" between cells, a row a line.
-    QStringList rows() const
-    {
-        QStringList all;
-        for (int row = 0; row < table()->rowCount(); ++row) {
-            QStringList cells;
-            for (int column = 0; column < table()->columnCount(); ++column)
-                cells << cell(row, column);
-            all << cells.join(QLatin1Char('|'));
-        }
-        return all;
-    }
-
     // The raw value of the attribute with that handle.
     QString raw(int handle) const
     {
         constexpr int raw_column = 4;
         const int row = row_of(handle);
-        return row < 0 ? QString() : cell(row, raw_column);
+        const QTableWidgetItem *item = row < 0 ? nullptr : table()->item(row, raw_column);
+        return item ? item->text() : QString();
     }
 
     void select(int handle) const
@@ -73,36 +54,17 @@ public:
                           table()->visualItemRect(item).center());
     }
 
-    // Types the value and uses the button on the attribute.
-    void write(int handle, const char *hex, const char *button) const
-    {
-        select(handle);
-        auto *edit = find<QLineEdit>("lineEditAttr");
-        edit->setFocus();
-        edit->selectAll();
-        QTest::keyClick(edit, Qt::Key_Delete);
-        QTest::keyClicks(edit, QString::fromLatin1(hex));
-        click(button);
-    }
-
     QTableWidget *table() const { return find<QTableWidget>("tableGATT"); }
 
 private:
-    QString cell(int row, int column) const
-    {
-        const QTableWidgetItem *item = table()->item(row, column);
-        return item ? item->text() : QString();
-    }
-
     int row_of(int handle) const
     {
         for (int row = 0; row < table()->rowCount(); ++row) {
-            if (cell(row, 0).toInt() == handle)
+            if (table()->item(row, 0)->text().toInt() == handle)
                 return row;
         }
         return -1;
     }
 
-    Window &m_window;
     DeviceListItem *m_item = nullptr;
 };

@@ -2,9 +2,7 @@
 
 #include "tests/e2e/panel.h"
 #include "tests/e2e/simulated_module.h"
-
-#include <QDir>
-#include <QRadioButton>
+#include "tests/steps.h"
 
 #include <memory>
 
@@ -31,6 +29,7 @@ protected Q_SLOTS:
     {
         if (QTest::currentTestFailed())
             qWarning("the module's log ends with\n%s", module.output().right(4000).constData());
+        place = nullptr;
         window.reset();
         module.stop();
     }
@@ -54,25 +53,164 @@ protected:
     void connect_to(const QString &name)
     {
         window->click("pushStopScan");
-        Panel panel(*window, name);
-        panel.click("pushConnect");
-        QTRY_COMPARE_WITH_TIMEOUT(panel.status(), QStringLiteral("Connected handle:0x0"), answer_ms);
-        QCOMPARE(panel.find<QPushButton>("pushConnect")->text(), QStringLiteral("Disconnect"));
+        const Panel panel(*window, name);
+        place = panel.widget();
+        click("pushConnect"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(panel.status(), "Connected handle:0x0"_s, answer_ms);
+        QCOMPARE(panel.find<QPushButton>("pushConnect")->text(), "Disconnect"_s);
     }
 
-    void picture(QWidget *widget, const char *name)
+    // The widget of that name at the place that is used, or else in the window.
+    template <typename Widget = QWidget>
+    Widget *find(const QString &name)
     {
-        QVERIFY(widget->grab().save(QStringLiteral(VORSEL_PICTURES "/%1.png").arg(QLatin1String(name))));
+        auto *found = place ? place->findChild<Widget *>(name) : nullptr;
+        return found ? found : window->find<Widget>(qPrintable(name));
     }
-    void picture(const char *name) { picture(&window->widget(), name); }
+    QString text(const char *name) { return shown(find(QLatin1String(name))); }
+
+    void click(const QString &button)
+    {
+        auto *const widget = find<QAbstractButton>(button);
+        if (qobject_cast<DeviceListItem *>(place))
+            window->find<QScrollArea>("deviceList")->ensureWidgetVisible(widget);
+        QTest::mouseClick(widget, Qt::LeftButton, Qt::NoModifier, QPoint(10, widget->height() / 2));
+    }
+
+    void press(const QString &shortcut)
+    {
+        QApplication::setActiveWindow(&window->widget()); // as there is no window manager to do it
+        const int key = QKeySequence(shortcut)[0];
+        QTest::keyClick(&window->widget(), Qt::Key(key & ~Qt::KeyboardModifierMask),
+                        Qt::KeyboardModifiers(key & Qt::KeyboardModifierMask));
+    }
+
+    void open(const QString &dialog)
+    {
+        place = window->widget().findChild<QDialog *>(dialog);
+        QVERIFY(QTest::qWaitForWindowExposed(place));
+        QApplication::setActiveWindow(place);
+    }
+
+    void close()
+    {
+        QTest::keyClick(place->focusWidget() ? place->focusWidget() : place, Qt::Key_Escape);
+        QVERIFY(place->isHidden());
+    }
+
+    void picture(QWidget *widget, const QString &name)
+    {
+        QVERIFY(widget->grab().save(QStringLiteral(VORSEL_PICTURES "/%1.png").arg(name)));
+    }
+
+    // The rows of the table of steps that are this program's.
+    static void rows(const char *program)
+    {
+        QTest::addColumn<QString>("steps");
+        for (const QStringList &row : rows_of(VORSEL_STEPS_TABLE, 3)) {
+            if (row[0] == QLatin1String(program))
+                QTest::newRow(qPrintable(row[1]))
+                    << QString(row[2]).replace("\\t"_s, "\t"_s).replace("\\n"_s, "\n"_s);
+        }
+    }
+
+    void play_row()
+    {
+        QFETCH(QString, steps);
+        start();
+        play(steps);
+    }
+
+    // Steps as the table of them has them, apart by ';'.
+    void play(const QString &steps)
+    {
+        for (const QString &step : steps.split(u';')) {
+            const QString name = step.section(QRegularExpression("[=?~!]"_s), 0, 0);
+            if (name == step)
+                play_one(step, step.section(u' ', 0, 0), step.section(u' ', 1));
+            else
+                play_value(name, step[name.size()], step.mid(name.size() + 1));
+            if (QTest::currentTestFailed())
+                QFAIL(qPrintable(step));
+        }
+    }
 
     // What the module wrote of its traffic, "<-" from the host and "->" to it.
-    bool on_wire(const char *text) { return module.output().contains(text); }
-    bool logged(const char *text)
-    {
-        return window->log().join(QLatin1Char('\n')).contains(QLatin1String(text));
-    }
+    bool on_wire(const QByteArray &text) { return module.output().contains(text); }
+    bool logged(const QString &text) { return window->log().join(u'\n').contains(text); }
 
     SimulatedModule module;
     std::unique_ptr<Window> window;
+    QWidget *place = nullptr; // the dialog or panel that is used
+
+private:
+    void play_one(const QString &step, const QString &word, const QString &rest)
+    {
+        const int count = rest.section(u' ', 0, 0).toInt();
+        const QString counted = rest.section(u' ', 1);
+        if (word == QLatin1String("press")) {
+            press(rest);
+        } else if (word == QLatin1String("open")) {
+            open(rest);
+        } else if (word == QLatin1String("close")) {
+            close();
+        } else if (word == QLatin1String("scan")) {
+            scan_for(rest);
+        } else if (word == QLatin1String("connect")) {
+            connect_to(rest);
+        } else if (word == QLatin1String("panel")) {
+            QTRY_VERIFY_WITH_TIMEOUT(Panel(*window, rest).exists(), answer_ms);
+            place = Panel(*window, rest).widget();
+        } else if (word == QLatin1String("panels")) {
+            QTRY_COMPARE_WITH_TIMEOUT(window->widget().findChildren<DeviceListItem *>().size(), count,
+                                      answer_ms);
+        } else if (word == QLatin1String("select")) {
+            rest.isEmpty() ? find<QTableWidget>("tableGATT"_s)->clearSelection()
+                           : panel().select(rest.toInt());
+        } else if (word == QLatin1String("send")) {
+            window->send(qPrintable(rest));
+        } else if (word == QLatin1String("module")) {
+            module.control(rest.toUtf8());
+            QTRY_VERIFY_WITH_TIMEOUT(on_wire("-- obeyed: " + rest.toUtf8()), answer_ms);
+        } else if (word == QLatin1String("wire")) {
+            QTRY_VERIFY_WITH_TIMEOUT(on_wire(rest.toUtf8()), answer_ms);
+        } else if (word == QLatin1String("times")) {
+            QTRY_COMPARE_WITH_TIMEOUT(module.output().count(counted.toUtf8()), count, answer_ms);
+        } else if (word == QLatin1String("logged")) {
+            QTRY_COMPARE_WITH_TIMEOUT(window->log().filter(counted).size(), count, answer_ms);
+        } else if (word == QLatin1String("log")) {
+            QTRY_VERIFY_WITH_TIMEOUT(logged(rest), answer_ms);
+        } else if (word == QLatin1String("picture")) {
+            picture(place->window(), rest);
+        } else if (auto *const action = window->widget().findChild<QAction *>(step)) {
+            action->trigger();
+        } else {
+            click(step);
+        }
+    }
+
+    Panel panel() { return Panel(*window, text("address")); }
+
+    QString value_of(const QString &name)
+    {
+        if (name == QLatin1String("log"))
+            return window->log().join(u'|');
+        if (name == QLatin1String("clipboard"))
+            return QApplication::clipboard()->text();
+        return name.startsWith("raw "_s) ? panel().raw(name.section(u' ', 1).toInt()) : shown(find(name));
+    }
+
+    void play_value(const QString &name, QChar sign, const QString &value)
+    {
+        if (sign == u'?')
+            QTRY_COMPARE_WITH_TIMEOUT(value_of(name), value, answer_ms);
+        else if (sign == u'!')
+            QTRY_VERIFY_WITH_TIMEOUT(value_of(name) != value, answer_ms);
+        else if (sign == u'~')
+            QTRY_VERIFY_WITH_TIMEOUT(value_of(name).contains(value), answer_ms);
+        else if (qobject_cast<QSpinBox *>(find(name)))
+            type(find(name), value); // Return would press a dialog's button
+        else
+            set(find(name), value);
+    }
 };

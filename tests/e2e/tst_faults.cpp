@@ -4,10 +4,7 @@
 #include "tests/e2e/remote_fixture.h"
 #include "tests/e2e/turn_watch.h"
 
-#include <QCheckBox>
 #include <QRandomGenerator>
-#include <QSpinBox>
-#include <QTabWidget>
 
 #include <functional>
 #include <numeric>
@@ -26,16 +23,16 @@ constexpr int row_step = 1;
 
 // A line of the table.
 enum Column { Name, From, First, Tool, Fields, Selected, Button, Signs, Shown, Result };
-enum Outcome { done, stands, open }; // open: either
+enum Outcome { done, stands, either };
 
 // "COUNT rows" and the cells of the last one.
 QString summary(const QTableWidget &table)
 {
-    QString text = QStringLiteral("%1 rows").arg(table.rowCount());
+    QString text = "%1 rows"_s.arg(table.rowCount());
     for (int column = 0; column < table.columnCount(); ++column) {
         const auto *const item = table.item(table.rowCount() - 1, column);
         if (item != nullptr && !item->text().isEmpty())
-            text += QLatin1Char(' ') + item->text();
+            text += u' ' + item->text();
     }
     return text;
 }
@@ -43,8 +40,8 @@ QString summary(const QTableWidget &table)
 // What the module says of such a setting when it has come to pass, as a regular expression.
 QString sign_of(const QString &setting)
 {
-    const QString name = setting.section(QLatin1Char(' '), 1).section(QLatin1Char('='), 0, 0);
-    const QString code = setting.section(QStringLiteral("=0x"), 1).left(4);
+    const QString name = setting.section(u' ', 1).section(u'=', 0, 0);
+    const QString code = setting.section("=0x"_s, 1).left(4);
     const QPair<const char *, const char *> signs[] = {
         {"lose-", "-- lost: %1"},
         {"result", "rsp %1 .*result:%2"},
@@ -56,9 +53,9 @@ QString sign_of(const QString &setting)
     for (const auto &[kind, sign] : signs)
         if (setting.startsWith(QLatin1String(kind)))
             return QString::fromLatin1(sign)
-                .replace(QLatin1String("%1"), name.section(QLatin1Char('@'), 0, 0))
+                .replace(QLatin1String("%1"), name.section(u'@', 0, 0))
                 .replace(QLatin1String("%2"), code);
-    return QStringLiteral("-- %1: ").arg(setting.section(QLatin1Char(' '), 0, 0));
+    return "-- %1: "_s.arg(setting.section(u' ', 0, 0));
 }
 
 } // namespace
@@ -76,19 +73,25 @@ private Q_SLOTS:
 private:
     Panel panel() { return Panel(*window, device); }
     // Where the procedure's widgets are.
-    QWidget *place()
+    QWidget *used()
     {
-        if (dialog != nullptr)
-            return dialog;
-        return panel().exists() ? panel().find<QWidget>("name")->parentWidget() : &window->widget();
+        if (place == nullptr && panel().exists())
+            return panel().widget();
+        return place != nullptr ? place : &window->widget();
     }
     bool wait(const std::function<bool()> &condition) { return QTest::qWaitFor(condition, answer_ms); }
-    bool sends(const char *text)
+    bool sends(const QByteArray &text)
     {
-        return wait([&] { return module.output().contains(text); });
+        return wait([&] { return on_wire(text); });
     }
+    void click_panel(const QString &button)
+    {
+        place = panel().widget();
+        click(button);
+        place = nullptr;
+    }
+    void show_text(bool on) { find<QCheckBox>("checkLogText"_s)->setChecked(on); }
     QString file(const char *name) { return folder.filePath(QLatin1String(name)); }
-    void open_tool(const QStringList &names);
     void replace_module(const QStringList &options = {});
     bool answers(const char *sign);
     bool reach(const QString &start);
@@ -103,7 +106,6 @@ private:
     TurnWatch turns;
     QRandomGenerator random{1};
     QStringList tried; // by Column
-    QDialog *dialog = nullptr;
     QString device;
 };
 
@@ -130,10 +132,8 @@ void tst_faults::initTestCase()
 // The window goes through all rows, and the next one finds what the last one left.
 void tst_faults::cleanup()
 {
-    if (!QTest::currentTestFailed())
-        return;
-    dialog = nullptr;
-    RemoteFixture::cleanup();
+    if (QTest::currentTestFailed())
+        RemoteFixture::cleanup();
 }
 
 void tst_faults::fault_data()
@@ -141,36 +141,32 @@ void tst_faults::fault_data()
     QTest::addColumn<QStringList>("procedure");
     QTest::addColumn<QString>("setting"); // a line to the module's control input
     QTest::addColumn<int>("outcome");
-    QFile table(QStringLiteral(VORSEL_PROCEDURES));
-    QVERIFY(table.open(QIODevice::ReadOnly));
     QStringList procedure;
     const int step = qEnvironmentVariableIsSet("VORSEL_ALL_FAULTS") ? 1 : row_step;
-    int row = 0;
+    int number = 0;
     const auto add = [&](const QString &setting) {
-        if (row++ % step != 0)
+        if (number++ % step != 0)
             return;
         const QChar mark = setting[0];
-        const Outcome outcome = mark == QLatin1Char('!') ? stands : mark == QLatin1Char('?') ? open : done;
+        const Outcome outcome = mark == u'!' ? stands : mark == u'?' ? either : done;
         const QString line = setting.mid(outcome == done ? 0 : 1);
         QTest::addRow("%s, %s", qPrintable(procedure[Name]), qPrintable(line))
             << procedure << line << int(outcome);
     };
-    for (const QString &line :
-         QString::fromLatin1(table.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        if (line.startsWith(QLatin1Char('#')))
-            continue;
-        if (!line.startsWith(QLatin1Char(' '))) {
+    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, 1)) {
+        const QString &line = row[0];
+        if (!line.startsWith(u' ')) {
             procedure.clear();
-            for (const QString &column : line.split(QLatin1Char('|')))
+            for (const QString &column : line.split(u'|'))
                 procedure << column.trimmed();
             continue;
         }
-        const QStringList settings = line.trimmed().split(QLatin1Char(';'));
+        const QStringList settings = line.trimmed().split(u';');
         for (const char *setting : {"split 1", "join 3", "late 20", "unknown 1", "?unasked 1", "?junk 3"})
-            if (!settings.contains(QLatin1Char('-') + QLatin1String(setting)))
+            if (!settings.contains(u'-' + QLatin1String(setting)))
                 add(QLatin1String(setting));
         for (const QString &setting : settings)
-            if (!setting.startsWith(QLatin1Char('-')))
+            if (!setting.startsWith(u'-'))
                 add(setting);
     }
 }
@@ -183,7 +179,7 @@ bool tst_faults::answers(const char *sign)
     const int before = seen();
     return wait([&] {
         // An upload that stands has switched it off, or does once an answer on its way is there.
-        window->find<QCheckBox>("checkLogText")->setChecked(true);
+        show_text(true);
         for (int i = 0; i < 3; ++i) {
             const char *const lines[] = {"system_hello", "system_get_info", "system_address_get"};
             window->send(lines[random.bounded(3)]);
@@ -195,30 +191,22 @@ bool tst_faults::answers(const char *sign)
 // What a user does: closes the tool, detaches, takes another module and attaches it.
 void tst_faults::replace_module(const QStringList &options)
 {
-    if (dialog != nullptr)
-        dialog->close();
-    dialog = nullptr;
+    if (place != nullptr)
+        place->close();
+    place = nullptr;
     if (window && window->attach_text() == QLatin1String("Detach"))
         window->click("pushConnectDev");
     QCoreApplication::processEvents(); // what the old one said last
     module.stop();
-    QVERIFY(module.start(QStringList{QStringLiteral("--rate"), QStringLiteral("400")} + options));
+    QVERIFY(module.start(QStringList{"--rate"_s, "400"_s} + options));
     if (!window)
         window = std::make_unique<Window>();
     turns.restart();
     window->click("pushLogClear");
     window->click("pushDevRefresh");
     window->attach();
-    QCOMPARE(window->attach_text(), QStringLiteral("Detach"));
+    QCOMPARE(window->attach_text(), "Detach"_s);
     QVERIFY(answers("address:c0:01:02:03:04:05")); // nothing that is cut wrongly looks so
-}
-
-void tst_faults::open_tool(const QStringList &names)
-{
-    window->trigger(names[0].toLatin1().constData());
-    dialog = window->widget().findChild<QDialog *>(names[1]);
-    if (names.size() > 2)
-        dialog->findChild<QTabWidget *>()->setCurrentWidget(dialog->findChild<QWidget *>(names[2]));
 }
 
 bool tst_faults::reach(const QString &start)
@@ -226,11 +214,11 @@ bool tst_faults::reach(const QString &start)
     window->click("pushClearDevices");
     window->find<QRadioButton>("radioScanObservation")->click();
     const bool is_update = start == QLatin1String("updatable");
-    device = is_update ? QStringLiteral("Updatable") : QStringLiteral("Everything");
+    device = is_update ? "Updatable"_s : "Everything"_s;
     if (start == QLatin1String("attached"))
         return true;
-    for (const char *box : {"checkLogText", "checkLogHex"}) // what is not looked for takes long to log
-        window->find<QCheckBox>(box)->setChecked(false);
+    show_text(false); // what is not looked for takes long to log
+    find<QCheckBox>("checkLogHex"_s)->setChecked(false);
     window->click("pushStartScan");
     if (!wait([this] { return panel().exists(); }))
         return false;
@@ -238,31 +226,36 @@ bool tst_faults::reach(const QString &start)
     if (!sends("rsp gap_end_procedure"))
         return false;
     QCoreApplication::processEvents();
-    window->find<QCheckBox>("checkLogText")->setChecked(true);
+    show_text(true);
     if (start == QLatin1String("found"))
         return true;
-    panel().click("pushConnect");
+    click_panel("pushConnect"_s);
     if (!wait([this] { return panel().status() == QLatin1String("Connected handle:0x0"); }))
         return false;
     panel().find<QPushButton>("pushShow")->setChecked(true);
     if (start == QLatin1String("connected"))
         return true;
-    panel().click("pushGATTDescriptors");
-    return wait([this] { return logged("ble_evt_attclient_procedure_completed"); });
+    click_panel("pushGATTDescriptors"_s);
+    return wait([this] { return logged("ble_evt_attclient_procedure_completed"_s); });
 }
 
 bool tst_faults::make_ready()
 {
     if (!reach(tried[From]))
         return false;
-    const QByteArray line = tried[First].toLatin1();
+    const QString line = tried[First];
     if (!line.isEmpty()) {
-        window->send(line.constData());
-        if (!wait([&] { return logged(("ble_rsp_" + line.split(' ')[0]).constData()); }))
+        window->send(qPrintable(line));
+        if (!wait([&] { return logged("ble_rsp_"_s + line.section(u' ', 0, 0)); }))
             return false;
     }
-    if (!tried[Tool].isEmpty())
-        open_tool(tried[Tool].split(QLatin1Char(' ')));
+    const QStringList tool = tried[Tool].split(u' ', Qt::SkipEmptyParts); // action, dialog, page
+    if (!tool.isEmpty()) {
+        window->trigger(qPrintable(tool[0]));
+        place = window->widget().findChild<QDialog *>(tool[1]);
+    }
+    if (tool.size() > 2)
+        find<QTabWidget>("tabWidget"_s)->setCurrentWidget(find(tool[2]));
     return true;
 }
 
@@ -270,28 +263,28 @@ void tst_faults::begin()
 {
     window->click("pushLogClear");
     if (tried[Selected] == QLatin1String("clear"))
-        panel().click("pushGATTClear");
+        click_panel("pushGATTClear"_s);
     else if (!tried[Selected].isEmpty())
         panel().select(tried[Selected].toInt());
-    for (const QString &field : tried[Fields].split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
-        const QString value = field.section(QLatin1Char('='), 1);
-        auto *const edit = place()->findChild<QWidget *>(field.section(QLatin1Char('='), 0, 0));
-        const bool is_file = value.contains(QLatin1Char('.'));
+    for (const QString &field : tried[Fields].split(u';', Qt::SkipEmptyParts)) {
+        const QString value = field.section(u'=', 1);
+        auto *const edit = used()->findChild<QWidget *>(field.section(u'=', 0, 0));
+        const bool is_file = value.contains(u'.');
         edit->setProperty(qobject_cast<QSpinBox *>(edit) ? "value" : "text",
                           is_file ? folder.filePath(value) : value);
     }
-    QTest::mouseClick(place()->findChild<QPushButton *>(tried[Button]), Qt::LeftButton);
+    QTest::mouseClick(used()->findChild<QPushButton *>(tried[Button]), Qt::LeftButton);
 }
 
 bool tst_faults::is_done()
 {
-    const QStringList signs = tried[Signs].split(QLatin1Char(';'), Qt::SkipEmptyParts);
+    const QStringList signs = tried[Signs].split(u';', Qt::SkipEmptyParts);
     const QStringList log = window->log();
     const bool is_logged = std::any_of(log.begin(), log.end(), [&signs](const QString &line) {
         return std::all_of(signs.begin(), signs.end(), [&](const QString &s) { return line.contains(s); });
     });
-    const QStringList shown = tried[Shown].split(QLatin1Char('='));
-    const auto *const label = place()->findChild<QLabel *>(shown[0]);
+    const QStringList shown = tried[Shown].split(u'=');
+    const auto *const label = used()->findChild<QLabel *>(shown[0]);
     return (signs.isEmpty() || is_logged) &&
            (shown.size() < 2 || (label && label->text().startsWith(shown[1])));
 }
@@ -300,26 +293,26 @@ bool tst_faults::is_done()
 // module answers to a command.
 bool tst_faults::is_right()
 {
-    const QString what = tried[Result].section(QLatin1Char('='), 0, 0).trimmed();
-    QString expected = tried[Result].section(QLatin1Char('='), 1).trimmed(), found;
-    const QString word = what.section(QLatin1Char(' '), 0, 0), rest = what.section(QLatin1Char(' '), 1);
+    const QString what = tried[Result].section(u'=', 0, 0).trimmed();
+    QString expected = tried[Result].section(u'=', 1).trimmed(), found;
+    const QString word = what.section(u' ', 0, 0), rest = what.section(u' ', 1);
     if (word.startsWith(QLatin1String("dump"))) {
         const QString dump = file("dump.bin");
         QFile::remove(dump);
-        module.control(QStringLiteral("%1 %2 %3").arg(word, dump, rest).toLocal8Bit());
+        module.control("%1 %2 %3"_s.arg(word, dump, rest).toLocal8Bit());
         if (!wait([&] { return QFile::exists(dump); }))
             return false;
         found = QString::fromLatin1(read_file(dump).toHex());
         expected = QString::fromLatin1(read_file(folder.filePath(expected)).toHex());
     } else if (word == QLatin1String("table")) {
-        found = summary(*place()->findChild<QTableWidget *>());
+        found = summary(*used()->findChild<QTableWidget *>());
     } else if (word == QLatin1String("title")) {
         found = panel().find<QGroupBox>("name")->title();
     } else if (word == QLatin1String("raw")) {
         found = panel().raw(rest.toInt());
     } else {
         window->send(qPrintable(what));
-        return !expected.isEmpty() && wait([&] { return logged(qPrintable(expected)); });
+        return !expected.isEmpty() && wait([&] { return logged(expected); });
     }
     if (found != expected)
         qWarning("%s", qPrintable(found));
@@ -332,7 +325,7 @@ bool tst_faults::gets_done()
     return wait([this] {
         // An update that never ended hears every answer twice from the next start on, which ends it with an
         // error; the start after that is good, once all answers to the one before have come.
-        const auto *const state = place()->findChild<QLabel *>(QStringLiteral("labelOTAState"));
+        const auto *const state = used()->findChild<QLabel *>("labelOTAState"_s);
         if (state && state->text().contains(QLatin1String(" Error:"))) {
             answers("ble_rsp_system_hello");
             begin();
@@ -352,8 +345,7 @@ void tst_faults::fault()
     QCOMPARE(procedure.size(), Result + 1);
     const int connects_once = tried[From] == QLatin1String("attached") ? 0 : 1;
     // A device that answers at once has done so before its connection ends.
-    replace_module(ends ? QStringList{QStringLiteral("--answer-delay"), QStringLiteral("500")}
-                        : QStringList());
+    replace_module(ends ? QStringList{"--answer-delay"_s, "500"_s} : QStringList());
     QVERIFY(!QTest::currentTestFailed() && make_ready());
     const int before = module.output().size();
     const auto has_said = [&](const QString &sign) {
@@ -362,10 +354,10 @@ void tst_faults::fault()
     };
     if (ends) {
         begin();
-        QVERIFY(has_said(QStringLiteral("<- ")));
+        QVERIFY(has_said("<- "_s));
     }
     module.control(line);
-    QVERIFY(sends(("-- obeyed: " + line).constData()));
+    QVERIFY(sends("-- obeyed: " + line));
     if (!ends)
         begin();
     if (outcome == done) {

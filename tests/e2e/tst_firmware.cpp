@@ -1,15 +1,8 @@
 // A new firmware by each road, held against what arrived at the other end, byte for byte.
 
-#include "firmware/dfudialog.h"
-#include "firmware/flashmem.h"
 #include "tests/e2e/remote_fixture.h"
 
-#include <QCheckBox>
-#include <QPlainTextEdit>
 #include <QRandomGenerator>
-#include <QSignalSpy>
-#include <QSpinBox>
-#include <QTabWidget>
 
 #include <numeric>
 
@@ -54,24 +47,12 @@ private Q_SLOTS:
     void read_flash();
 
 private:
-    DFUDialog *open_dialog(const char *page);
-    template <typename Widget>
-    Widget *find(const char *name) const
-    {
-        return dialog->findChild<Widget *>(QLatin1String(name));
-    }
-    void click(const char *button) const { QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton); }
-    void type(const char *edit, const QString &text) const
-    {
-        find<QLineEdit>(edit)->selectAll();
-        QTest::keyClicks(find<QLineEdit>(edit), text);
-    }
+    bool is_text_logged() { return find<QCheckBox>("checkLogText"_s)->isChecked(); }
     QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
     QByteArray dumped(const QByteArray &command, int size);
 
     QTemporaryDir folder;
     QByteArray image;
-    QDialog *dialog = nullptr;
 };
 
 void tst_firmware::init()
@@ -82,16 +63,6 @@ void tst_firmware::init()
         byte = char(random.bounded(256));
     QFile file(path("image.bin"));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == image_size);
-}
-
-DFUDialog *tst_firmware::open_dialog(const char *page)
-{
-    window->trigger("actionDFU");
-    auto *const found = window->widget().findChild<DFUDialog *>();
-    dialog = found;
-    auto *const pages = found->findChild<QTabWidget *>();
-    pages->setCurrentWidget(found->findChild<QWidget *>(QLatin1String(page)));
-    return QTest::qWaitForWindowExposed(found) ? found : nullptr;
 }
 
 // What the module writes to a file at a control line's word, of that size.
@@ -108,92 +79,66 @@ void tst_firmware::by_uart()
 {
     QFile file(path("image.hex"));
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(intel_hex(image)) > 0 && file.flush());
-    start({QStringLiteral("--quiet")});
-    QVERIFY(open_dialog("tab_2"));
-    click("pushButton");
-    QTRY_VERIFY_WITH_TIMEOUT(logged("ble_evt_dfu_boot"), answer_ms);
-    type("fileEdit", path("image.hex"));
-    QSignalSpy log_switched(window->find<QCheckBox>("checkLogHex"), &QCheckBox::toggled);
-    click("uploadButton");
+    start({"--quiet"_s});
+    play("actionDFU;open DFUDialog;tabWidget=1;pushButton;log ble_evt_dfu_boot;fileEdit="_s +
+         path("image.hex"));
+    QSignalSpy log_switched(find("checkLogHex"_s), SIGNAL(toggled(bool)));
+    click("uploadButton"_s);
     QVERIFY(log_switched.wait(answer_ms));
-    QVERIFY(!window->find<QCheckBox>("checkLogText")->isChecked());
+    QVERIFY(!is_text_logged());
     QVERIFY(log_switched.wait(upload_ms)); // by events: the test's other waits would slow the upload down
-    QVERIFY(window->find<QCheckBox>("checkLogText")->isChecked());
-    QTRY_VERIFY_WITH_TIMEOUT(logged("ble_evt_system_boot"), answer_ms);
-    QVERIFY(find<QLabel>("infoText")->text().startsWith(QStringLiteral("Loaded:126976/126976 (")));
-    picture(dialog, "firmware-uart");
+    QVERIFY(is_text_logged());
+    play("log ble_evt_system_boot;infoText~Loaded:126976/126976 (;picture firmware-uart"_s);
     QVERIFY(dumped("dump", image_size - load_address) == image.mid(load_address));
 }
 
 void tst_firmware::over_the_air_data()
 {
-    QTest::addColumn<bool>("by_declaration");
     QTest::addColumn<QStringList>("options");
-    const QStringList quiet = {QStringLiteral("--quiet")};
-    QTest::newRow("found by its declarations") << true << quiet;
+    QTest::addColumn<QString>("discovery");
+    QTest::newRow("found by its declarations")
+        << QStringList{"--quiet"_s} << "pushGATTCharacteristicDiscover"_s;
     QTest::newRow("buffers run full")
-        << false
-        << quiet +
-               QStringList{QStringLiteral("--result"), QStringLiteral("attclient_write_command=0x0182@5")};
+        << QStringList{"--quiet"_s, "--result"_s, "attclient_write_command=0x0182@5"_s}
+        << "pushGATTDescriptors"_s;
 }
 
 void tst_firmware::over_the_air()
 {
-    QFETCH(bool, by_declaration);
     QFETCH(QStringList, options);
+    QFETCH(QString, discovery);
     start(options);
-    const QString name = QStringLiteral("Updatable");
-    scan_for(name);
-    connect_to(name);
-    const Panel panel(*window, name);
-    panel.click("pushShow");
-    panel.click(by_declaration ? "pushGATTCharacteristicDiscover" : "pushGATTDescriptors");
-    QTRY_VERIFY_WITH_TIMEOUT(logged("ble_evt_attclient_procedure_completed"), answer_ms);
-    QVERIFY(open_dialog("tabOTA"));
-    QCOMPARE(find<QSpinBox>("spinOTAConnection")->value(), 0);
-    type("fileOTAEdit", path("image.bin"));
-    click("pushOTAUpload");
-    QCOMPARE(find<QLabel>("labelOTAState")->text(), QStringLiteral("Power on memory"));
-    QVERIFY(!window->find<QCheckBox>("checkLogText")->isChecked());
-    QVERIFY(QSignalSpy(dialog, SIGNAL(ota_running(bool))).wait(upload_ms));
-    QCOMPARE(find<QLabel>("labelOTAState")->text(), QStringLiteral("OTA Completed"));
-    QVERIFY(window->find<QCheckBox>("checkLogText")->isChecked());
-    picture(dialog, "firmware-ota");
+    play("scan Updatable;connect Updatable;pushShow;%1;log ble_evt_attclient_procedure_completed"_s.arg(
+        discovery));
+    play("actionDFU;open DFUDialog;tabWidget=2;spinOTAConnection?0;fileOTAEdit="_s + path("image.bin"));
+    click("pushOTAUpload"_s);
+    QCOMPARE(text("labelOTAState"), "Power on memory"_s);
+    QVERIFY(!is_text_logged());
+    QVERIFY(QSignalSpy(place, SIGNAL(ota_running(bool))).wait(upload_ms));
+    QCOMPARE(text("labelOTAState"), "OTA Completed"_s);
+    QVERIFY(is_text_logged());
+    play("picture firmware-ota"_s);
     QVERIFY(dumped("dump-ota", image_size) == image);
 }
 
 void tst_firmware::by_usb()
 {
     start();
-    QVERIFY(open_dialog("usbTab"));
-    click("pushBootUSB");
-    QCOMPARE(window->device_text(), QStringLiteral("Disconnected"));
-    QTRY_VERIFY_WITH_TIMEOUT(on_wire("dfu_boot"), answer_ms);
-    type("fileEditUSB", path("image.bin"));
-    click("pushButton_2");
-    auto *const output = find<QPlainTextEdit>("outputTextUSB");
-    QTRY_VERIFY_WITH_TIMEOUT(output->toPlainText().contains(QStringLiteral("Finished")), answer_ms);
-    QVERIFY(output->toPlainText().contains(QStringLiteral("2458:FFFE ") + path("image.bin")));
-    picture(dialog, "firmware-usb");
+    play("actionDFU;open DFUDialog;tabWidget=0;pushBootUSB"_s);
+    QCOMPARE(window->device_text(), "Disconnected"_s);
+    play("wire dfu_boot;fileEditUSB="_s + path("image.bin"));
+    play("pushButton_2;outputTextUSB~Finished;picture firmware-usb"_s);
+    QVERIFY(text("outputTextUSB").contains("2458:FFFE "_s + path("image.bin")));
 }
 
 void tst_firmware::read_flash()
 {
     start();
-    window->trigger("actionMagic");
-    window->trigger("actionFlash");
-    dialog = window->widget().findChild<FlashMem *>();
-    QVERIFY(QTest::qWaitForWindowExposed(dialog));
-    type("savefileName", path("read.bin"));
-    type("saveaddressEdit", QStringLiteral("1000"));
-    type("savesizeEdit", QStringLiteral("1010"));
-    click("readButton");
+    play("actionMagic;actionFlash;open FlashMem"_s);
+    play("savefileName=%1;saveaddressEdit=1000;savesizeEdit=1010;readButton"_s.arg(path("read.bin")));
     QTRY_COMPARE_WITH_TIMEOUT(QFileInfo(path("read.bin")).size(), 0x1010, answer_ms);
     QVERIFY(dumped("dump", image_size - load_address).startsWith(read_file(path("read.bin"))));
-    type("lineAddress", QStringLiteral("1f800"));
-    click("pushErase");
-    QTRY_VERIFY_WITH_TIMEOUT(on_wire("<- 00 01 01 06 3f"), answer_ms);
-    picture(dialog, "firmware-flash");
+    play("lineAddress=1f800;pushErase;wire <- 00 01 01 06 3f;picture firmware-flash"_s);
 }
 
 QTEST_MAIN(tst_firmware)

@@ -3,10 +3,7 @@
 
 #include "tests/e2e/remote_fixture.h"
 
-#include <QPlainTextEdit>
-#include <QTabWidget>
 #include <QTextDocument>
-#include <QToolTip>
 
 namespace {
 
@@ -52,17 +49,17 @@ void tst_hostile::remote_name_data()
     add("picture", "<img src=\"file://" + file("magenta.png").toUtf8() + "\">");
     add("link", "<a href=\"file:///etc/passwd\">x</a>");
     add("style", "<style>* { color: red }</style><table width=9999><tr><td>x");
-    add("override", "a\u202egnp.exe\u202c", QStringLiteral("a\ufffdgnp.exe\ufffd"));
-    add("isolate", "\u2067abc\u2069", QStringLiteral("\ufffdabc\ufffd"));
+    add("override", "a\u202egnp.exe\u202c", "a\ufffdgnp.exe\ufffd"_s);
+    add("isolate", "\u2067abc\u2069", "\ufffdabc\ufffd"_s);
     add("controls", QByteArray("a\0b\x1b[31mc\b\x7f\u0085", 13),
-        QStringLiteral("a\ufffdb\ufffd[31mc\ufffd\ufffd \u00a0").trimmed());
-    add("lines", "a\r\n\n\u2028\u2029\tb", QStringLiteral("a b"));
+        "a\ufffdb\ufffd[31mc\ufffd\ufffd \u00a0"_s.trimmed());
+    add("lines", "a\r\n\n\u2028\u2029\tb", "a b"_s);
     add("right to left", "\u05d0\u05d1\u200f 1");
     add("stacked marks", "a" + QByteArray("\u0301").repeated(60));
     add("not UTF-8", "\xff\xfe\xc3");
     add("longest", QByteArray("W").repeated(longest_name));
-    add("too long", QByteArray("W").repeated(longest_name + 1), QStringLiteral("plain"));
-    add("longest on the wire", QByteArray("W").repeated(longest_on_wire), QStringLiteral("plain"));
+    add("too long", QByteArray("W").repeated(longest_name + 1), "plain"_s);
+    add("longest on the wire", QByteArray("W").repeated(longest_on_wire), "plain"_s);
 }
 
 void tst_hostile::advertise(const QByteArray &name)
@@ -70,7 +67,7 @@ void tst_hostile::advertise(const QByteArray &name)
     const QByteArray data = char(name.size() + 1) + QByteArray("\t") + name;
     const QByteArray payload = QByteArray::fromHex("ce00010203040506 00ff") + char(data.size()) + data;
     module.control("send-hex 80" + QByteArray(1, char(payload.size())).toHex() + "0600" + payload.toHex());
-    QTRY_VERIFY_WITH_TIMEOUT(logged(name.toHex().constData()), answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(logged(QString::fromLatin1(name.toHex())), answer_ms);
     QCoreApplication::processEvents();
 }
 
@@ -82,65 +79,56 @@ void tst_hostile::remote_name()
     start();
     QTRY_VERIFY_WITH_TIMEOUT(on_wire("-- attached"), answer_ms); // before that the module has nobody to tell
     advertise("plain");
-    const Panel panel(*window, QStringLiteral("plain"));
+    const Panel panel(*window, "plain"_s);
     QVERIFY(panel.exists());
     auto *const label = panel.find<QLabel>("address");
     const auto *const neighbour = panel.find<QLabel>("rssi");
-    const QRect place = label->geometry(), beside = neighbour->geometry();
+    const QRect own = label->geometry(), beside = neighbour->geometry();
     advertise(name);
     const QString sent = QString::fromUtf8(name.constData(), name.size()); // with zero bytes
     QCOMPARE(label->text(), name.size() > longest_name ? seen : sent);
-    QCOMPARE(label->geometry(), place);
+    QCOMPARE(label->geometry(), own);
     QCOMPARE(neighbour->geometry(), beside);
     QLabel ordinary(label->parentWidget());
     ordinary.setTextFormat(Qt::PlainText);
-    ordinary.setText(label->fontMetrics().elidedText(seen, Qt::ElideRight, place.width()));
+    ordinary.setText(label->fontMetrics().elidedText(seen, Qt::ElideRight, own.width()));
     ordinary.setAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
     ordinary.setLayoutDirection(seen.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
-    ordinary.resize(place.size());
+    ordinary.resize(own.size());
     QVERIFY(label->grab().toImage() == ordinary.grab().toImage());
-    QVERIFY(!logged("<"));
+    QVERIFY(!logged("<"_s));
 }
 
 void tst_hostile::outside_tool()
 {
     start();
-    window->trigger("actionDFU");
-    auto *const dialog = window->widget().findChild<QDialog *>(QStringLiteral("DFUDialog"));
-    dialog->findChild<QTabWidget *>()->setCurrentWidget(
-        dialog->findChild<QWidget *>(QStringLiteral("usbTab")));
-    const QString hostile =
-        QStringLiteral("<img src=file://%1><b>b</b><a href=x>\u202e").arg(file("magenta.png"));
-    dialog->findChild<QLineEdit *>(QStringLiteral("fileEditUSB"))->setText(hostile);
-    dialog->findChild<QLineEdit *>(QStringLiteral("lineVID"))->setText(QStringLiteral("<b>"));
-    QTest::mouseClick(dialog->findChild<QPushButton *>(QStringLiteral("pushButton_2")), Qt::LeftButton);
-    auto *const output = dialog->findChild<QPlainTextEdit *>();
-    QTRY_VERIFY_WITH_TIMEOUT(output->toPlainText().contains(QLatin1String("Finished")), answer_ms);
-    QVERIFY(output->toPlainText().contains(QStringLiteral("[<b>:FFFE] [") + hostile + QLatin1Char(']')));
+    play("actionDFU;open DFUDialog;tabWidget=0;lineVID=<b>"_s);
+    const QString hostile = "<img src=file://%1><b>b</b><a href=x>\u202e"_s.arg(file("magenta.png"));
+    find<QLineEdit>("fileEditUSB"_s)->setText(hostile);
+    play("pushButton_2;outputTextUSB~Finished"_s);
+    QVERIFY(text("outputTextUSB").contains("[<b>:FFFE] ["_s + hostile + u']'));
 }
 
 // The names of the file are in tooltips, which are HTML.
 void tst_hostile::definition_file()
 {
     const QString here = QDir::currentPath();
-    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("api")) &&
-            QDir(folder.path()).mkpath(QStringLiteral("cwd")));
-    const QString picture = QStringLiteral("<img src='%1'>").arg(file("magenta.png"));
+    QVERIFY(QDir(folder.path()).mkpath("api"_s) && QDir(folder.path()).mkpath("cwd"_s));
+    const QString picture = "<img src='%1'>"_s.arg(file("magenta.png"));
     QFile definitions(file("api/bleapi.xml"));
     QVERIFY(definitions.open(QIODevice::WriteOnly));
-    const QString names = QStringLiteral("<api device_name=\"%1\"><class name=\"%2\"><command name=\"d\">"
-                                         "<params><param name=\"%1\"/></params></command></class></api>");
-    definitions.write(names.arg(picture.toHtmlEscaped(), QStringLiteral("&lt;b>c")).toUtf8());
+    const QString names = "<api device_name=\"%1\"><class name=\"%2\"><command name=\"d\">"
+                          "<params><param name=\"%1\"/></params></command></class></api>"_s;
+    definitions.write(names.arg(picture.toHtmlEscaped(), "&lt;b>c"_s).toUtf8());
     definitions.close();
     QDir::setCurrent(file("cwd"));
     Window other;
     QDir::setCurrent(here);
-    QVERIFY(!other.log().join(QLatin1Char(' ')).contains(QLatin1String("file")));
+    QVERIFY(!other.log().join(u' ').contains(QLatin1String("file")));
     const QPair<const char *, QString> tips[] = {
-        {"<b>c_d", QStringLiteral("ble_cmd_<b>c_d ") + picture +
-                       QStringLiteral(":uint8\nCommand requires exactly 1 arguments")},
-        {"0a00", QStringLiteral("First byte must be correct device_id ") + picture + QStringLiteral("=0")},
-        {"<b>c_<i>x", QStringLiteral("Command '<i>x' not found in class '<b>c'")},
+        {"<b>c_d", "ble_cmd_<b>c_d "_s + picture + ":uint8\nCommand requires exactly 1 arguments"_s},
+        {"0a00", "First byte must be correct device_id "_s + picture + "=0"_s},
+        {"<b>c_<i>x", "Command '<i>x' not found in class '<b>c'"_s},
     };
     for (const auto &[line, tip] : tips) {
         other.type(line);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "mainwindow/mainwindow.h"
+#include "tests/text.h"
 
 #include <QAction>
 #include <QApplication>
@@ -32,7 +33,7 @@ public:
     // A window that closes leaves an attached port to the end of the process; the next test wants it free.
     ~Window()
     {
-        if (attach_text() == QStringLiteral("Detach"))
+        if (attach_text() == "Detach"_s)
             click("pushConnectDev");
     }
 
@@ -70,7 +71,7 @@ public:
     // Attaches the simulated module; the machine may have ports of its own beside it.
     void attach()
     {
-        find<QComboBox>("comboDev")->setCurrentText(QStringLiteral("Simulated module"));
+        find<QComboBox>("comboDev")->setCurrentText("Simulated module"_s);
         click("pushConnectDev");
     }
 
@@ -84,17 +85,15 @@ public:
     {
         click("pushLogCopy");
         static const QRegularExpression stamp(
-            QStringLiteral("^[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "));
+            "^[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "_s);
         QStringList lines;
-        const QStringList all = QApplication::clipboard()->text().split(QLatin1Char('\n'));
+        const QStringList all = QApplication::clipboard()->text().split(u'\n');
         for (QString line : all) {
             if (!line.isEmpty())
                 lines += line.remove(stamp).trimmed();
         }
         return lines;
     }
-
-    int count(const char *line) { return log().count(QString::fromLatin1(line)); }
 
     MainWindow &widget() { return m_window; }
 
