@@ -66,8 +66,9 @@ QString named(const QWidget *widget)
     return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
-// The first widget in the window that is too small for its text, and what it would take; empty if none is.
-QString first_cut(const QWidget *shown)
+// The first widget in the window that is too small for its text, and what it would take; empty if none is. A
+// button has so many pixels beside its text.
+QString first_cut(const QWidget *shown, int beside_text)
 {
     for (const QWidget *widget : shown->findChildren<QWidget *>()) {
         const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
@@ -80,13 +81,12 @@ QString first_cut(const QWidget *shown)
         QSize needed = widget->minimumSizeHint();
         // A button may be narrower than its style would have it, if its text is shown whole.
         if (const auto *const button = qobject_cast<const QPushButton *>(widget))
-            needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + 6);
+            needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + beside_text);
         if (widget->width() < needed.width() || widget->height() < needed.height())
-            return "%1 is %2 x %3 of %4 x %5"_s.arg(named(widget))
-                .arg(widget->width())
-                .arg(widget->height())
-                .arg(needed.width())
-                .arg(needed.height());
+            return named(widget) + " is %1 x %2 of %3 x %4"_s.arg(widget->width())
+                                       .arg(widget->height())
+                                       .arg(needed.width())
+                                       .arg(needed.height());
     }
     return {};
 }
@@ -200,7 +200,21 @@ private Q_SLOTS:
         const QWidget *const shown = open();
         QVERIFY2(shown->width() <= screen_size.width() && shown->height() <= screen_size.height(),
                  qPrintable("%1 x %2"_s.arg(shown->width()).arg(shown->height())));
-        QTRY_COMPARE(first_cut(shown), QString()); // the last layout may come after the window
+        QTRY_COMPARE(first_cut(shown, 6), QString()); // the last layout may come after the window
+    }
+
+    void nothing_is_cut_off_at_the_initial_size()
+    {
+        QApplication::setFont(usual_font);
+        window = std::make_unique<MainWindow>();
+        QVERIFY(show());
+        window->dev_mode(true);
+        find<QLabel>("labelInterval")->setText("4000.00 ms"_s); // the longest texts they get
+        find<QLabel>("labelTimeout")->setText("32000 ms"_s);
+        QCOMPARE(window->size(), QSize(1091, 838));
+        QTRY_COMPARE(first_cut(window.get(), 10), QString());
+        QVERIFY(find("textDebug")->height() >= 150);
+        QVERIFY(find("deviceList")->height() >= 200);
     }
 
     void dark_desktop_leaves_texts_readable_data() { windows(); }

@@ -1,4 +1,3 @@
-#include "devices/devicelist.h"
 #include "tests/mainwindow/window_fixture.h"
 
 #include <functional>
@@ -179,51 +178,6 @@ private Q_SLOTS:
         find<QSpinBox>("spinInterval")->setValue(3183);
         window->Connect(address, 0);
         QCOMPARE(sent(), "000f0603010203040506006f0c7f0c800c0200"_s);
-    }
-
-    void requests_of_the_device_list_reach_the_wire()
-    {
-        auto *const list = find<DeviceList>("deviceList");
-        const QByteArray bytes("\x28\x03", 2);
-        const bd_addr address{{1, 2, 3, 4, 5, 6}};
-        const QPair<std::function<void()>, const char *> rows[] = {
-            {[&] { Q_EMIT list->Connect(address, 1); }, "000f0603010203040506013c004c0064000000"},
-            {[&] { Q_EMIT list->Disconnect(9); }, "0001030009"},
-            {[&] { Q_EMIT list->cmd_read_by_group_type(1, 2, 0xffff, bytes); }, "00080401010200ffff022803"},
-            {[&] { Q_EMIT list->cmd_read_by_type(1, 2, 0xffff, bytes); }, "00080402010200ffff022803"},
-            {[&] { Q_EMIT list->cmd_find_information(1, 2, 0xffff); }, "00050403010200ffff"},
-            {[&] { Q_EMIT list->cmd_get_status(9); }, "0001030709"},
-            {[&] { Q_EMIT list->cmd_version_update(9); }, "0001030309"},
-            {[&] { Q_EMIT list->cmd_features_get(9); }, "0001030609"},
-            {[&] { Q_EMIT list->AttributeRead(9, 0x1234); }, "00030404093412"},
-            {[&] { Q_EMIT list->AttributeReadLong(9, 0x1234); }, "00030408093412"},
-            {[&] { Q_EMIT list->AttributeWrite(9, 0x1234, bytes); }, "00060405093412022803"},
-            {[&] { Q_EMIT list->AttributeWriteCommand(9, 0x1234, bytes); }, "00060406093412022803"},
-            {[&] { Q_EMIT list->EncryptConnection(9, 1); }, "000205000901"},
-        };
-        for (const auto &[request, frame] : rows) {
-            request();
-            QCOMPARE(sent(), QString::fromLatin1(frame));
-        }
-    }
-
-    void about_box()
-    {
-        QVERIFY(show());
-        auto *const about = window->findChild<QDialog *>("AboutDialog"_s);
-        QVERIFY(about != nullptr);
-        trigger("action_About");
-        QVERIFY(QTest::qWaitForWindowExposed(about));
-        QVERIFY(about->isModal()); // NOLINT(clang-analyzer-core.CallAndMessage) // it is not null here
-        QCOMPARE(about->windowTitle(), "About"_s);
-        const auto label = [about](const char *name) {
-            return about->findChild<QLabel *>(QLatin1String(name));
-        };
-        QCOMPARE(label("label")->text(), "Vorsel Gui"_s);
-        QCOMPARE(label("labelVersion")->text(), "ble-1.10.0-153"_s);
-        QVERIFY(!label("label_3")->pixmap(Qt::ReturnByValue).isNull());
-        about->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok)->click();
-        QVERIFY(about->isHidden());
     }
 
 private:
