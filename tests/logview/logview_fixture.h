@@ -1,16 +1,15 @@
 #pragma once
 
 #include "logview/logview.h"
+#include "tests/text.h"
 
+#include <QApplication>
+#include <QClipboard>
 #include <QGraphicsTextItem>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QTextCursor>
 #include <QtTest>
-
-inline QString operator""_s(const char *utf8, std::size_t size)
-{
-    return QString::fromUtf8(utf8, static_cast<int>(size));
-}
 
 inline QString stamp(int index)
 {

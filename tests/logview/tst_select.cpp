@@ -1,7 +1,5 @@
 #include "logview_fixture.h"
 
-#include <QApplication>
-#include <QClipboard>
 #include <QMouseEvent>
 
 namespace {
