@@ -3,11 +3,6 @@
 #include "devices/devicelistitem.h"
 #include "tests/e2e/window.h"
 
-#include <QGroupBox>
-#include <QHeaderView>
-#include <QScrollArea>
-#include <QTableWidget>
-
 // One remote device's panel in the window, used by mouse and keyboard.
 class Panel
 {

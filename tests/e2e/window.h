@@ -1,17 +1,7 @@
 #pragma once
 
 #include "mainwindow/mainwindow.h"
-#include "tests/text.h"
-
-#include <QAction>
-#include <QApplication>
-#include <QClipboard>
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRegularExpression>
-#include <QTest>
+#include "tests/steps.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int answer_ms = 60000;
@@ -26,7 +16,8 @@ public:
     Window()
     {
         m_window.show();
-        m_exposed = QTest::qWaitForWindowExposed(&m_window);
+        if (!QTest::qWaitForWindowExposed(&m_window))
+            qFatal("the window does not open");
         m_window.activateWindow();
     }
 
@@ -40,8 +31,6 @@ public:
     Window(const Window &) = delete;
     Window &operator=(const Window &) = delete;
 
-    bool is_exposed() const { return m_exposed; }
-
     template <typename Widget>
     Widget *find(const char *name)
     {
@@ -53,14 +42,7 @@ public:
 
     void click(const char *button) { QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton); }
 
-    void type(const char *line)
-    {
-        auto *edit = find<QLineEdit>("lineCommand");
-        edit->setFocus();
-        edit->selectAll();
-        QTest::keyClick(edit, Qt::Key_Delete);
-        QTest::keyClicks(edit, QString::fromLatin1(line));
-    }
+    void type(const char *line) { ::type(find<QLineEdit>("lineCommand"), QString::fromLatin1(line)); }
 
     void send(const char *line)
     {
@@ -87,11 +69,8 @@ public:
         static const QRegularExpression stamp(
             "^[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "_s);
         QStringList lines;
-        const QStringList all = QApplication::clipboard()->text().split(u'\n');
-        for (QString line : all) {
-            if (!line.isEmpty())
-                lines += line.remove(stamp).trimmed();
-        }
+        for (QString line : QApplication::clipboard()->text().split(u'\n', Qt::SkipEmptyParts))
+            lines += line.remove(stamp).trimmed();
         return lines;
     }
 
@@ -99,5 +78,4 @@ public:
 
 private:
     MainWindow m_window;
-    bool m_exposed = false;
 };

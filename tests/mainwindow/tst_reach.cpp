@@ -46,10 +46,8 @@ double seen_contrast(const QWidget *widget)
     const QImage image =
         widget->window()->grab(placed(widget).adjusted(frame, frame, -frame, -frame)).toImage();
     QHash<QRgb, int> counts;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x)
-            ++counts[image.pixel(x, y)];
-    }
+    for (int i = 0; i < image.width() * image.height(); ++i)
+        ++counts[image.pixel(i % image.width(), i / image.width())];
     const auto less = [&](QRgb a, QRgb b) { return counts.value(a) < counts.value(b); };
     const QList<QRgb> colours = counts.keys();
     const double paper = luminance(*std::max_element(colours.begin(), colours.end(), less));
@@ -66,14 +64,19 @@ QString named(const QWidget *widget)
     return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
+bool is_one_of(const QWidget *widget, std::initializer_list<const char *> classes)
+{
+    return std::any_of(classes.begin(), classes.end(),
+                       [&](const char *each) { return widget->inherits(each); });
+}
+
 // The first widget in the window that is too small for its text, and what it would take; empty if none is. A
 // button has so many pixels beside its text.
 QString first_cut(const QWidget *shown, int beside_text)
 {
     for (const QWidget *widget : shown->findChildren<QWidget *>()) {
-        const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
-                              widget->inherits("QGroupBox") || widget->inherits("QTabBar") ||
-                              widget->inherits("QComboBox") || widget->inherits("QAbstractSpinBox");
+        const bool has_text = is_one_of(
+            widget, {"QLabel", "QAbstractButton", "QGroupBox", "QTabBar", "QComboBox", "QAbstractSpinBox"});
         const auto *const label = qobject_cast<const QLabel *>(widget);
         const bool is_picture = label != nullptr && !label->pixmap(Qt::ReturnByValue).isNull();
         if (!has_text || is_picture || !widget->isVisible() || widget->window() != shown)
@@ -223,14 +226,11 @@ private Q_SLOTS:
         enlarge_font(); // thin strokes are paler than their colour
         QApplication::setPalette(dark_palette());
         QWidget *const shown = open();
-        for (QLineEdit *edit : shown->findChildren<QLineEdit *>()) {
-            if (edit->text().isEmpty())
-                edit->setText("a0"_s);
-        }
+        for (QLineEdit *edit : shown->findChildren<QLineEdit *>())
+            edit->setText(edit->text().isEmpty() ? "a0"_s : edit->text());
         for (QWidget *widget : shown->findChildren<QWidget *>()) {
-            const bool has_text = widget->inherits("QLabel") || widget->inherits("QAbstractButton") ||
-                                  widget->inherits("QComboBox") || widget->inherits("QLineEdit") ||
-                                  widget->inherits("QTabBar") || widget->inherits("QHeaderView");
+            const bool has_text = is_one_of(
+                widget, {"QLabel", "QAbstractButton", "QComboBox", "QLineEdit", "QTabBar", "QHeaderView"});
             if (has_text && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
                 widget->visibleRegion().boundingRect() == widget->rect() &&
                 widget->property("text") != QString())

@@ -71,9 +71,8 @@ class Soak : public QObject
 public:
     Soak()
     {
-        if (!module.start({QStringLiteral("--quiet"), QStringLiteral("--number-reports"),
-                           QStringLiteral("--devices"), QString::number(devices), QStringLiteral("--rate"),
-                           QString::number(rate)}))
+        if (!module.start({"--quiet"_s, "--number-reports"_s, "--devices"_s, QString::number(devices),
+                           "--rate"_s, QString::number(rate)}))
             qFatal("the simulated module does not start");
         window = std::make_unique<Window>();
         window->attach();
@@ -108,20 +107,21 @@ public:
 
     bool report() const
     {
-        bool kept = print_equal("soak_frames_logged", frames, frames_written);
-        kept = print_equal("soak_reports_logged", rx.count, reports_written) && kept;
-        kept = print_equal("soak_reports_decoded", decoded.count, reports_written) && kept;
-        kept = print_equal("soak_out_of_order", rx.out_of_order + decoded.out_of_order, 0) && kept;
-        kept = print_equal("soak_panels_wrong", panels_wrong, 0) && kept;
-        kept = print_limited("soak_pauses_missing", std::max(0, warm_up_pauses + 1 - descriptors.taken), 0) &&
-               kept;
-        kept = print_limited("soak_descriptors_growth", descriptors.most - descriptors.first, 0) && kept;
+        int missed = 0;
+        missed += !print_equal("soak_frames_logged", frames, frames_written);
+        missed += !print_equal("soak_reports_logged", rx.count, reports_written);
+        missed += !print_equal("soak_reports_decoded", decoded.count, reports_written);
+        missed += !print_equal("soak_out_of_order", rx.out_of_order + decoded.out_of_order, 0);
+        missed += !print_equal("soak_panels_wrong", panels_wrong, 0);
+        missed +=
+            !print_limited("soak_pauses_missing", std::max(0, warm_up_pauses + 1 - descriptors.taken), 0);
+        missed += !print_limited("soak_descriptors_growth", descriptors.most - descriptors.first, 0);
         if (memory_counts) {
-            kept = print_limited("soak_heap_growth_kib", heap.most - heap.first, heap_limit_kib) && kept;
-            kept = print_limited("soak_rss_growth_kib", rss.most - rss.first, rss_limit_kib) && kept;
+            missed += !print_limited("soak_heap_growth_kib", heap.most - heap.first, heap_limit_kib);
+            missed += !print_limited("soak_rss_growth_kib", rss.most - rss.first, rss_limit_kib);
         }
         std::printf("soak_frames_per_second ours=%.0f\n", frames / seconds);
-        return kept;
+        return missed == 0;
     }
 
 private:
@@ -193,8 +193,7 @@ private:
     {
         const int before = module.output().size();
         module.control("count");
-        static const QRegularExpression count(
-            QStringLiteral("count: (\\d+) frames, (\\d+) of gap_scan_response"));
+        static const QRegularExpression count("count: (\\d+) frames, (\\d+) of gap_scan_response"_s);
         QRegularExpressionMatch told;
         wait_until(
             [&] { return (told = count.match(QString::fromUtf8(module.output()), before)).hasMatch(); });
@@ -211,13 +210,13 @@ private:
             std::reverse(address.begin(), address.end());
             const QLatin1String kind(device.key().at(6) == 0 ? "Public: " : "Random: ");
             heard[kind + QString::fromLatin1(address.toHex(':'))] =
-                QStringLiteral("%1 dBm").arg(int(qint8(device.value())));
+                "%1 dBm"_s.arg(int(qint8(device.value())));
         }
         const auto panels = window->widget().findChildren<DeviceListItem *>();
         panels_wrong += qAbs(panels.size() - heard.size());
         for (const DeviceListItem *panel : panels) {
-            const auto *const title = panel->findChild<QGroupBox *>(QStringLiteral("name"));
-            const auto *const shown = panel->findChild<QLabel *>(QStringLiteral("rssi"));
+            const auto *const title = panel->findChild<QGroupBox *>("name"_s);
+            const auto *const shown = panel->findChild<QLabel *>("rssi"_s);
             panels_wrong += shown->text() != heard.value(title->title());
         }
         window->click("pushClearDevices");
