@@ -38,8 +38,12 @@ public:
         return item ? item->text() : QString();
     }
 
+    // Nothing for handle 0.
     void select(int handle) const
     {
+        table()->clearSelection();
+        if (handle == 0)
+            return;
         const int row = row_of(handle);
         if (row < 0)
             qFatal("no row of handle %d", handle);

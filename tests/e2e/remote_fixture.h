@@ -3,6 +3,7 @@
 #include "tests/e2e/panel.h"
 #include "tests/e2e/simulated_module.h"
 
+#include <functional>
 #include <memory>
 
 inline QByteArray read_file(const QString &path)
@@ -146,45 +147,34 @@ private:
     {
         const int count = rest.section(u' ', 0, 0).toInt();
         const QString counted = rest.section(u' ', 1);
-        if (word == QLatin1String("press")) {
-            press(rest);
-        } else if (word == QLatin1String("open")) {
-            open(rest);
-        } else if (word == QLatin1String("close")) {
-            close();
-        } else if (word == QLatin1String("scan")) {
-            scan_for(rest);
-        } else if (word == QLatin1String("connect")) {
-            connect_to(rest);
-        } else if (word == QLatin1String("panel")) {
-            QTRY_VERIFY_WITH_TIMEOUT(Panel(*window, rest).exists(), answer_ms);
-            place = Panel(*window, rest).widget();
-        } else if (word == QLatin1String("panels")) {
-            QTRY_COMPARE_WITH_TIMEOUT(window->widget().findChildren<DeviceListItem *>().size(), count,
-                                      answer_ms);
-        } else if (word == QLatin1String("select")) {
-            rest.isEmpty() ? find<QTableWidget>("tableGATT"_s)->clearSelection()
-                           : panel().select(rest.toInt());
-        } else if (word == QLatin1String("send")) {
-            window->send(qPrintable(rest));
-        } else if (word == QLatin1String("module")) {
-            module.control(rest.toUtf8());
-            QTRY_VERIFY_WITH_TIMEOUT(on_wire("-- obeyed: " + rest.toUtf8()), answer_ms);
-        } else if (word == QLatin1String("wire")) {
-            QTRY_VERIFY_WITH_TIMEOUT(on_wire(rest.toUtf8()), answer_ms);
-        } else if (word == QLatin1String("times")) {
-            QTRY_COMPARE_WITH_TIMEOUT(module.output().count(counted.toUtf8()), count, answer_ms);
-        } else if (word == QLatin1String("logged")) {
-            QTRY_COMPARE_WITH_TIMEOUT(window->log().filter(counted).size(), count, answer_ms);
-        } else if (word == QLatin1String("log")) {
-            QTRY_VERIFY_WITH_TIMEOUT(logged(rest), answer_ms);
-        } else if (word == QLatin1String("picture")) {
-            picture(place->window(), rest);
-        } else if (auto *const action = window->widget().findChild<QAction *>(step)) {
+        const QByteArray bytes = rest.toUtf8();
+        const auto panels = [this] { return window->widget().findChildren<DeviceListItem *>().size(); };
+        const auto found = [&] { return (place = Panel(*window, rest).widget()) != nullptr; };
+        const auto told = [&] { return module.output().count(counted.toUtf8()); };
+        const auto lines = [&] { return window->log().filter(counted).size(); };
+        const QHash<QString, std::function<void()>> words = {
+            {"press"_s, [&] { press(rest); }},
+            {"open"_s, [&] { open(rest); }},
+            {"close"_s, [&] { close(); }},
+            {"scan"_s, [&] { scan_for(rest); }},
+            {"connect"_s, [&] { connect_to(rest); }},
+            {"panel"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(found(), answer_ms); }},
+            {"panels"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(panels(), count, answer_ms); }},
+            {"select"_s, [&] { panel().select(count); }},
+            {"send"_s, [&] { window->send(bytes.constData()); }},
+            {"module"_s, [&] { module.control(bytes); }},
+            {"wire"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(on_wire(bytes), answer_ms); }},
+            {"times"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(told(), count, answer_ms); }},
+            {"logged"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(lines(), count, answer_ms); }},
+            {"log"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(logged(rest), answer_ms); }},
+            {"picture"_s, [&] { picture(place->window(), rest); }},
+        };
+        if (words.contains(word))
+            words[word]();
+        else if (auto *const action = window->widget().findChild<QAction *>(step))
             action->trigger();
-        } else {
+        else
             click(step);
-        }
     }
 
     Panel panel() { return Panel(*window, text("address")); }

@@ -2,7 +2,6 @@
 // same procedure done with a module that is well.
 
 #include "tests/e2e/remote_fixture.h"
-#include "tests/e2e/turn_watch.h"
 
 #include <QRandomGenerator>
 
@@ -20,6 +19,28 @@ constexpr int row_step = 5; // they take five times as long
 constexpr int turn_limit_ms = 2000;
 constexpr int row_step = 1;
 #endif
+
+// The longest time between two turns of the event loop.
+class TurnWatch
+{
+public:
+    TurnWatch()
+    {
+        m_timer.callOnTimeout([this] { worst(); });
+        m_timer.start(5);
+    }
+    void restart()
+    {
+        m_since.start();
+        m_worst = 0;
+    }
+    qint64 worst() { return m_worst = std::max(m_worst, m_since.restart()); }
+
+private:
+    QTimer m_timer;
+    QElapsedTimer m_since;
+    qint64 m_worst = 0;
+};
 
 // A line of the table.
 enum Column { Name, From, First, Tool, Fields, Selected, Button, Signs, Shown, Result };
