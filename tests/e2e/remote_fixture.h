@@ -163,6 +163,8 @@ private:
             {"select"_s, [&] { panel().select(count); }},
             {"send"_s, [&] { window->send(bytes.constData()); }},
             {"module"_s, [&] { module.control(bytes); }},
+            {"stop"_s, [&] { module.stop(); }},
+            {"start"_s, [&] { QVERIFY(module.start(rest.split(u' ', Qt::SkipEmptyParts))); }},
             {"wire"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(on_wire(bytes), answer_ms); }},
             {"times"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(told(), count, answer_ms); }},
             {"logged"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(lines(), count, answer_ms); }},

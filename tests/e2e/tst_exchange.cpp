@@ -11,34 +11,12 @@ class tst_exchange : public RemoteFixture
 private Q_SLOTS:
     void steps_data() { rows("exchange"); }
     void steps() { play_row(); }
-    void refusals_are_told_while_typing();
     void every_command_is_answered();
-    void detach_and_attach_again();
-    void module_that_vanishes();
     void busy_port_stays_unattached();
-    void packet_mode();
     void misbehaving_module_data();
     void misbehaving_module();
     void huge_line();
-
-private:
-    QColor colour_of_line() { return find("lineCommand"_s)->palette().color(QPalette::Text); }
 };
-
-void tst_exchange::refusals_are_told_while_typing()
-{
-    start();
-    auto *line = find<QLineEdit>("lineCommand"_s);
-    window->type("system_reset x");
-    QCOMPARE(colour_of_line(), QColor(Qt::red));
-    QVERIFY(QToolTip::text().contains("ble_cmd_system_reset"_s));
-    QVERIFY(QToolTip::text().endsWith("unable parse argument 'x' as uint8"_s));
-    QTest::keyClick(line, Qt::Key_Return);
-    QTest::keyClick(line, Qt::Key_Backspace);
-    QTest::keyClicks(line, "0"_s);
-    QCOMPARE(colour_of_line(), QColor(Qt::black));
-    play("send 00000001;log?TX: 00000001|Hello|ble_rsp_system_hello|RX: 00000001"_s);
-}
 
 // Every command of the definition file as a typed line with zeros for its fields. Those that restart the
 // module come last, one by one.
@@ -84,34 +62,6 @@ void tst_exchange::every_command_is_answered()
     }
 }
 
-void tst_exchange::detach_and_attach_again()
-{
-    start();
-    for (int round = 1; round <= 5; ++round) {
-        QCOMPARE(window->device_text(), "Connected"_s);
-        QCOMPARE(window->attach_text(), "Detach"_s);
-        play("send system_hello;logged %1 RX: 00000001;pushDevRefresh;pushConnectDev"_s.arg(round));
-        QCOMPARE(window->device_text(), "Disconnected"_s);
-        window->attach();
-    }
-}
-
-void tst_exchange::module_that_vanishes()
-{
-    start();
-    play("send system_hello;logged 1 RX: 00000001"_s);
-    module.stop();
-    window->send("system_hello"); // written to nobody; the window answers on
-    QCOMPARE(window->device_text(), "Connected"_s);
-    window->click("pushConnectDev");
-    QCOMPARE(window->device_text(), "Disconnected"_s);
-
-    QVERIFY(module.start());
-    window->click("pushDevRefresh");
-    window->attach();
-    play("send system_hello;logged 2 RX: 00000001"_s);
-}
-
 void tst_exchange::busy_port_stays_unattached()
 {
     if (QSysInfo::productType() == QLatin1String("windows"))
@@ -122,12 +72,6 @@ void tst_exchange::busy_port_stays_unattached()
     QCOMPARE(second.attach_text(), "Attach"_s);
     QCOMPARE(second.device_text(), "Disconnected"_s);
     play("send system_hello;logged 1 RX: 00000001"_s);
-}
-
-void tst_exchange::packet_mode()
-{
-    start({"--packet-mode"_s});
-    play("actionPacket_Flow;send system_hello;log?TX: 0400000001|Hello|ble_rsp_system_hello|RX: 00000001"_s);
 }
 
 void tst_exchange::misbehaving_module_data()
@@ -165,7 +109,7 @@ void tst_exchange::huge_line()
     line->setFocus();
     QTest::keyClick(line, Qt::Key_V, Qt::ControlModifier);
     QCOMPARE(line->text().size(), line->maxLength()); // the box takes no more
-    QCOMPARE(colour_of_line(), QColor(Qt::red));
+    QCOMPARE(line->palette().color(QPalette::Text), QColor(Qt::red));
     QTest::keyClick(line, Qt::Key_Return);
     play("send system_hello;logged 1 RX: 00000001"_s);
 }
