@@ -21,9 +21,8 @@ constexpr int row_step = 1;
 #endif
 
 // The longest time between two turns of the event loop.
-class TurnWatch
+struct TurnWatch
 {
-public:
     TurnWatch()
     {
         m_timer.callOnTimeout([this] { worst(); });
@@ -35,8 +34,6 @@ public:
         m_worst = 0;
     }
     qint64 worst() { return m_worst = std::max(m_worst, m_since.restart()); }
-
-private:
     QTimer m_timer;
     QElapsedTimer m_since;
     qint64 m_worst = 0;
@@ -101,10 +98,6 @@ private:
         return place != nullptr ? place : &window->widget();
     }
     bool wait(const std::function<bool()> &condition) { return QTest::qWaitFor(condition, answer_ms); }
-    bool sends(const QByteArray &text)
-    {
-        return wait([&] { return on_wire(text); });
-    }
     void click_panel(const QString &button)
     {
         place = panel().widget();
@@ -234,8 +227,7 @@ bool tst_faults::reach(const QString &start)
 {
     window->click("pushClearDevices");
     window->find<QRadioButton>("radioScanObservation")->click();
-    const bool is_update = start == QLatin1String("updatable");
-    device = is_update ? "Updatable"_s : "Everything"_s;
+    device = start == QLatin1String("updatable") ? "Updatable"_s : "Everything"_s;
     if (start == QLatin1String("attached"))
         return true;
     show_text(false); // what is not looked for takes long to log
@@ -244,7 +236,7 @@ bool tst_faults::reach(const QString &start)
     if (!wait([this] { return panel().exists(); }))
         return false;
     window->click("pushStopScan");
-    if (!sends("rsp gap_end_procedure"))
+    if (!wait([this] { return on_wire("rsp gap_end_procedure"); }))
         return false;
     QCoreApplication::processEvents();
     show_text(true);
@@ -378,7 +370,7 @@ void tst_faults::fault()
         QVERIFY(has_said("<- "_s));
     }
     module.control(line);
-    QVERIFY(sends("-- obeyed: " + line));
+    QVERIFY(wait([&] { return on_wire("-- obeyed: " + line); }));
     if (!ends)
         begin();
     if (outcome == done) {
