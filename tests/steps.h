@@ -67,7 +67,8 @@ inline void set(QWidget *widget, const QString &text)
     }
 }
 
-// The rows of a table in a file: all but comments, each up to its last column at a '|' a column.
+// The rows of a table in a file: all but comments, each up to its last column at a '|' a column. A line that
+// begins with two blanks goes on with the row above.
 inline QList<QStringList> rows_of(const char *path, int columns)
 {
     QList<QStringList> rows;
@@ -76,6 +77,10 @@ inline QList<QStringList> rows_of(const char *path, int columns)
     for (const QString &line : QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
         if (line.startsWith(u'#'))
             continue;
+        if (line.startsWith(QLatin1String("  ")) && !rows.isEmpty()) {
+            rows.last().last() += line.mid(2);
+            continue;
+        }
         QStringList row = line.split(u'|').mid(0, columns - 1);
         rows += row << line.section(u'|', columns - 1);
     }

@@ -40,7 +40,7 @@ struct TurnWatch
 };
 
 // A line of the table.
-enum Column { Name, From, First, Tool, Fields, Selected, Button, Signs, Shown, Result };
+enum Column { Name, From, First, Tool, Fields, Selected, Button, Signs, Shown, Result, Faults };
 enum Outcome { done, stands, either };
 
 // "COUNT rows" and the cells of the last one.
@@ -167,15 +167,11 @@ void tst_faults::fault_data()
         QTest::addRow("%s, %s", qPrintable(procedure[Name]), qPrintable(line))
             << procedure << line << int(outcome);
     };
-    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, 1)) {
-        const QString &line = row[0];
-        if (!line.startsWith(u' ')) {
-            procedure.clear();
-            for (const QString &column : line.split(u'|'))
-                procedure << column.trimmed();
-            continue;
-        }
-        const QStringList settings = line.trimmed().split(u';');
+    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, Faults + 1)) {
+        procedure.clear();
+        for (const QString &column : row)
+            procedure << column.trimmed();
+        const QStringList settings = procedure[Faults].split(u';');
         for (const char *setting : {"split 1", "join 3", "late 20", "unknown 1", "?unasked 1", "?junk 3"})
             if (!settings.contains(u'-' + QLatin1String(setting)))
                 add(QLatin1String(setting));
@@ -355,7 +351,7 @@ void tst_faults::fault()
     const QByteArray line = setting.toLatin1();
     const bool ends = line.startsWith("hang-up"), is_unplugged = line.startsWith("unplug");
     tried = procedure;
-    QCOMPARE(procedure.size(), Result + 1);
+    QCOMPARE(procedure.size(), Faults + 1);
     const int connects_once = tried[From] == QLatin1String("attached") ? 0 : 1;
     // A device that answers at once has done so before its connection ends.
     replace_module(ends ? QStringList{"--answer-delay"_s, "500"_s} : QStringList());
