@@ -4,19 +4,21 @@
 
 #include <QtTest>
 
-// A name, and steps for LinkedModule::play().
-struct Row
+// The rows of a table: a name, numbers behind "|" if there are any, ":", and indented below it the steps.
+inline void addRows(const char *path)
 {
-    const char *name;
-    const char *steps;
-};
-
-template <std::size_t count>
-void addRows(const Row (&rows)[count])
-{
-    QTest::addColumn<QString>("steps");
-    for (const Row &row : rows)
-        QTest::newRow(row.name) << QString::fromLatin1(row.steps);
+    QTest::addColumn<QByteArray>("steps");
+    QTest::addColumn<QByteArrayList>("numbers");
+    QFile table(QString::fromLatin1(path));
+    QVERIFY(table.open(QIODevice::ReadOnly | QIODevice::Text));
+    const QRegularExpression nextRow(QStringLiteral("\n(?! )")), space(QStringLiteral("\\s"));
+    for (const QString &row : QString::fromLatin1(table.readAll()).split(nextRow, Qt::SkipEmptyParts)) {
+        const QByteArrayList head = row.section(QStringLiteral(":\n"), 0, 0).toLatin1().split('|');
+        if (!row.startsWith(QLatin1Char('#')))
+            QTest::newRow(head[0].trimmed().constData())
+                << row.section(QStringLiteral(":\n"), 1).remove(space).toLatin1()
+                << head.value(1).simplified().split(' ');
+    }
 }
 
 // A module with a remote device in reach, and what came from it, in hex without the lengths: class and
@@ -30,10 +32,9 @@ public:
         , module(identity)
     {
         connect(&module, &simulator::SimulatedModule::frameReady, this, [this](const QByteArray &frame) {
-            const QByteArray mark = (frame[0] & char(0x80)) != 0 ? "!" : "";
-            received.append(QString::fromLatin1(mark + frame.mid(2).toHex()));
+            received.append(((frame[0] & char(0x80)) != 0 ? "!" : "") + frame.mid(2).toHex());
         });
-        module.links().open(0, device, {12, 10, 0});
+        link(0, device);
     }
 
     static simulator::RemoteDevice remoteDevice()
@@ -50,27 +51,36 @@ public:
         return device;
     }
 
-    void send(const QString &command)
+    void link(uint8 handle, const simulator::RemoteDevice &to)
     {
-        const QByteArray bytes = QByteArray::fromHex(command.toLatin1());
-        module.takeFrame(QByteArray(1, '\0') + char(bytes.size() - 2) + bytes);
+        module.links().open(handle, to, {12, 10, 0});
     }
 
-    QString seen() const { return received.join(QLatin1Char(',')); }
+    // Sends commands in hex with ";" between, and gives what comes from here on.
+    QByteArray send(const QByteArray &commands)
+    {
+        received.clear();
+        for (const QByteArray &command : commands.split(';')) {
+            const QByteArray bytes = QByteArray::fromHex(command);
+            module.takeFrame(QByteArray(1, '\0') + char(bytes.size() - 2) + bytes);
+        }
+        return seen();
+    }
+
+    QByteArray seen() const { return received.join(','); }
 
     // "COMMAND>FRAME,FRAME; COMMAND>...": sends each command and waits for as many frames as there are.
-    void play(QString steps)
+    void play(QByteArray steps)
     {
-        for (const QString &step : steps.remove(QLatin1Char(' ')).split(QLatin1Char(';'))) {
-            const QString expected = step.section(QLatin1Char('>'), 1);
-            received.clear();
-            send(step.section(QLatin1Char('>'), 0, 0));
-            QTRY_VERIFY(received.size() > expected.count(QLatin1Char(',')));
+        for (const QByteArray &step : steps.replace(' ', "").split(';')) {
+            const QByteArray expected = step.mid(step.indexOf('>') + 1);
+            send(step.left(step.indexOf('>')));
+            QTRY_VERIFY(received.size() > expected.count(','));
             QCoreApplication::processEvents(); // one frame too many is an error as well
             QCOMPARE(seen(), expected);
         }
     }
     const simulator::RemoteDevice device;
     simulator::SimulatedModule module;
-    QStringList received;
+    QByteArrayList received;
 };
