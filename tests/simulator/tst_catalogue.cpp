@@ -1,7 +1,7 @@
 #include "simulator/catalogue.h"
+#include "simulator/framecutter.h"
 #include "simulator/simulatedmodule.h"
 
-#include <QSignalSpy>
 #include <QtTest>
 
 #include <random>
@@ -12,20 +12,17 @@ namespace {
 
 bool endsInArray(int index)
 {
-    constexpr uint8 arrayCode = 8;
     uint32 types = record_at(index)->parameter_types;
     while (types > 0xf)
         types >>= 4;
-    return types == arrayCode;
+    return types == 8;
 }
 
 // A payload of the right length: `fill` in every fixed byte, `arraySize` bytes of it in the array.
 QByteArray payloadOf(int index, char fill, int arraySize)
 {
-    QByteArray payload(record_at(index)->header[1], fill);
-    if (endsInArray(index))
-        payload[payload.size() - 1] = char(arraySize), payload.append(arraySize, fill);
-    return payload;
+    const QByteArray payload(record_at(index)->header[1], fill);
+    return endsInArray(index) ? payload.chopped(1) + char(arraySize) + QByteArray(arraySize, fill) : payload;
 }
 
 QByteArray frameOf(int index, const QByteArray &payload)
@@ -35,19 +32,29 @@ QByteArray frameOf(int index, const QByteArray &payload)
     return QByteArray(own, 4) + payload;
 }
 
-QList<QByteArray> answers(SimulatedModule &module, const QByteArray &frame)
+QByteArrayList answers(SimulatedModule &module, const QByteArray &frame)
 {
-    QSignalSpy spy(&module, &SimulatedModule::frameReady);
+    QByteArrayList all;
+    const QObject receiver;
+    QObject::connect(&module, &SimulatedModule::frameReady, &receiver,
+                     [&all](const QByteArray &one) { all += one; });
     module.takeFrame(frame);
-    QList<QByteArray> all;
-    for (const QList<QVariant> &one : spy)
-        all.append(one.first().toByteArray());
+    return all;
+}
+
+// Pieces in hex, frames in brackets, neighbouring dropped bytes joined.
+QByteArray text(const QVector<FrameCutter::Piece> &pieces)
+{
+    QByteArray all;
+    for (const auto &piece : pieces)
+        all += piece.isFrame ? '[' + piece.bytes.toHex() + ']' : piece.bytes.toHex();
     return all;
 }
 
 } // namespace
 
-// What holds for every message of the catalogue, whatever its behaviour.
+// What holds for every message of the catalogue, whatever its behaviour, and how frames are cut and
+// described.
 class TestCatalogue : public QObject
 {
     Q_OBJECT
@@ -65,9 +72,9 @@ private Q_SLOTS:
         QFETCH(int, index);
         for (const char fill : {'\0', '\1', '\xff'}) {
             for (const int arraySize : {0, 1, 16, 255}) {
-                SimulatedModule module;
                 const QByteArray command = frameOf(index, payloadOf(index, fill, arraySize));
-                const QList<QByteArray> frames = answers(module, command);
+                SimulatedModule module;
+                const QByteArrayList frames = answers(module, command);
                 QVERIFY2(!frames.isEmpty(), command.toHex().constData());
                 for (const QByteArray &frame : frames) {
                     const bool isEvent = (uint8(frame[0]) & 0x80) != 0;
@@ -85,12 +92,10 @@ private Q_SLOTS:
             }
         }
         const QByteArray right = payloadOf(index, '\2', 2);
-        for (const QByteArray &wrong :
-             {right + '\0', right.chopped(right.isEmpty() ? 0 : 1), right.repeated(99)}) {
+        for (const QByteArray &wrong : {right + '\0', right.left(right.size() - 1), right.repeated(99)}) {
             SimulatedModule module;
             if (wrong != right)
-                QCOMPARE(answers(module, frameOf(index, wrong)),
-                         QList<QByteArray>{QByteArray::fromHex("800200068001")});
+                QCOMPARE(answers(module, frameOf(index, wrong)).join().toHex(), QByteArray("800200068001"));
         }
     }
 
@@ -112,8 +117,7 @@ private Q_SLOTS:
     {
         // read_memory's data is its last field, so a frame can be as long as 4 + 5 + 255.
         const int response = responseIndex(commandIndex(QStringLiteral("system_read_memory")));
-        const QByteArray frame =
-            makeFrame(response, QByteArray::fromHex("00000000ff") + QByteArray(255, 'x'));
+        const QByteArray frame = makeFrame(response, QByteArray(4, '\0') + QByteArray(256, '\xff'));
         QCOMPARE(frame.left(4).toHex(), QByteArray("01040007"));
         QCOMPARE(frame.size(), 264);
     }
@@ -121,7 +125,7 @@ private Q_SLOTS:
     void describe_data()
     {
         QTest::addColumn<bool>("fromHost");
-        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("description");
         QTest::newRow("00030003341256") << true << "system_reg_write address:1234 value:56";
         QTest::newRow("000600020504030201c0") << false << "system_address_get address:c00102030405";
         QTest::newRow("000400090502aabb") << true << "system_endpoint_tx endpoint:05 data:aabb";
@@ -135,7 +139,52 @@ private Q_SLOTS:
     void describe()
     {
         QFETCH(bool, fromHost);
-        QTEST(describeFrame(QByteArray::fromHex(QTest::currentDataTag()), fromHost), "text");
+        QTEST(describeFrame(QByteArray::fromHex(QTest::currentDataTag()), fromHost), "description");
+    }
+
+    void cuts_data()
+    {
+        QTest::addColumn<bool>("packetMode");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("pieces");
+        const auto row = [](const char *name, bool packetMode, const QByteArray &bytes,
+                            const QByteArray &pieces) {
+            QTest::newRow(name) << packetMode << bytes << pieces;
+        };
+        const QByteArray hello = "00000001", longFrame = "0104000905ff" + QByteArray(258, 'a').toHex();
+        row("two frames and a half", false, "00000001 00010000 00 00 0001", "[00000001][0001000000]");
+        row("11-bit length", false, longFrame, '[' + longFrame + ']');
+        row("junk", false, "ff08" + hello + "8010" + hello, "ff08[00000001]8010[00000001]");
+        row("junk alone goes at once", false, "ff", "ff");
+        row("packet mode", true, "04" + hello + "0500010000 00", "[00000001][0001000000]");
+        row("packet mode, low 8 bits of 264", true, "08" + longFrame, '[' + longFrame + ']');
+        row("no packet byte", true, hello + "04" + hello, "00000001[00000001]");
+        row("wrong packet byte", true, "07" + hello + "04" + hello, "0700000001[00000001]");
+    }
+
+    void cuts()
+    {
+        QFETCH(bool, packetMode);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, pieces);
+        const QByteArray all = QByteArray::fromHex(bytes);
+        FrameCutter byByte(packetMode);
+        QVector<FrameCutter::Piece> got;
+        for (int split = 0; split < all.size(); ++split) {
+            got += byByte.add(all.mid(split, 1));
+            FrameCutter cutter(packetMode);
+            const auto first = cutter.add(all.left(split));
+            QCOMPARE(text(first + cutter.add(all.mid(split))), pieces);
+        }
+        QCOMPARE(text(got), pieces);
+    }
+
+    void cutterForgetsUnfinishedFrame()
+    {
+        FrameCutter cutter;
+        QVERIFY(cutter.add(QByteArray::fromHex("07ff00")).isEmpty());
+        cutter.clear();
+        QCOMPARE(text(cutter.add(QByteArray::fromHex("00000001"))), QByteArray("[00000001]"));
     }
 };
 

@@ -1,12 +1,9 @@
 #include "simulator/misbehaviour.h"
+#include "simulator/options.h"
 
-#include <QSignalSpy>
 #include <QtTest>
 
 using namespace simulator;
-
-using Settings = QVector<QPair<const char *, const char *>>;
-Q_DECLARE_METATYPE(Settings)
 
 namespace {
 
@@ -14,32 +11,46 @@ const QByteArray hello = QByteArray::fromHex("00000001");
 const QByteArray whitelistClear = QByteArray::fromHex("0000000c");
 const QByteArray protocolError = QByteArray::fromHex("800200068001");
 
-// One that behaves as set from here on, and what it writes.
+// One that behaves as set from here on, by "NAME VALUE; NAME VALUE", and what it writes.
 struct Subject : Misbehaviour
 {
-    Subject(quint32 seed, const Settings &settings)
+    Subject(quint32 seed, const char *settings)
         : Misbehaviour(seed)
     {
-        for (const auto &[name, value] : settings)
-            change(name, value);
+        change(settings);
     }
-    void change(const char *name, const char *value)
+    void change(const char *settings)
     {
-        const auto refusal = set(QString::fromLatin1(name), QString::fromLatin1(value));
-        QVERIFY2(!refusal, qPrintable(refusal.value_or(QString())));
+        for (const QString &one :
+             QString::fromLatin1(settings).split(QStringLiteral("; "), Qt::SkipEmptyParts)) {
+            const auto refusal = set(one.section(QLatin1Char(' '), 0, 0), one.section(QLatin1Char(' '), 1));
+            QVERIFY2(!refusal, qPrintable(refusal.value_or(QString())));
+        }
     }
-    QList<QByteArray> writes() const
+    void sendAll(const QByteArrayList &all)
     {
-        QList<QByteArray> all;
+        for (const QByteArray &frame : all)
+            send(frame);
+    }
+    QByteArrayList writes() const
+    {
+        QByteArrayList all;
         for (const QList<QVariant> &signal : spy)
             all.append(signal.first().toByteArray());
         return all;
     }
     QSignalSpy spy{this, &Misbehaviour::writeReady};
+    QSignalSpy ends{this, &Misbehaviour::unplugged};
 };
+
+ParsedOptions parse(const QString &line)
+{
+    return parseOptions((QStringLiteral("vorsel-module ") + line).split(QLatin1Char(' ')));
+}
 
 } // namespace
 
+// What a module does wrong on purpose, and the command line that asks for it.
 class TestMisbehaviour : public QObject
 {
     Q_OBJECT
@@ -47,108 +58,81 @@ class TestMisbehaviour : public QObject
 private Q_SLOTS:
     void nothingFollowsTheLastFrame()
     {
-        Subject subject(1, {{"unplug", "3"}, {"unasked", "2"}, {"join", "9"}});
-        QSignalSpy unplugged(&subject, &Misbehaviour::unplugged);
-        for (int i = 0; i < 5; ++i)
-            subject.send(hello);
+        Subject subject(1, "unplug 3; unasked 2; join 9");
+        subject.sendAll({hello, hello, hello, hello, hello});
         QCOMPARE(subject.spy.size(), 1); // two frames and the unasked one
         QCOMPARE(subject.spy[0][1].value<QByteArrayList>().size(), 3);
-        QCOMPARE(unplugged.size(), 1);
+        QCOMPARE(subject.ends.size(), 1);
     }
 
     void hostThatGoesDuringTheLastFrame()
     {
-        Subject subject(1, {{"unplug", "1"}, {"split", "1"}});
-        QSignalSpy unplugged(&subject, &Misbehaviour::unplugged);
+        Subject subject(1, "unplug 1; split 1");
         subject.send(hello);
-        QVERIFY(unplugged.isEmpty());
+        QVERIFY(subject.ends.isEmpty());
         subject.forget();
-        QCOMPARE(unplugged.size(), 1);
+        QCOMPARE(subject.ends.size(), 1);
     }
 
-    void writesOfHelloEventClear_data()
+    // A row: settings, each write of a hello, an event and a cleared whitelist in hex, and what is said of
+    // them.
+    void helloEventClear_data()
     {
-        QTest::addColumn<Settings>("settings");
-        QTest::addColumn<QByteArray>("expected"); // each write in hex
-        const auto row = [](const char *expected, const Settings &settings) {
-            QTest::addRow("%s %s: %s", settings.value(0).first, settings.value(0).second, expected)
-                << settings << QByteArray(expected);
+        QTest::addColumn<QByteArray>("writes");
+        QTest::addColumn<QByteArray>("notes");
+        const auto row = [](const char *settings, const char *writes, const char *notes) {
+            QTest::newRow(settings) << QByteArray(writes) << QByteArray(notes);
         };
-        row("00000001 800200068001 0000000c", {{"lose", "0"}});
-        row("00000001 ff7f800200068001 ff7f0000000c", {{"junk-bytes", "ff 7f"}});
-        row("00000001 80020006 8001 0000000c", {{"split", "4"}});
-        row("00 00 00 01 80 02 00 06 80 01 00 00 00 0c", {{"split", "1"}});
-        row("000000018002000680010000000c", {{"join", "3"}});
-        row("00000001800200068001 0000000c", {{"join", "2"}}); // the last one alone
-        row("00000001800200068001 0000000c", {{"join", "3"}, {"split", "10"}});
-        row("800200068001 0000000c", {{"lose", "1"}});
-        row("00000001 800200068001", {{"lose-every", "2"}});
-        row("00000001 800200068001", {{"lose-command", "system_whitelist_clear"}});
-        row("800200068001", {{"lose-command", "system_whitelist_clear"}, {"lose-command", "system_hello"}});
-        row("00000001 0000000c", {{"lose-event", "system_protocol_error"}});
-        row("0000000c", {{"lose-command", "system_hello@1"}, {"lose-event", "system_protocol_error"}});
-        row("00000001 800200068001 0000000c",
-            {{"lose-command", "system_hello@2"}, {"lose-event", "system_protocol_error@2"}});
+        const char *const lostHello = "lost: system_hello", *const lostClear = "lost: system_whitelist_clear";
+        const char *const lostEvent = "lost: system_protocol_error reason:0180";
+        row("lose 0", "00000001 800200068001 0000000c", "");
+        row("junk-bytes ff 7f", "00000001 ff7f800200068001 ff7f0000000c", "junk: 2 bytes,junk: 2 bytes");
+        row("split 4", "00000001 80020006 8001 0000000c", "split: 6 bytes"); // the others are no longer
+        row("split 1", "00 00 00 01 80 02 00 06 80 01 00 00 00 0c",
+            "split: 4 bytes,split: 6 bytes,split: 4 bytes");
+        row("join 1", "00000001 800200068001 0000000c", "");
+        row("join 2", "00000001800200068001 0000000c", "joined: 2 frames"); // the last one alone
+        row("join 3", "000000018002000680010000000c", "joined: 3 frames");
+        row("join 3; split 10", "00000001800200068001 0000000c", "joined: 3 frames,split: 14 bytes");
+        row("lose 1", "800200068001 0000000c", lostHello);
+        row("lose-every 2", "00000001 800200068001", lostClear);
+        row("lose-command system_whitelist_clear", "00000001 800200068001", lostClear);
+        row("lose-command system_whitelist_clear; lose-command system_hello", "800200068001",
+            "lost: system_hello,lost: system_whitelist_clear");
+        row("lose-event system_protocol_error", "00000001 0000000c", lostEvent);
+        row("lose-command system_hello@1; lose-event system_protocol_error", "0000000c",
+            "lost: system_hello,lost: system_protocol_error reason:0180");
     }
 
-    void writesOfHelloEventClear()
+    void helloEventClear()
     {
-        QFETCH(Settings, settings);
-        QFETCH(QByteArray, expected);
-        Subject subject(1, settings);
-        for (const QByteArray &frame : {hello, protocolError, whitelistClear})
-            subject.send(frame);
-        QList<QByteArray> pieces;
-        for (const QByteArray &piece : expected.split(' '))
+        Subject subject(1, QTest::currentDataTag());
+        QSignalSpy notes(&subject, &Misbehaviour::note);
+        subject.sendAll({hello, protocolError, whitelistClear});
+        QFETCH(QByteArray, writes);
+        QByteArrayList pieces;
+        for (const QByteArray &piece : writes.split(' '))
             pieces.append(QByteArray::fromHex(piece));
         QTRY_COMPARE(subject.writes(), pieces);
+        QByteArrayList said;
+        for (const QList<QVariant> &signal : notes)
+            said.append(signal.first().toString().toLatin1());
+        QTEST(said.join(','), "notes");
     }
 
     void onlyTheNthIsLost()
     {
-        Subject subject(1, {{"lose-event", "system_protocol_error@2"}, {"lose-command", "system_hello@3"}});
-        for (int i = 0; i < 4; ++i) {
-            subject.send(protocolError);
-            subject.send(hello);
-        }
+        Subject subject(1, "lose-event system_protocol_error@2; lose-command system_hello@3");
+        for (int i = 0; i < 4; ++i)
+            subject.sendAll({protocolError, hello});
         QCOMPARE(subject.writes(),
-                 (QList<QByteArray>{protocolError, hello, hello, protocolError, protocolError, hello}));
-    }
-
-    void saysWhatItDoes_data()
-    {
-        QTest::addColumn<QStringList>("expected");
-        const auto row = [](const char *setting, const QStringList &expected) {
-            QTest::newRow(setting) << expected;
-        };
-        row("junk 2", {QStringLiteral("junk: 2 bytes"), QStringLiteral("junk: 2 bytes")});
-        row("split 4", {QStringLiteral("split: 6 bytes")}); // the others are no longer than a piece
-        row("join 2", {QStringLiteral("joined: 2 frames")});
-        row("join 1", {});
-        row("lose 1", {QStringLiteral("lost: system_hello")});
-        row("lose-event system_protocol_error", {QStringLiteral("lost: system_protocol_error reason:0180")});
-    }
-
-    void saysWhatItDoes()
-    {
-        QFETCH(QStringList, expected);
-        const auto words = QByteArray(QTest::currentDataTag()).split(' ');
-        Subject subject(1, {{words[0].constData(), words[1].constData()}});
-        QSignalSpy notes(&subject, &Misbehaviour::note);
-        for (const QByteArray &frame : {hello, protocolError, whitelistClear})
-            subject.send(frame);
-        QTRY_COMPARE(subject.writes().join().right(4), whitelistClear);
-        QStringList said;
-        for (const QList<QVariant> &signal : notes)
-            said.append(signal.first().toString());
-        QCOMPARE(said, expected);
+                 (QByteArrayList{protocolError, hello, hello, protocolError, protocolError, hello}));
     }
 
     void junkStartsNoFrame()
     {
-        Subject subject(3, {{"junk", "500"}});
-        subject.send(hello);
-        subject.send(hello);
+        Subject subject(3, "junk 500");
+        subject.sendAll({hello, hello});
         QCOMPARE(subject.writes().at(0), hello);
         const QByteArray second = subject.writes().at(1);
         QCOMPARE(second.mid(500), hello);
@@ -158,47 +142,39 @@ private Q_SLOTS:
 
     void lateResponseIsOvertaken()
     {
-        Subject subject(1, {{"late", "20"}});
+        Subject subject(1, "late 20");
         QElapsedTimer time;
         time.start();
-        for (const QByteArray &frame : {hello, whitelistClear, protocolError})
-            subject.send(frame);
-        QCOMPARE(subject.writes(), QList<QByteArray>{protocolError});
-        QTRY_COMPARE(subject.writes(), (QList<QByteArray>{protocolError, hello, whitelistClear}));
+        subject.sendAll({hello, whitelistClear, protocolError});
+        QCOMPARE(subject.writes(), QByteArrayList{protocolError});
+        QTRY_COMPARE(subject.writes(), (QByteArrayList{protocolError, hello, whitelistClear}));
         QVERIFY(time.elapsed() >= 20);
-    }
-
-    void extraFramesAreWellFormed_data()
-    {
-        QTest::addColumn<int>("every");
-        QTest::addColumn<bool>("known");
-        QTest::newRow("unasked") << 2 << true;
-        QTest::newRow("unknown") << 1 << false;
     }
 
     void extraFramesAreWellFormed()
     {
-        QFETCH(int, every);
-        QFETCH(bool, known);
-        Subject subject(5, {{QTest::currentDataTag(), QByteArray::number(every).constData()}});
-        for (int i = 0; i < 200; ++i)
-            subject.send(hello);
-        const auto all = subject.writes();
-        QCOMPARE(all.size(), 200 + 200 / every);
-        QSet<QByteArray> kinds;
-        for (int i = every; i < all.size(); i += every + 1) {
-            QCOMPARE(all[i].size(), 4 + uint8(all[i][1]));
-            QCOMPARE(all[i][0] & 0x7f, 0);
-            QCOMPARE(uint8(all[i][2]) < 10, known);
-            kinds.insert(all[i]);
+        for (const bool known : {true, false}) {
+            const int every = known ? 2 : 1;
+            Subject subject(5, known ? "unasked 2" : "unknown 1");
+            for (int i = 0; i < 200; ++i)
+                subject.send(hello);
+            const auto all = subject.writes();
+            QCOMPARE(all.size(), 200 + 200 / every);
+            QSet<QByteArray> kinds;
+            for (int i = every; i < all.size(); i += every + 1) {
+                QCOMPARE(all[i].size(), 4 + uint8(all[i][1]));
+                QCOMPARE(all[i][0] & 0x7f, 0);
+                QCOMPARE(uint8(all[i][2]) < 10, known);
+                kinds.insert(all[i]);
+            }
+            QVERIFY(kinds.size() > 20);
         }
-        QVERIFY(kinds.size() > 20);
     }
 
     void sameSeedSameChance()
     {
         const auto run = [](quint32 seed) {
-            Subject subject(seed, {{"junk", "3"}, {"unasked", "1"}});
+            Subject subject(seed, "junk 3; unasked 1");
             for (int i = 0; i < 20; ++i)
                 subject.send(hello);
             return subject.writes();
@@ -211,12 +187,12 @@ private Q_SLOTS:
     {
         constexpr int regWrite = 3;
         const std::optional<uint16> full = 0x0182;
-        Subject subject(1, {});
+        Subject subject(1, "");
         QCOMPARE(subject.chosenResult(regWrite), std::nullopt);
-        subject.change("result", "system_reg_write=0x0182");
+        subject.change("result system_reg_write=0x0182");
         QCOMPARE(subject.chosenResult(regWrite), full);
         QCOMPARE(subject.chosenResult(regWrite + 1), std::nullopt);
-        subject.change("result", "system_reg_write=386@5");
+        subject.change("result system_reg_write=386@5");
         int chosen = 0;
         for (int i = 0; i < 10000; ++i)
             chosen += subject.chosenResult(regWrite) == full ? 1 : 0;
@@ -225,27 +201,23 @@ private Q_SLOTS:
 
     void unplugsAfterTheLastPiece()
     {
-        Subject subject(1, {{"unplug", "2"}, {"split", "3"}});
-        QSignalSpy unplugged(&subject, &Misbehaviour::unplugged);
-        subject.send(hello);
-        subject.send(protocolError);
-        QVERIFY(unplugged.isEmpty());
-        QTRY_COMPARE(unplugged.size(), 1);
+        Subject subject(1, "unplug 2; split 3");
+        subject.sendAll({hello, protocolError});
+        QVERIFY(subject.ends.isEmpty());
+        QTRY_COMPARE(subject.ends.size(), 1);
         QCOMPARE(subject.writes().join(), hello + protocolError);
     }
 
     void hostThatHasGoneGetsNothing()
     {
-        Subject subject(1, {{"late", "10"}});
+        Subject subject(1, "late 10");
         subject.send(hello);
-        subject.change("late", "0");
-        subject.change("join", "5");
+        subject.change("late 0; join 5");
         subject.send(whitelistClear);
         subject.forget();
-        subject.change("join", "0");
-        subject.change("late", "30");
+        subject.change("join 0; late 30");
         subject.send(hello);
-        QTRY_COMPARE(subject.writes(), QList<QByteArray>{hello});
+        QTRY_COMPARE(subject.writes(), QByteArrayList{hello});
     }
 
     void refusesBadValues()
@@ -259,6 +231,47 @@ private Q_SLOTS:
             const QStringList words = QString::fromLatin1(line).split(QLatin1Char(' '));
             QVERIFY2(Misbehaviour(1).set(words[0], words[1]).has_value(), line);
         }
+    }
+
+    void allOptionsTogether()
+    {
+        const ParsedOptions parsed = parse(QStringLiteral(
+            "--name Other --seed 0x10 --address 0A:0b:0c:0d:0e:0f --packet-mode --quiet --port /dev/ttyS9 "
+            "--speed 9600 --devices 0 --rate 10000 --junk 2 --lose-command system_hello "
+            "--lose-command system_reset --result system_reg_write=0x0182@5"));
+        QVERIFY2(parsed.outcome == ParsedOptions::run, qPrintable(parsed.text));
+        const Options &options = parsed.options;
+        QCOMPARE(options.name, QStringLiteral("Other"));
+        QCOMPARE(options.identity.seed, 16u);
+        QCOMPARE(QByteArray(reinterpret_cast<const char *>(options.identity.address.addr), 6).toHex(),
+                 QByteArray("0f0e0d0c0b0a"));
+        QVERIFY(options.packetMode && options.quiet);
+        QCOMPARE(options.port, QStringLiteral("/dev/ttyS9"));
+        QCOMPARE(options.speed, 9600);
+        QCOMPARE(options.identity.world.devices, 0);
+        QCOMPARE(options.identity.world.rate, 10000);
+        QCOMPARE(options.misbehaviour.size(), 4);
+    }
+
+    void refusedOptions()
+    {
+        for (const char *line :
+             {"--nonsense", "stray", "--seed x", "--seed -1", "--speed 0", "--address 01:02:03:04:05",
+              "--address 01:02:03:04:05:6", "--address 01:02:03:04:05:gg", "--name .hidden", "--name a/b",
+              "--port", "--junk -1", "--result system_reg_write=", "--unplug many", "--devices 501",
+              "--devices -1", "--rate 10001", "--name ", "--name %1"}) {
+            const QString longest(241, QLatin1Char('n'));
+            const auto parsed = parse(QString::fromLatin1(line).replace(QStringLiteral("%1"), longest));
+            QVERIFY2(parsed.outcome == ParsedOptions::refuse && !parsed.text.isEmpty(), line);
+        }
+    }
+
+    void helpNamesEverything()
+    {
+        const ParsedOptions parsed = parse(QStringLiteral("--help"));
+        QCOMPARE(parsed.outcome, ParsedOptions::showText);
+        for (const Misbehaviour::Setting &setting : Misbehaviour::settings())
+            QVERIFY2(parsed.text.contains(QStringLiteral("--") + QLatin1String(setting.name)), setting.name);
     }
 };
 
