@@ -1,9 +1,6 @@
 #include "simulator/air.h"
 #include "simulator/simulatedmodule.h"
 
-#include <QElapsedTimer>
-#include <QSignalSpy>
-#include <QThread>
 #include <QtTest>
 
 using namespace simulator;
@@ -25,26 +22,32 @@ bool hear(Air &air, int count)
     return count <= 0;
 }
 
-// "3r": the last byte of an address as shown and its type, public or random.
-QString shortName(uint8 lastByte, uint8 type)
+// The size of the elements that data begin with, as each gives its own.
+int sizeOfElements(const QByteArray &data)
 {
-    return QString::number(lastByte) + QLatin1Char(type == 0 ? 'p' : 'r');
+    int at = 0;
+    while (at < data.size())
+        at += uint8(data[at]) + 1;
+    return at;
+}
+
+// "3r": the last byte of an address as shown and its type, public or random.
+QByteArray shortName(uint8 lastByte, uint8 type)
+{
+    return QByteArray::number(lastByte) + (type == 0 ? 'p' : 'r');
 }
 
 // A module among fast devices, and what it sends.
 struct Subject : SimulatedModule
 {
     explicit Subject(bool numberReports = false)
-        : SimulatedModule(fast(numberReports))
+        : SimulatedModule([numberReports] {
+            ModuleIdentity identity;
+            identity.numberReports = numberReports;
+            identity.world.rate = WorldSize::fastest;
+            return identity;
+        }())
     {
-    }
-
-    static ModuleIdentity fast(bool numberReports)
-    {
-        ModuleIdentity identity;
-        identity.numberReports = numberReports;
-        identity.world.rate = WorldSize::fastest;
-        return identity;
     }
 
     // Sends commands in hex, ";" between; the last one's response.
@@ -59,14 +62,13 @@ struct Subject : SimulatedModule
     }
 
     // "3r/0" for each event of a class and message that names a device behind two bytes; the 0 is the second.
-    QStringList events(const char *classAndMessage) const
+    QByteArrayList events(const char *classAndMessage) const
     {
-        QStringList all;
+        QByteArrayList all;
         for (const QList<QVariant> &signal : frames) {
             const QByteArray frame = signal[0].toByteArray();
             if (frame.startsWith('\x80') && frame.mid(2, 2) == QByteArray::fromHex(classAndMessage))
-                all.append(shortName(uint8(frame[6]), uint8(frame[12])) + QLatin1Char('/') +
-                           QString::number(frame[5]));
+                all += shortName(uint8(frame[6]), uint8(frame[12])) + '/' + QByteArray::number(frame[5]);
         }
         return all;
     }
@@ -91,17 +93,15 @@ class TestAir : public QObject
 private Q_SLOTS:
     void worldIsWellFormed()
     {
-        QSet<QString> identities;
+        QSet<QByteArray> identities;
         int fullPackets = 0;
         for (const RemoteDevice &d : makeWorld(1, {WorldSize::most, 0})) {
             const bd_addr &address = d.address.address;
-            identities.insert(shortName(address.addr[0], d.address.type) + QString::number(address.addr[1]));
+            identities.insert(shortName(address.addr[0], d.address.type) +
+                              QByteArray::number(address.addr[1]));
             for (const QByteArray &data : {d.advertisingData, d.scanResponseData}) {
-                int at = 0;
-                while (at < data.size())
-                    at += uint8(data[at]) + 1;
-                QVERIFY2(at == data.size() && at <= 31, data.toHex().constData());
-                fullPackets += at == 31 ? 1 : 0;
+                QVERIFY2(sizeOfElements(data) == data.size() && data.size() <= 31, data.toHex().constData());
+                fullPackets += data.size() == 31 ? 1 : 0;
             }
         }
         QCOMPARE(identities.size(), WorldSize::most);
@@ -165,27 +165,27 @@ private Q_SLOTS:
         QVERIFY(!air.move({device.address.address, 1}, true));
     }
 
+    // A row: commands, who is reported, and whether each is only once.
     void discovers_data()
     {
-        const QString discoverable =
-            QStringLiteral("11p/0 12r/0 13r/0 14r/0 15r/0 16p/0 16r/0 18p/0 19p/0 1p/0 20r/0 2r/0 "
-                           "3r/0 4r/0 5p/0 6r/0 ");
-        const QString generally = discoverable + QStringLiteral("8r/6 9r/0");
-        const QString everybody = QStringLiteral("10r/2 ") + discoverable + QStringLiteral("7r/2 8r/6 9r/0");
         QTest::addColumn<QByteArray>("commands");
-        QTest::addColumn<QString>("expected");
+        QTest::addColumn<QByteArray>("expected");
         QTest::addColumn<bool>("once");
-        QTest::newRow("limited") << limited << QStringLiteral("12r/0") << false;
-        QTest::newRow("generic") << generic << generally << false;
-        QTest::newRow("each once") << reportOnce + observation << everybody << true;
-        QTest::newRow("listed") << listedOnly + observation << QStringLiteral("16p/0 8r/6") << false;
-        QTest::newRow("listed and limited") << listedOnly + limited << QString() << true;
-        QTest::newRow("both packets once")
-            << active + reportOnce + limited << QStringLiteral("12r/0 12r/4") << true;
-        QTest::newRow("active, no connectable")
-            << active + listedOnly + observation << QStringLiteral("16p/0 16p/4 8r/4 8r/6") << false;
-        QTest::newRow("reset forgets")
-            << active + listedOnly + reportOnce + "00010000 00;" + observation << everybody << false;
+        const auto row = [](const char *name, const QByteArray &commands, const QByteArray &expected,
+                            bool once) { QTest::newRow(name) << commands << expected << once; };
+        const QByteArray discoverable =
+            "11p/0 12r/0 13r/0 14r/0 15r/0 16p/0 16r/0 18p/0 19p/0 1p/0 20r/0 2r/0 "
+            "3r/0 4r/0 5p/0 6r/0 ";
+        const QByteArray everybody = "10r/2 " + discoverable + "7r/2 8r/6 9r/0";
+        row("limited", limited, "12r/0", false);
+        row("generic", generic, discoverable + "8r/6 9r/0", false);
+        row("each once", reportOnce + observation, everybody, true);
+        row("listed", listedOnly + observation, "16p/0 8r/6", false);
+        row("listed and limited", listedOnly + limited, "", true);
+        row("both packets once", active + reportOnce + limited, "12r/0 12r/4", true);
+        row("active, no connectable", active + listedOnly + observation, "16p/0 16p/4 8r/4 8r/6", false);
+        row("reset forgets", active + listedOnly + reportOnce + "00010000 00;" + observation, everybody,
+            false);
     }
 
     void discovers()
@@ -194,11 +194,11 @@ private Q_SLOTS:
         Subject module;
         module.send(commands);
         QVERIFY(hear(module.air(), 70)); // each device twice at least
-        QStringList all = module.events(reports);
+        QByteArrayList all = module.events(reports);
+        std::sort(all.begin(), all.end());
         const int packets = all.size();
-        all.removeDuplicates();
-        all.sort();
-        QTEST(all.join(QLatin1Char(' ')), "expected");
+        all.erase(std::unique(all.begin(), all.end()), all.end());
+        QTEST(all.join(' '), "expected");
         QTEST(packets == all.size(), "once");
     }
 
@@ -215,10 +215,8 @@ private Q_SLOTS:
             ++count;
             QCOMPARE(data.left(8), QByteArray("\x07\xff\xff\xff", 4) + char(count) + char(count >> 8) +
                                        QByteArray(2, '\0'));
-            int at = 0;
-            while (at < data.size())
-                at += uint8(data[at]) + 1;
-            QVERIFY(at == data.size() && at <= 31 && at == uint8(frame[14])); // no element is cut
+            QVERIFY(data.size() <= 31 && data.size() == uint8(frame[14]));
+            QCOMPARE(sizeOfElements(data), data.size()); // no element is cut
         }
         QVERIFY(count >= 300);
     }
@@ -246,31 +244,25 @@ private Q_SLOTS:
             QCOMPARE(module.send("00000604"), QByteArray("000206048101")); // the procedure is over
             QCOMPARE(module.send(connectTo + device + anyLink).mid(8, 4), QByteArray("8101"));
         }
-        QCOMPARE(module.events(statuses).constLast(),
-                 QStringLiteral("16r/5")); // of the twins, the one asked for
+        QCOMPARE(module.events(statuses).constLast(), QByteArray("16r/5")); // of the twins, the one asked for
         QCOMPARE(module.send(connectTo + "0ceeffaa55c001" + anyLink), QByteArray("00030603820100"));
         QVERIFY(module.events(reports).isEmpty());
     }
 
-    void connectingWaitsForTheDevice_data()
-    {
-        QTest::addColumn<QByteArray>("command");
-        QTest::newRow("direct") << connectTo + "10eeffaa55c000" + anyLink;
-        QTest::newRow("whitelist") << "00080605" + anyLink; // the other one in it takes no connection
-    }
-
     void connectingWaitsForTheDevice()
     {
-        QFETCH(QByteArray, command);
-        Subject module;
         const DeviceAddress twin{{{0x10, 0xee, 0xff, 0xaa, 0x55, 0xc0}}, 0};
-        QVERIFY(module.air().move(twin, false));
-        QVERIFY(module.send(listEightAndTwin + command).endsWith("000000"));
-        QVERIFY(hear(module.air(), 40));
-        QVERIFY(!module.links().isConnected(twin));
-        QCOMPARE(module.send(observation), QByteArray("000206028101"));
-        QVERIFY(module.air().move(twin, true));
-        QTRY_COMPARE(module.events(statuses).value(0), QStringLiteral("16p/5"));
+        // By its address, and by the whitelist, of which the other one takes no connection.
+        for (const QByteArray &command : {connectTo + "10eeffaa55c000" + anyLink, "00080605" + anyLink}) {
+            Subject module;
+            QVERIFY(module.air().move(twin, false));
+            QVERIFY(module.send(listEightAndTwin + command).endsWith("000000"));
+            QVERIFY(hear(module.air(), 40));
+            QVERIFY(!module.links().isConnected(twin));
+            QCOMPARE(module.send(observation), QByteArray("000206028101"));
+            QVERIFY(module.air().move(twin, true));
+            QTRY_COMPARE(module.events(statuses).value(0), QByteArray("16p/5"));
+        }
     }
 };
 
