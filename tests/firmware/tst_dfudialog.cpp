@@ -115,43 +115,40 @@ private Q_SLOTS:
         }
     }
 
-    // A row: what the tool is told to do, and the text below the first two lines.
-    void tool_data()
-    {
-        QTest::addColumn<QString>("output");
-        const auto row = [](const char *image, const char *output) {
-            QTest::newRow(image) << QString::fromUtf8(output);
-        };
-        row("0 %1", "DFU Started...\n\n[%2:] [0 %1]\nFinished");
-        row("", "DFU Started...\n\n[%2:] []\nFinished");
-        row("3", "DFU Started...\n\n[%2:] [3]\nError in USB DFU:3 0\n");
-        row("zero", "DFU Started...\n\nab\nFinished");
-        row("half", "DFU Started...\n\n<b>\xef\xbf\xbd\nFinished");
-        row("crash", "DFU Started...\n\nError in USB DFU:\nExit with error\nError in USB DFU:9 1\n");
-        row("missing", "Error in USB DFU:\nFailed to start");
-        row("forbidden", "Error in USB DFU:\nFailed to start");
-    }
-
     void tool()
     {
-        QFETCH(QString, output);
-        const QString image = QLatin1String(QTest::currentDataTag());
+        const struct
+        {
+            const char *image, *output; // what the tool is told to do, and the text below the first two lines
+        } rows[] = {
+            {"0 %1", "DFU Started...\n\n[%2:] [0 %1]\nFinished"},
+            {"", "DFU Started...\n\n[%2:] []\nFinished"},
+            {"3", "DFU Started...\n\n[%2:] [3]\nError in USB DFU:3 0\n"},
+            {"zero", "DFU Started...\n\nab\nFinished"},
+            {"half", "DFU Started...\n\n<b>\xef\xbf\xbd\nFinished"},
+            {"crash", "DFU Started...\n\nError in USB DFU:\nExit with error\nError in USB DFU:9 1\n"},
+            {"missing", "Error in USB DFU:\nFailed to start"},
+            {"forbidden", "Error in USB DFU:\nFailed to start"},
+        };
         const QString name = QCoreApplication::applicationDirPath() + QStringLiteral("/dfutool");
-        QFile program(name);
-        const QFile::Permissions permissions = program.permissions();
-        if (image == QLatin1String("missing"))
-            QVERIFY(program.rename(name + QLatin1Char('~')));
-        if (image == QLatin1String("forbidden"))
-            QVERIFY(program.setPermissions(QFile::ReadOwner));
+        const QFile::Permissions permissions = QFile::permissions(name);
         find<QLineEdit>("lineVID")->setText(QStringLiteral("%2"));
         find<QLineEdit>("linePID")->clear();
-        output.prepend(QStringLiteral("Starting DFU:") + name + QStringLiteral(" %2: ") + image +
-                       QStringLiteral("\n\n"));
-        startTool(image);
-        const bool isShown = QTest::qWaitFor([&] { return shownOutput() == output; });
-        program.rename(name);
-        program.setPermissions(permissions);
-        QVERIFY2(isShown, qPrintable(shownOutput()));
+        for (const auto &[word, output] : rows) {
+            const QString image = QLatin1String(word);
+            QFile program(name);
+            if (image == QLatin1String("missing"))
+                QVERIFY(program.rename(name + QLatin1Char('~')));
+            if (image == QLatin1String("forbidden"))
+                QVERIFY(program.setPermissions(QFile::ReadOwner));
+            startTool(image);
+            const QString expected = QStringLiteral("Starting DFU:") + name + QStringLiteral(" %2: ") +
+                                     image + QStringLiteral("\n\n") + QString::fromUtf8(output);
+            const bool isShown = QTest::qWaitFor([&] { return shownOutput() == expected; });
+            program.rename(name);
+            program.setPermissions(permissions);
+            QVERIFY2(isShown, qPrintable(shownOutput()));
+        }
     }
 
     void endlessOutput()

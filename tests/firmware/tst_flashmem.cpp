@@ -1,16 +1,7 @@
 #include "firmware/flashmem.h"
 
-#include <QApplication>
-#include <QFileDialog>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMessageBox>
-#include <QProcess>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
+#include <QtTest>
+#include <QtWidgets>
 
 namespace {
 
@@ -78,7 +69,7 @@ QByteArray bytes(int size)
     return content;
 }
 
-QStringList lines(const char *text)
+QStringList lines(const QByteArray &text)
 {
     return QString::fromLatin1(text).split(QLatin1Char(','), Qt::SkipEmptyParts);
 }
@@ -90,40 +81,39 @@ class TestFlashMem : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void typed_data()
-    {
-        QTest::addColumn<QStringList>("fields");
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QStringList>("sent");
-        const auto row = [](const char *fields, const char *shown, const char *sent) {
-            QTest::newRow(fields) << lines(fields) << QString::fromLatin1(shown) << lines(sent);
-        };
-        row("lineAddress=80000", "7ffff ff", "Eff");
-        row("linePage=100", "7ffff ff", "Eff");
-        row("linePage=123456", "7ffff ff", "Eff");
-        row("linePage=3E", "1f000 3e", "E3e");
-        row("lineAddress=01F7FF", "1f7ff 3e", "E3e");
-        row("lineAddress=1f000,lineAddress=xyz", "0 0", "E0");
-        row("lineAddress=1f000,linePage=", "0 0", "E0");
-        row("lineAddress=2,lineData=01020304", "2 0", "E0");
-        row("lineData=01020304,lineAddress=2", "2 0", "E0");
-        row("lineData=0102030", "0 0", "E0");
-        row("lineData=01020304,lineData=", "0 0", "E0");
-        row("lineData=0102 304", "0 0", "E0,P0 00102304"); // eight characters, seven digits, four bytes
-        row("lineData=01 02 03", "0 0", "E0");             // eight characters, three bytes
-        row("lineData=DEADBEEF,lineAddress=1f004", "1f004 3e", "E3e,P7c01 deadbeef");
-        row("lineData=01020304,lineAddress=7fffc", "7fffc ff", "Eff,Pffff 01020304"); // 16 bits of 1ffff
-    }
     void typed()
     {
-        QFETCH(QStringList, fields);
-        Flash flash;
-        flash.click("pushFlash"); // disabled at first
-        flash.paste(fields);
-        flash.click("pushErase");
-        flash.click("pushFlash");
-        QTEST(flash.sent, "sent");
-        QTEST(flash.edit("lineAddress")->text() + QLatin1Char(' ') + flash.edit("linePage")->text(), "shown");
+        const struct
+        {
+            const char *fields, *shown, *sent; // names and texts; address and page; commands
+        } rows[] = {
+            {"lineAddress=80000", "7ffff ff", "Eff"},
+            {"linePage=100", "7ffff ff", "Eff"},
+            {"linePage=123456", "7ffff ff", "Eff"},
+            {"linePage=3E", "1f000 3e", "E3e"},
+            {"lineAddress=01F7FF", "1f7ff 3e", "E3e"},
+            {"lineAddress=1f000,lineAddress=xyz", "0 0", "E0"},
+            {"lineAddress=1f000,linePage=", "0 0", "E0"},
+            {"lineAddress=2,lineData=01020304", "2 0", "E0"},
+            {"lineData=01020304,lineAddress=2", "2 0", "E0"},
+            {"lineData=0102030", "0 0", "E0"},
+            {"lineData=01020304,lineData=", "0 0", "E0"},
+            {"lineData=0102 304", "0 0", "E0,P0 00102304"}, // eight characters, seven digits, four bytes
+            {"lineData=01 02 03", "0 0", "E0"},             // eight characters, three bytes
+            {"lineData=DEADBEEF,lineAddress=1f004", "1f004 3e", "E3e,P7c01 deadbeef"},
+            {"lineData=01020304,lineAddress=7fffc", "7fffc ff", "Eff,Pffff 01020304"}, // 16 bits of 1ffff
+        };
+        for (const auto &row : rows) {
+            Flash flash;
+            flash.click("pushFlash"); // disabled at first
+            flash.paste(lines(row.fields));
+            flash.click("pushErase");
+            flash.click("pushFlash");
+            const QString shown =
+                flash.edit("lineAddress")->text() + QLatin1Char(' ') + flash.edit("linePage")->text();
+            QCOMPARE(lines(row.fields) + flash.sent << shown, lines(row.fields) + lines(row.sent)
+                                                                  << QString::fromLatin1(row.shown));
+        }
     }
 
     void message()
@@ -136,40 +126,36 @@ private Q_SLOTS:
         QCOMPARE(info->text(), QString());
     }
 
-    void programFile_data()
-    {
-        QTest::addColumn<int>("size");
-        QTest::addColumn<QString>("address");
-        QTest::addColumn<int>("presses");
-        QTest::addColumn<QStringList>("sent");
-        const QByteArray full = bytes(32).toHex();
-        const auto row = [](int size, const char *address, int presses, const QByteArray &sent) {
-            QTest::addRow("%d at %s, %d", size, address, presses)
-                << size << QString::fromLatin1(address) << presses << lines(sent.constData());
-        };
-        row(0, "1f000", 1, "");
-        row(5, "1F001", 1, "P7c00 ff0001020304ffff");
-        row(33, "1f000", 1, "P7c00 " + full + ",P7c08 20ffffff");
-        row(32, "40003", 1, "P0 ffffff" + full.left(58) + ",P8 1d1e1fff");
-        // The second press starts again, with the first one's timer still to come.
-        row(65, "", 2, "P0 " + full + ",P0 " + full + ",P8 " + bytes(64).mid(32).toHex() + ",P10 40ffffff");
-    }
     void programFile()
     {
-        QFETCH(int, size);
-        QFETCH(QString, address);
-        QFETCH(int, presses);
-        QFETCH(QStringList, sent);
-        Flash flash;
-        flash.edit("lineFileAddress")->setText(address);
-        flash.choose(bytes(size));
-        QCOMPARE(flash.edit("lineFileSize")->text(), QString::number(size));
-        const auto *const progress = flash.findChild<QProgressBar *>();
-        QCOMPARE(progress->maximum(), sent.size() - presses + 1);
-        for (int i = 0; i < presses; ++i)
-            flash.click("pushFlashFile");
-        QTRY_COMPARE(flash.sent, sent);
-        QCOMPARE(progress->value(), progress->maximum());
+        const QByteArray full = bytes(32).toHex();
+        const struct
+        {
+            int size;
+            const char *address;
+            int presses;
+            QByteArray sent;
+        } rows[] = {
+            {0, "1f000", 1, ""},
+            {5, "1F001", 1, "P7c00 ff0001020304ffff"},
+            {33, "1f000", 1, "P7c00 " + full + ",P7c08 20ffffff"},
+            {32, "40003", 1, "P0 ffffff" + full.left(58) + ",P8 1d1e1fff"},
+            // The second press starts again, with the first one's timer still to come.
+            {65, "", 2, "P0 " + full + ",P0 " + full + ",P8 " + bytes(64).mid(32).toHex() + ",P10 40ffffff"},
+        };
+        for (const auto &row : rows) {
+            const QStringList sent = lines(row.sent);
+            Flash flash;
+            flash.edit("lineFileAddress")->setText(QString::fromLatin1(row.address));
+            flash.choose(bytes(row.size));
+            QCOMPARE(flash.edit("lineFileSize")->text(), QString::number(row.size));
+            const auto *const progress = flash.findChild<QProgressBar *>();
+            QCOMPARE(progress->maximum(), sent.size() - row.presses + 1);
+            for (int i = 0; i < row.presses; ++i)
+                flash.click("pushFlashFile");
+            QTRY_COMPARE(flash.sent, sent);
+            QCOMPARE(progress->value(), progress->maximum());
+        }
     }
 
     void refusedFile()
@@ -185,73 +171,67 @@ private Q_SLOTS:
         QCOMPARE(flash.sent, lines("P7c00 00010203"));
     }
 
-    void readToFile_data()
-    {
-        QTest::addColumn<QStringList>("fields");
-        QTest::addColumn<QList<int>>("replies"); // sizes of the pieces
-        QTest::addColumn<QStringList>("sent");
-        const auto row = [](const char *fields, const QList<int> &replies, const char *sent) {
-            QTest::newRow(fields) << lines(fields) << replies << lines(sent);
-        };
-        row("savesizeEdit=10", {32}, "R0 20");
-        row("savesizeEdit=0", {32}, "R0 20");
-        row("savesizeEdit=20", {32}, "R0 20");
-        row("savesizeEdit=21", {32, 1}, "R0 20,R20 1");
-        row("savesizeEdit=45", {5, 0, 32, 32}, "R0 20,R5 20,R5 20,R25 20");
-        row("savesizeEdit=21,saveaddressEdit=fffffff0", {32, 1}, "Rfffffff0 20,R10 1");
-    }
     void readToFile()
     {
-        QFETCH(QStringList, fields);
-        QFETCH(QList<int>, replies);
-        Flash flash;
-        flash.rsp_read_memory(0, bytes(32)); // nobody asked
-        flash.chosen = flash.path();
-        flash.click("browseButton");
-        flash.paste(fields);
-        flash.click("readButton");
-        QByteArray memory;
-        for (const int size : replies) {
-            const uint32 address =
-                flash.sent.last().mid(1).section(QLatin1Char(' '), 0, 0).toUInt(nullptr, 16);
-            memory += bytes(size);
-            flash.rsp_read_memory(address, bytes(size));
-            QCOMPARE(flash.content(), memory); // nothing waits in a buffer
+        const struct
+        {
+            const char *fields;
+            QList<int> replies; // sizes of the pieces
+            const char *sent;
+        } rows[] = {
+            {"savesizeEdit=10", {32}, "R0 20"},
+            {"savesizeEdit=0", {32}, "R0 20"},
+            {"savesizeEdit=20", {32}, "R0 20"},
+            {"savesizeEdit=21", {32, 1}, "R0 20,R20 1"},
+            {"savesizeEdit=45", {5, 0, 32, 32}, "R0 20,R5 20,R5 20,R25 20"},
+            {"savesizeEdit=21,saveaddressEdit=fffffff0", {32, 1}, "Rfffffff0 20,R10 1"},
+        };
+        for (const auto &row : rows) {
+            Flash flash;
+            flash.rsp_read_memory(0, bytes(32)); // nobody asked
+            flash.chosen = flash.path();
+            flash.click("browseButton");
+            flash.paste(lines(row.fields));
+            flash.click("readButton");
+            QByteArray memory;
+            for (const int size : row.replies) {
+                const QString address = flash.sent.last().mid(1).section(QLatin1Char(' '), 0, 0);
+                memory += bytes(size);
+                flash.rsp_read_memory(address.toUInt(nullptr, 16), bytes(size));
+                QCOMPARE(flash.content(), memory); // nothing waits in a buffer
+            }
+            flash.rsp_read_memory(0, bytes(32)); // too late
+            QCOMPARE(lines(row.fields) + flash.sent, lines(row.fields) + lines(row.sent));
+            QCOMPARE(flash.content(), memory);
         }
-        flash.rsp_read_memory(0, bytes(32)); // too late
-        QTEST(flash.sent, "sent");
-        QCOMPARE(flash.content(), memory);
     }
 
-    void refusedRead_data()
-    {
-        QTest::addColumn<QString>("field");
-        QTest::addColumn<QString>("box"); // up to the text of the field
-        const auto row = [](const char *field, const char *box) {
-            QTest::newRow(field) << QString::fromLatin1(field) << QString::fromLatin1(box);
-        };
-        row("savesizeEdit=<b>%1%2", "Size error\nExpected hexadecimal value\n");
-        row("savesizeEdit=80000000", "Size error\nExpected hexadecimal value\n"); // the count has a sign
-        row("saveaddressEdit=", "Address error\nExpected hexadecimal value\n");
-        row("savefileName=/", "File open failed\nIs a directory\n");
-        row("savefileName=pipe", "File open failed\nIs a pipe\n");
-        row("savefileName=", "File open failed\nNo file name specified\n");
-    }
     void refusedRead()
     {
-        QFETCH(QString, field);
-        QFETCH(QString, box);
-        Flash flash;
-        QProcess::execute(QStringLiteral("mkfifo"), {flash.folder.filePath(QStringLiteral("pipe"))});
-        field.replace(QStringLiteral("=pipe"),
-                      QLatin1Char('=') + flash.folder.filePath(QStringLiteral("pipe")));
-        flash.edit("savefileName")->setText(flash.path());
-        flash.click("readButton");
-        flash.paste({field});
-        flash.click("readButton");
-        QCOMPARE(flash.boxes, QStringList(box + field.section(QLatin1Char('='), 1)));
-        flash.rsp_read_memory(0, bytes(2)); // the read before goes on
-        QCOMPARE(flash.sent, lines("R0 20,R2 20"));
+        const struct
+        {
+            const char *field, *box; // up to the text of the field
+        } rows[] = {
+            {"savesizeEdit=<b>%1%2", "Size error\nExpected hexadecimal value\n"},
+            {"savesizeEdit=80000000", "Size error\nExpected hexadecimal value\n"}, // the count has a sign
+            {"saveaddressEdit=", "Address error\nExpected hexadecimal value\n"},
+            {"savefileName=/", "File open failed\nIs a directory\n"},
+            {"savefileName=pipe", "File open failed\nIs a pipe\n"},
+            {"savefileName=", "File open failed\nNo file name specified\n"},
+        };
+        for (const auto &row : rows) {
+            Flash flash;
+            const QString pipe = flash.folder.filePath(QStringLiteral("pipe"));
+            QProcess::execute(QStringLiteral("mkfifo"), {pipe});
+            const QString field = QString::fromLatin1(row.field).replace(QStringLiteral("pipe"), pipe);
+            flash.edit("savefileName")->setText(flash.path());
+            flash.click("readButton");
+            flash.paste({field});
+            flash.click("readButton");
+            QCOMPARE(flash.boxes, {QString::fromLatin1(row.box) + field.section(QLatin1Char('='), 1)});
+            flash.rsp_read_memory(0, bytes(2)); // the read before goes on
+            QCOMPARE(flash.sent, lines("R0 20,R2 20"));
+        }
     }
 
     void fullDisk()
