@@ -4,9 +4,6 @@
 
 namespace {
 
-CommandParser *loaded;
-CommandParser *empty;
-
 // A packet, typed in hexadecimal, comes out as it went in; its length is compared as a signed byte.
 void typeTwice(const CommandParser &parser, const QString &line)
 {
@@ -17,18 +14,13 @@ void typeTwice(const CommandParser &parser, const QString &line)
 
 } // namespace
 
-int LLVMFuzzerInitialize(int *, char ***)
-{
-    loaded = new CommandParser;
-    empty = new CommandParser;
-    REQUIRE(loaded->loadDefinitions(QStringLiteral(VORSEL_DEFINITION_FILE)) == 0);
-    return 0;
-}
-
 int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
 {
+    static CommandParser loaded, empty;
+    static const int result = loaded.loadDefinitions(QStringLiteral(VORSEL_DEFINITION_FILE));
+    REQUIRE(result == 0);
     const QString line = QString::fromUtf8(Input(data, size).rest());
-    typeTwice(*loaded, line);
-    typeTwice(*empty, line);
+    typeTwice(loaded, line);
+    typeTwice(empty, line);
     return 0;
 }

@@ -65,26 +65,11 @@ void startApplication()
     static Application application(count, arguments);
 }
 
-// A plain file with a path of its own that lies in memory only.
-class MemoryFile
+// The path of a plain file with this content that lies in memory only. There is one at a time.
+inline QString inMemoryFile(const QByteArray &content)
 {
-public:
-    MemoryFile()
-        : fd(::memfd_create("fuzz", MFD_CLOEXEC))
-    {
-        REQUIRE(fd >= 0);
-    }
-    ~MemoryFile() { ::close(fd); }
-    MemoryFile(const MemoryFile &) = delete;
-    MemoryFile &operator=(const MemoryFile &) = delete;
-
-    void setContent(const QByteArray &content) const
-    {
-        REQUIRE(::ftruncate(fd, 0) == 0);
-        REQUIRE(::pwrite(fd, content.constData(), std::size_t(content.size()), 0) == content.size());
-    }
-    QString path() const { return QStringLiteral("/proc/self/fd/%1").arg(fd); }
-
-private:
-    const int fd;
-};
+    static const int fd = ::memfd_create("fuzz", MFD_CLOEXEC);
+    REQUIRE(fd >= 0 && ::ftruncate(fd, 0) == 0);
+    REQUIRE(::pwrite(fd, content.constData(), std::size_t(content.size()), 0) == content.size());
+    return QStringLiteral("/proc/self/fd/%1").arg(fd);
+}

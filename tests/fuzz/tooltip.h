@@ -20,9 +20,7 @@ inline QByteArray parseChecked(const CommandParser &parser, const QString &line)
 
     if (packet.isEmpty())
         return packet;
-    const int payload = packet.size() - 4;
-    REQUIRE(payload >= 0);
+    REQUIRE(packet.size() >= 4 && uint8(packet.at(1)) == ((packet.size() - 4) & 0xff));
     REQUIRE(uint8(packet.at(0)) == (uint32(parser.device_id) & 0xff));
-    REQUIRE(uint8(packet.at(1)) == (payload & 0xff));
     return packet;
 }
