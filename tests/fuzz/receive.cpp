@@ -21,17 +21,22 @@ int sizeOf(const QByteArray &type)
     return sizes.at(type);
 }
 
-// Writes down all that the engine emits. Connected by index, as there are too many signals for a slot each.
-class Recorder : public QObject
+// An engine, and all that it emits. Connected by index, as there are too many signals for a slot each.
+struct Recorder : QObject
 {
-public:
-    explicit Recorder(cls_ble &engine)
+    Recorder()
     {
-        connect(&engine, &cls_ble::parsed_message_str, this, &Recorder::takeLine);
+        connect(&engine, &cls_ble::parsed_message_str, this, [this](const QStringList &pieces) {
+            const QString line = pieces.join(QLatin1Char(' '));
+            REQUIRE(line.startsWith(QLatin1String("ble_")));
+            transcript += "line" + line.toUtf8();
+            ++lineCount;
+            feedNext();
+        });
         connect(&engine, &cls_ble::parsed_message_data, this, [this](const QByteArray &frame) {
             transcript += "data" + frame;
             frames.push_back(frame);
-            fed();
+            feedNext();
         });
         connect(&engine, &cls_ble::tx_data, this, [this](const QByteArray &f) { transcript += "sent" + f; });
         for (const QObject *sender : std::initializer_list<const QObject *>{
@@ -40,38 +45,6 @@ public:
             listenTo(sender);
     }
 
-    int qt_metacall(QMetaObject::Call call, int id, void **args) override
-    {
-        id = QObject::qt_metacall(call, id, args);
-        if (id < 0 || call != QMetaObject::InvokeMetaMethod)
-            return id;
-        transcript += "signal" + QByteArray::number(id);
-        for (const int size : argumentSizes[std::size_t(id)]) {
-            const void *argument = *++args;
-            transcript += size > 0 ? QByteArray(static_cast<const char *>(argument), size)
-                                   : *static_cast<const QByteArray *>(argument);
-        }
-        ++signalCount;
-        fed();
-        return -1;
-    }
-
-    void clear()
-    {
-        transcript = QByteArray();
-        frames = {};
-        chunks = {};
-        lineCount = signalCount = 0;
-    }
-
-    QByteArray transcript;
-    std::vector<QByteArray> frames;
-    int lineCount = 0;
-    int signalCount = 0;
-    cls_ble *fedEngine = nullptr;   // gets the next chunk from within each signal
-    std::vector<QByteArray> chunks; // the next one last
-
-private:
     void listenTo(const QObject *sender)
     {
         const QMetaObject *meta = sender->metaObject();
@@ -87,31 +60,31 @@ private:
         }
     }
 
-    void takeLine(const QStringList &pieces)
+    int qt_metacall(QMetaObject::Call call, int id, void **args) override
     {
-        const QString line = pieces.join(QLatin1Char(' '));
-        REQUIRE(line.startsWith(QLatin1String("ble_")));
-        transcript += "line" + line.toUtf8();
-        ++lineCount;
-        fed();
+        id = QObject::qt_metacall(call, id, args);
+        if (id < 0 || call != QMetaObject::InvokeMetaMethod)
+            return id;
+        transcript += "signal" + QByteArray::number(id);
+        for (const int size : argumentSizes[std::size_t(id)]) {
+            const void *argument = *++args;
+            transcript += size > 0 ? QByteArray(static_cast<const char *>(argument), size)
+                                   : *static_cast<const QByteArray *>(argument);
+        }
+        ++signalCount;
+        feedNext();
+        return -1;
     }
 
-    void fed()
+    // From within each signal, as the host may do.
+    void feedNext()
     {
-        if (fedEngine == nullptr || chunks.empty())
+        if (!isFedFromWithin || chunks.empty())
             return;
         const QByteArray next = chunks.back();
         chunks.pop_back();
-        fedEngine->rx_data(next);
+        engine.rx_data(next);
     }
-
-    std::vector<std::vector<int>> argumentSizes;
-};
-
-struct Rig
-{
-    cls_ble engine;
-    Recorder recorder{engine};
 
     // Commands, of which all but the first wait.
     void start(int commands)
@@ -120,65 +93,58 @@ struct Rig
         for (int i = 0; i < commands; ++i)
             engine.system.cmd_hello();
         engine.set_flow_control(false);
-        recorder.lineCount = 0;
+        lineCount = 0;
     }
 
     // What is left of the input ends as frames of zeros, so that the next one finds nothing of it.
     void end(const QByteArray &filler)
     {
-        recorder.fedEngine = nullptr;
         engine.rx_data(filler);
         engine.reset_queue();
-        recorder.clear();
+        transcript.clear();
+        frames.clear();
+        lineCount = signalCount = 0;
     }
+
+    cls_ble engine;
+    std::vector<std::vector<int>> argumentSizes;
+    QByteArray transcript;
+    std::vector<QByteArray> frames;
+    int lineCount = 0;
+    int signalCount = 0;
+    bool isFedFromWithin = false;
+    std::vector<QByteArray> chunks; // the next one last
 };
 
-Rig *whole;
-Rig *cut;
+// How many bytes have to follow these until they can be a frame; 0 or less if none.
+int lacking(const char *bytes, int size)
+{
+    return (size < 4 ? 4 : ((bytes[0] & 7) << 8 | uint8(bytes[1])) + 4) - size;
+}
 
-struct Cutting
+// Cuts bytes into frames in the plainest way, and leaves what is behind the last one; `known` counts those
+// that have a handler.
+std::vector<QByteArray> takeFrames(QByteArray &bytes, int &known)
 {
     std::vector<QByteArray> frames;
-    int known = 0;   // frames that have a handler
-    int rest = 0;    // bytes behind the last frame
-    int lacking = 0; // bytes until these can be a frame
-};
-
-// Cuts bytes into frames in the plainest way.
-Cutting cutting(const QByteArray &bytes)
-{
-    Cutting result;
     int at = 0;
-    const auto left = [&] { return bytes.size() - at; };
-    while (left() >= 4) {
+    while (bytes.size() - at >= 4) {
         const auto byte = [&](int i) { return uint32(uint8(bytes.at(at + i))); };
         if ((byte(0) & 0x78) != 0) {
             ++at;
             continue;
         }
-        const int total = int((byte(0) & 7) << 8 | byte(1)) + 4;
-        result.lacking = total - left();
-        if (result.lacking > 0)
+        if (lacking(bytes.constData() + at, bytes.size() - at) > 0)
             break;
-        result.known += cls_ble::find_response_or_event(byte(0) | byte(2) << 16 | byte(3) << 24) != nullptr;
-        result.frames.push_back(bytes.mid(at, total));
-        at += total;
+        known += cls_ble::find_response_or_event(byte(0) | byte(2) << 16 | byte(3) << 24) != nullptr;
+        frames.push_back(bytes.mid(at, int((byte(0) & 7) << 8 | byte(1)) + 4));
+        at += frames.back().size();
     }
-    result.rest = left();
-    if (left() < 4)
-        result.lacking = 4 - left();
-    return result;
+    bytes.remove(0, at);
+    return frames;
 }
 
-// As many zeros as it takes until nothing is left behind the last frame.
-QByteArray fillerBehind(QByteArray bytes)
-{
-    const int size = bytes.size();
-    for (Cutting result = cutting(bytes); result.rest > 0; result = cutting(bytes))
-        bytes.append(result.lacking, '\0');
-    return bytes.mid(size);
-}
-
+// The last one first.
 std::vector<QByteArray> chunksOf(const QByteArray &bytes, const QByteArray &lengths)
 {
     std::vector<QByteArray> chunks;
@@ -188,6 +154,7 @@ std::vector<QByteArray> chunksOf(const QByteArray &bytes, const QByteArray &leng
         at += chunks.back().size();
     }
     chunks.push_back(bytes.mid(at));
+    std::reverse(chunks.begin(), chunks.end());
     return chunks;
 }
 
@@ -201,13 +168,6 @@ void feedBorrowed(cls_ble &engine, const QByteArray &bytes)
 
 } // namespace
 
-int LLVMFuzzerInitialize(int *, char ***)
-{
-    whole = new Rig;
-    cut = new Rig;
-    return 0;
-}
-
 // A byte of how, the count of chunk lengths, these lengths, and the bytes. The last chunk is all that is
 // left.
 int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
@@ -216,36 +176,34 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     const uint8 how = input.byte();
     const QByteArray lengths = input.counted();
     const QByteArray bytes = input.rest();
-    const int commands = how & 3;
-    const bool fromWithin = (how & 4) != 0;
-    const bool borrowed = (how & 8) != 0;
 
-    whole->start(commands);
-    whole->engine.rx_data(bytes);
+    static Recorder whole, cut; // each takes a millisecond to make
+    whole.start(how & 3);
+    whole.engine.rx_data(bytes);
 
-    cut->start(commands);
-    auto chunks = chunksOf(bytes, lengths);
-    std::reverse(chunks.begin(), chunks.end());
-    cut->recorder.chunks = std::move(chunks);
-    cut->recorder.fedEngine = fromWithin ? &cut->engine : nullptr;
-    auto &waiting = cut->recorder.chunks;
-    while (!waiting.empty()) {
-        const QByteArray next = waiting.back();
-        waiting.pop_back();
-        if (borrowed)
-            feedBorrowed(cut->engine, next);
-        else
-            cut->engine.rx_data(next);
+    cut.start(how & 3);
+    cut.chunks = chunksOf(bytes, lengths);
+    cut.isFedFromWithin = (how & 4) != 0;
+    while (!cut.chunks.empty()) {
+        const QByteArray next = cut.chunks.back();
+        cut.chunks.pop_back();
+        (how & 8) != 0 ? feedBorrowed(cut.engine, next) : cut.engine.rx_data(next);
     }
 
-    const Cutting expected = cutting(bytes);
-    REQUIRE(whole->recorder.frames == expected.frames);
-    REQUIRE(whole->recorder.signalCount == expected.known);
-    REQUIRE(whole->recorder.lineCount == expected.known);
-    REQUIRE(whole->recorder.transcript == cut->recorder.transcript);
+    QByteArray rest = bytes;
+    int known = 0;
+    REQUIRE(whole.frames == takeFrames(rest, known));
+    REQUIRE(whole.signalCount == known && whole.lineCount == known);
+    REQUIRE(whole.transcript == cut.transcript);
 
-    const QByteArray filler = fillerBehind(bytes.right(expected.rest));
-    whole->end(filler);
-    cut->end(filler);
+    QByteArray filler;
+    while (!rest.isEmpty()) {
+        const QByteArray zeros(lacking(rest.constData(), rest.size()), '\0');
+        filler += zeros;
+        rest += zeros;
+        takeFrames(rest, known);
+    }
+    whole.end(filler);
+    cut.end(filler);
     return 0;
 }
