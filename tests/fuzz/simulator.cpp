@@ -71,8 +71,7 @@ public:
     {
         options.packetMode = (how & 1) != 0;
         options.quiet = (how & 2) != 0;
-        if ((how & 4) != 0)
-            options.identity.answerDelay = 20;
+        options.identity.answerDelay = (how & 4) != 0 ? 20 : 0;
         program.emplace(options);
         REQUIRE(!program->start());
         QObject::connect(&*program, &ModuleProgram::finished, &*program, [this] { isOver = true; });
@@ -126,14 +125,9 @@ QByteArray command(Input &input, bool inPacketMode)
         payload.back() = char(array.size());
         payload += array;
     }
-    QByteArray frame;
-    if (inPacketMode)
-        frame += char(4 + payload.size());
-    frame += '\0';
-    frame += char(payload.size());
-    frame += char(record->header[2]);
-    frame += char(record->header[3]);
-    return frame + payload;
+    const char frame[] = {char(4 + payload.size()), 0, char(payload.size()), char(record->header[2]),
+                          char(record->header[3])};
+    return QByteArray(frame, 5).mid(inPacketMode ? 0 : 1) + payload;
 }
 
 // Whole frames and nothing else; gives how many of them answer a command.
@@ -176,11 +170,10 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     for (int steps = 0; !input.isEmpty() && !host.isOver && steps < 200; ++steps) {
         const uint8 step = input.byte();
         switch (step % 8) {
-        case 0: {
+        case 0:
             host.send(input.counted());
             isPlain = false;
             break;
-        }
         case 1:
             host.say(input.counted() + (step & 0x80 ? "" : "\n"));
             isPlain = false;

@@ -113,78 +113,57 @@ private Q_SLOTS:
         }
     }
 
-    void makeFrameSetsElevenBitLength()
-    {
-        // read_memory's data is its last field, so a frame can be as long as 4 + 5 + 255.
-        const int response = responseIndex(commandIndex(QStringLiteral("system_read_memory")));
-        const QByteArray frame = makeFrame(response, QByteArray(4, '\0') + QByteArray(256, '\xff'));
-        QCOMPARE(frame.left(4).toHex(), QByteArray("01040007"));
-        QCOMPARE(frame.size(), 264);
-    }
-
-    void describe_data()
-    {
-        QTest::addColumn<bool>("fromHost");
-        QTest::addColumn<QString>("description");
-        QTest::newRow("00030003341256") << true << "system_reg_write address:1234 value:56";
-        QTest::newRow("000600020504030201c0") << false << "system_address_get address:c00102030405";
-        QTest::newRow("000400090502aabb") << true << "system_endpoint_tx endpoint:05 data:aabb";
-        QTest::newRow("800200068001") << false << "system_protocol_error reason:0180";
-        QTest::newRow("0002000334") << true << "system_reg_write"; // cut off
-        QTest::newRow("0003000905ffaa") << true << "system_endpoint_tx endpoint:05";
-        QTest::newRow("000000ff") << true << "unknown";
-        QTest::newRow("0000") << true << "unknown"; // less than a header
-    }
-
     void describe()
     {
-        QFETCH(bool, fromHost);
-        QTEST(describeFrame(QByteArray::fromHex(QTest::currentDataTag()), fromHost), "description");
-    }
-
-    void cuts_data()
-    {
-        QTest::addColumn<bool>("packetMode");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QByteArray>("pieces");
-        const auto row = [](const char *name, bool packetMode, const QByteArray &bytes,
-                            const QByteArray &pieces) {
-            QTest::newRow(name) << packetMode << bytes << pieces;
+        const struct
+        {
+            const char *frame;
+            bool fromHost;
+            const char *text;
+        } rows[] = {
+            {"00030003341256", true, "system_reg_write address:1234 value:56"},
+            {"000600020504030201c0", false, "system_address_get address:c00102030405"},
+            {"000400090502aabb", true, "system_endpoint_tx endpoint:05 data:aabb"},
+            {"800200068001", false, "system_protocol_error reason:0180"},
+            {"0002000334", true, "system_reg_write"}, // cut off
+            {"0003000905ffaa", true, "system_endpoint_tx endpoint:05"},
+            {"000000ff", true, "unknown"},
+            {"0000", true, "unknown"}, // less than a header
         };
-        const QByteArray hello = "00000001", longFrame = "0104000905ff" + QByteArray(258, 'a').toHex();
-        row("two frames and a half", false, "00000001 00010000 00 00 0001", "[00000001][0001000000]");
-        row("11-bit length", false, longFrame, '[' + longFrame + ']');
-        row("junk", false, "ff08" + hello + "8010" + hello, "ff08[00000001]8010[00000001]");
-        row("junk alone goes at once", false, "ff", "ff");
-        row("packet mode", true, "04" + hello + "0500010000 00", "[00000001][0001000000]");
-        row("packet mode, low 8 bits of 264", true, "08" + longFrame, '[' + longFrame + ']');
-        row("no packet byte", true, hello + "04" + hello, "00000001[00000001]");
-        row("wrong packet byte", true, "07" + hello + "04" + hello, "0700000001[00000001]");
+        for (const auto &[frame, fromHost, description] : rows)
+            QCOMPARE(describeFrame(QByteArray::fromHex(frame), fromHost), QString::fromLatin1(description));
     }
 
     void cuts()
     {
-        QFETCH(bool, packetMode);
-        QFETCH(QByteArray, bytes);
-        QFETCH(QByteArray, pieces);
-        const QByteArray all = QByteArray::fromHex(bytes);
-        FrameCutter byByte(packetMode);
-        QVector<FrameCutter::Piece> got;
-        for (int split = 0; split < all.size(); ++split) {
-            got += byByte.add(all.mid(split, 1));
-            FrameCutter cutter(packetMode);
-            const auto first = cutter.add(all.left(split));
-            QCOMPARE(text(first + cutter.add(all.mid(split))), pieces);
+        const QByteArray hello = "00000001", longFrame = "0104000905ff" + QByteArray(258, 'a').toHex();
+        const struct
+        {
+            const char *name;
+            bool packetMode;
+            QByteArray bytes, pieces;
+        } rows[] = {
+            {"two frames and a half", false, "00000001 00010000 00 00 0001", "[00000001][0001000000]"},
+            {"11-bit length", false, longFrame, '[' + longFrame + ']'},
+            {"junk", false, "ff08" + hello + "8010" + hello, "ff08[00000001]8010[00000001]"},
+            {"junk alone goes at once", false, "ff", "ff"},
+            {"packet mode", true, "04" + hello + "0500010000 00", "[00000001][0001000000]"},
+            {"packet mode, low 8 bits of 264", true, "08" + longFrame, '[' + longFrame + ']'},
+            {"no packet byte", true, hello + "04" + hello, "00000001[00000001]"},
+            {"wrong packet byte", true, "07" + hello + "04" + hello, "0700000001[00000001]"},
+        };
+        for (const auto &row : rows) {
+            const QByteArray all = QByteArray::fromHex(row.bytes);
+            FrameCutter byByte(row.packetMode);
+            QVector<FrameCutter::Piece> got;
+            for (int split = 0; split < all.size(); ++split) {
+                got += byByte.add(all.mid(split, 1));
+                FrameCutter cutter(row.packetMode);
+                const auto first = cutter.add(all.left(split));
+                QCOMPARE(row.name + text(first + cutter.add(all.mid(split))), row.name + row.pieces);
+            }
+            QCOMPARE(row.name + text(got), row.name + row.pieces);
         }
-        QCOMPARE(text(got), pieces);
-    }
-
-    void cutterForgetsUnfinishedFrame()
-    {
-        FrameCutter cutter;
-        QVERIFY(cutter.add(QByteArray::fromHex("07ff00")).isEmpty());
-        cutter.clear();
-        QCOMPARE(text(cutter.add(QByteArray::fromHex("00000001"))), QByteArray("[00000001]"));
     }
 };
 

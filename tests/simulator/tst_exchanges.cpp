@@ -94,28 +94,27 @@ private Q_SLOTS:
         QCOMPARE(notes[0][0].toString(), QStringLiteral("remote read of 20: 41 42"));
     }
 
-    // A row: the result, and the frames that come of it.
-    void remoteWriteIsReported_data()
-    {
-        QTest::addColumn<int>("handle");
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<QByteArray>("frames");
-        QTest::newRow("value") << 3 << QByteArray("AB") << 0 << QByteArray("80090200020003000000024142");
-        QTest::newRow("user's") << 0x14 << QByteArray("A") << 0 << QByteArray("800802000202140000000141");
-        QTest::newRow("read-only") << 1 << QByteArray("A") << 0x403 << QByteArray();
-        QTest::newRow("no such handle") << 0x99 << QByteArray("A") << 0x401 << QByteArray();
-        QTest::newRow("configuration")
-            << 0x0e << QByteArray("\1\0", 2) << 0 << QByteArray("8009020002000e000000020100,800302020d0001");
-    }
-
     void remoteWriteIsReported()
     {
-        QFETCH(int, handle);
-        QFETCH(QByteArray, value);
-        Subject module;
-        QTEST(int(module.attributes().remoteWrite(2, uint16(handle), 0, value)), "result");
-        QTEST(module.seen(), "frames");
+        const struct
+        {
+            const char *name;
+            uint16 handle;
+            QByteArray value;
+            int result;
+            const char *frames;
+        } rows[] = {
+            {"value", 3, "AB", 0, "80090200020003000000024142"},
+            {"user's", 0x14, "A", 0, "800802000202140000000141"},
+            {"read-only", 1, "A", 0x403, ""},
+            {"no such handle", 0x99, "A", 0x401, ""},
+            {"configuration", 0x0e, {"\1\0", 2}, 0, "8009020002000e000000020100,800302020d0001"},
+        };
+        for (const auto &row : rows) {
+            Subject module;
+            const int result = module.attributes().remoteWrite(2, row.handle, 0, row.value);
+            QVERIFY2(result == row.result && module.seen() == row.frames, row.name);
+        }
     }
 
     void seedDecidesFirmware()

@@ -9,42 +9,35 @@ class TestHardware : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void levelChangesInterrupt_data()
-    {
-        QTest::addColumn<QByteArray>("set");
-        QTest::addColumn<int>("levels");
-        QTest::addColumn<int>("driven");
-        QTest::addColumn<QByteArray>("event"); // port, pins that interrupt, levels
-        QTest::addColumn<QByteArray>("after");
-        const auto row = [](const char *name, const char *set, int levels, int driven, const char *event,
-                            const char *after) {
-            QTest::newRow(name) << QByteArray(set) << levels << driven << QByteArray(event)
-                                << QByteArray(after);
-        };
-        row("rising, only enabled pins", "070501ff00;0700010300", 0xfe, 0xff, "0102fe", "fe");
-        row("falling", "0700010f01", 0xf5, 0xff, "010af5", "f5");
-        row("enable and edge apart", "070e010f;070f0101", 0xf5, 0xff, "010af5", "f5");
-        row("the other edge", "0700010f00", 0xf5, 0xff, "", "f5");
-        row("no change", "0700010f01", 0xff, 0xff, "", "ff");
-        row("what is not driven shows its pull", "0700010f01", 0x00, 0x03, "0103fc", "fc");
-        row("outputs keep their level", "070301ff;070001ff01", 0x00, 0xff, "", "ff");
-        row("another port's pins", "070002ff01", 0x00, 0xff, "", "00");
-        row("nothing after a reset", "0700010f01;000000", 0xf5, 0xff, "", "f5");
-    }
-
     void levelChangesInterrupt()
     {
-        QFETCH(QByteArray, set);
-        QFETCH(int, levels);
-        QFETCH(int, driven);
-        QFETCH(QByteArray, after);
-        LinkedModule linked;
-        linked.send(set);
-        linked.received.clear();
-        QVERIFY(linked.module.hardware().drivePins(1, uint8(levels), uint8(driven)));
-        QTEST(linked.seen().mid(5 + 8), "event"); // behind "!0700" and a timestamp
-        QCOMPARE(linked.send("070701ff"), "0707000001" + after);
-        QVERIFY(!linked.module.hardware().drivePins(3, 0, 0xff));
+        const struct
+        {
+            const char *name, *set;
+            uint8 levels, driven;
+            QByteArray event; // port, pins that interrupt, levels
+            const char *after;
+        } rows[] = {
+            {"rising, only enabled pins", "070501ff00;0700010300", 0xfe, 0xff, "0102fe", "fe"},
+            {"falling", "0700010f01", 0xf5, 0xff, "010af5", "f5"},
+            {"enable and edge apart", "070e010f;070f0101", 0xf5, 0xff, "010af5", "f5"},
+            {"the other edge", "0700010f00", 0xf5, 0xff, "", "f5"},
+            {"no change", "0700010f01", 0xff, 0xff, "", "ff"},
+            {"what is not driven shows its pull", "0700010f01", 0x00, 0x03, "0103fc", "fc"},
+            {"outputs keep their level", "070301ff;070001ff01", 0x00, 0xff, "", "ff"},
+            {"another port's pins", "070002ff01", 0x00, 0xff, "", "00"},
+            {"nothing after a reset", "0700010f01;000000", 0xf5, 0xff, "", "f5"},
+        };
+        for (const auto &row : rows) {
+            LinkedModule linked;
+            linked.send(row.set);
+            linked.received.clear();
+            QVERIFY(linked.module.hardware().drivePins(1, row.levels, row.driven));
+            QCOMPARE(row.name + linked.seen().mid(5 + 8),
+                     row.name + row.event); // behind "!0700" and a timestamp
+            QCOMPARE(row.name + linked.send("070701ff"), row.name + QByteArray("0707000001") + row.after);
+            QVERIFY(!linked.module.hardware().drivePins(3, 0, 0xff));
+        }
     }
 
     void comparatorReportsChanges()

@@ -28,36 +28,35 @@ private Q_SLOTS:
         LinkedModule(device, identity).play(steps);
     }
 
-    void life_data()
-    {
-        using Connecting = RemoteDevice::Connecting;
-        QTest::addColumn<int>("connecting");
-        QTest::addColumn<QByteArray>("frames");
-        const QByteArray status = "!03000005010203040506010c000a000000ff";
-        QTest::newRow("stays") << int(Connecting::stays) << status;
-        QTest::newRow("wants longer intervals") << -1 << status + ",!0304003b02";
-        QTest::newRow("hangs up") << int(Connecting::hangsUp) << status + ",!0304001302";
-        QTest::newRow("never answers") << int(Connecting::neverAnswers) << QByteArray("!0304003e02");
-    }
-
     void life()
     {
-        QFETCH(int, connecting);
-        RemoteDevice device = LinkedModule::remoteDevice();
-        if (connecting >= 0)
-            device.connecting = RemoteDevice::Connecting(connecting);
-        else
-            device.shortestInterval = 13;
-        device.hangUpTime = 10;
-        LinkedModule linked(device);
-        Links &links = linked.module.links();
-        QVERIFY(links.isConnected(device.address));
-        QFETCH(QByteArray, frames);
-        QTRY_COMPARE(linked.seen(), frames);
-        const bool stays = connecting == int(RemoteDevice::Connecting::stays);
-        QCOMPARE(links.freeHandle(), stays ? 1 : 0);
-        QCOMPARE(links.hangUp(0), stays);
-        QVERIFY(!links.isConnected(device.address));
+        using Connecting = RemoteDevice::Connecting;
+        const QByteArray status = "!03000005010203040506010c000a000000ff";
+        const struct
+        {
+            Connecting connecting;
+            uint16 shortestInterval;
+            QByteArray frames;
+        } rows[] = {
+            {Connecting::stays, 12, status},
+            {Connecting::stays, 13, status + ",!0304003b02"},
+            {Connecting::hangsUp, 12, status + ",!0304001302"},
+            {Connecting::neverAnswers, 12, "!0304003e02"},
+        };
+        for (const auto &row : rows) {
+            RemoteDevice device = LinkedModule::remoteDevice();
+            device.connecting = row.connecting;
+            device.shortestInterval = row.shortestInterval;
+            device.hangUpTime = 10;
+            LinkedModule linked(device);
+            Links &links = linked.module.links();
+            QVERIFY(links.isConnected(device.address));
+            QTRY_COMPARE(linked.seen(), row.frames);
+            const bool stays = row.frames == status;
+            QCOMPARE(links.freeHandle(), stays ? 1 : 0);
+            QCOMPARE(links.hangUp(0), stays);
+            QVERIFY(!links.isConnected(device.address));
+        }
     }
 
     void eightAtMost()

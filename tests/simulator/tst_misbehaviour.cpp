@@ -74,50 +74,46 @@ private Q_SLOTS:
         QCOMPARE(subject.ends.size(), 1);
     }
 
-    // A row: settings, each write of a hello, an event and a cleared whitelist in hex, and what is said of
-    // them.
-    void helloEventClear_data()
-    {
-        QTest::addColumn<QByteArray>("writes");
-        QTest::addColumn<QByteArray>("notes");
-        const auto row = [](const char *settings, const char *writes, const char *notes) {
-            QTest::newRow(settings) << QByteArray(writes) << QByteArray(notes);
-        };
-        const char *const lostHello = "lost: system_hello", *const lostClear = "lost: system_whitelist_clear";
-        const char *const lostEvent = "lost: system_protocol_error reason:0180";
-        row("lose 0", "00000001 800200068001 0000000c", "");
-        row("junk-bytes ff 7f", "00000001 ff7f800200068001 ff7f0000000c", "junk: 2 bytes,junk: 2 bytes");
-        row("split 4", "00000001 80020006 8001 0000000c", "split: 6 bytes"); // the others are no longer
-        row("split 1", "00 00 00 01 80 02 00 06 80 01 00 00 00 0c",
-            "split: 4 bytes,split: 6 bytes,split: 4 bytes");
-        row("join 1", "00000001 800200068001 0000000c", "");
-        row("join 2", "00000001800200068001 0000000c", "joined: 2 frames"); // the last one alone
-        row("join 3", "000000018002000680010000000c", "joined: 3 frames");
-        row("join 3; split 10", "00000001800200068001 0000000c", "joined: 3 frames,split: 14 bytes");
-        row("lose 1", "800200068001 0000000c", lostHello);
-        row("lose-every 2", "00000001 800200068001", lostClear);
-        row("lose-command system_whitelist_clear", "00000001 800200068001", lostClear);
-        row("lose-command system_whitelist_clear; lose-command system_hello", "800200068001",
-            "lost: system_hello,lost: system_whitelist_clear");
-        row("lose-event system_protocol_error", "00000001 0000000c", lostEvent);
-        row("lose-command system_hello@1; lose-event system_protocol_error", "0000000c",
-            "lost: system_hello,lost: system_protocol_error reason:0180");
-    }
-
     void helloEventClear()
     {
-        Subject subject(1, QTest::currentDataTag());
-        QSignalSpy notes(&subject, &Misbehaviour::note);
-        subject.sendAll({hello, protocolError, whitelistClear});
-        QFETCH(QByteArray, writes);
-        QByteArrayList pieces;
-        for (const QByteArray &piece : writes.split(' '))
-            pieces.append(QByteArray::fromHex(piece));
-        QTRY_COMPARE(subject.writes(), pieces);
-        QByteArrayList said;
-        for (const QList<QVariant> &signal : notes)
-            said.append(signal.first().toString().toLatin1());
-        QTEST(said.join(','), "notes");
+        const char *const lostClear = "lost: system_whitelist_clear";
+        // Each write of a hello, an event and a cleared whitelist in hex, and what is said of them.
+        const struct
+        {
+            const char *settings;
+            QByteArray writes, notes;
+        } rows[] = {
+            {"lose 0", "00000001 800200068001 0000000c", ""},
+            {"junk-bytes ff 7f", "00000001 ff7f800200068001 ff7f0000000c", "junk: 2 bytes,junk: 2 bytes"},
+            {"split 4", "00000001 80020006 8001 0000000c", "split: 6 bytes"}, // the others are no longer
+            {"split 1", "00 00 00 01 80 02 00 06 80 01 00 00 00 0c",
+             "split: 4 bytes,split: 6 bytes,split: 4 bytes"},
+            {"join 1", "00000001 800200068001 0000000c", ""},
+            {"join 2", "00000001800200068001 0000000c", "joined: 2 frames"}, // the last one alone
+            {"join 3", "000000018002000680010000000c", "joined: 3 frames"},
+            {"join 3; split 10", "00000001800200068001 0000000c", "joined: 3 frames,split: 14 bytes"},
+            {"lose 1", "800200068001 0000000c", "lost: system_hello"},
+            {"lose-every 2", "00000001 800200068001", lostClear},
+            {"lose-command system_whitelist_clear", "00000001 800200068001", lostClear},
+            {"lose-command system_whitelist_clear; lose-command system_hello", "800200068001",
+             "lost: system_hello,lost: system_whitelist_clear"},
+            {"lose-event system_protocol_error", "00000001 0000000c",
+             "lost: system_protocol_error reason:0180"},
+            {"lose-command system_hello@1; lose-event system_protocol_error", "0000000c",
+             "lost: system_hello,lost: system_protocol_error reason:0180"},
+        };
+        for (const auto &row : rows) {
+            Subject subject(1, row.settings);
+            QSignalSpy notes(&subject, &Misbehaviour::note);
+            subject.sendAll({hello, protocolError, whitelistClear});
+            QByteArrayList pieces, said;
+            for (const QByteArray &piece : row.writes.split(' '))
+                pieces.append(QByteArray::fromHex(piece));
+            QTRY_COMPARE(subject.writes(), pieces);
+            for (const QList<QVariant> &signal : notes)
+                said.append(signal.first().toString().toLatin1());
+            QCOMPARE(row.settings + said.join(','), row.settings + row.notes);
+        }
     }
 
     void onlyTheNthIsLost()
