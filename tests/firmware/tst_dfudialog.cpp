@@ -1,3 +1,4 @@
+#include "chains.h"
 #include "firmware/dfudialog.h"
 
 #include "protocol/cls_ble.h"
@@ -26,16 +27,7 @@ private Q_SLOTS:
     }
     void cleanup() { dialog.reset(); }
 
-    void chains_data()
-    {
-        QTest::addColumn<QByteArrayList>("steps");
-        QFile table(QStringLiteral(VORSEL_CHAINS));
-        QVERIFY(table.open(QIODevice::ReadOnly));
-        for (const QByteArray &chain : table.readAll().replace("\n== ", "\x01").split('\x01').mid(1)) {
-            const QByteArrayList lines = chain.trimmed().split('\n');
-            QTest::newRow(lines.at(0).constData()) << lines.mid(1);
-        }
-    }
+    void chains_data() { addChains(VORSEL_CHAINS); }
 
     void chains()
     {
