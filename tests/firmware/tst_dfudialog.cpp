@@ -1,5 +1,5 @@
-#include "chains.h"
 #include "firmware/dfudialog.h"
+#include "tests/chains.h"
 
 #include "protocol/cls_ble.h"
 

@@ -1,5 +1,5 @@
-#include "chains.h"
 #include "firmware/flashmem.h"
+#include "tests/chains.h"
 
 #include <QtTest>
 #include <QtWidgets>
