@@ -56,20 +56,23 @@ public:
         module.links().open(handle, to, {12, 10, 0});
     }
 
-    // Sends commands in hex with ";" between, and gives what comes from here on.
+    // Sends commands in hex with "+" between, of which "link N" is none, and gives what comes from here on.
     QByteArray send(const QByteArray &commands)
     {
         received.clear();
-        for (const QByteArray &command : commands.split(';')) {
+        for (const QByteArray &command : commands.split('+')) {
             const QByteArray bytes = QByteArray::fromHex(command);
-            module.takeFrame(QByteArray(1, '\0') + char(bytes.size() - 2) + bytes);
+            if (command.startsWith("link"))
+                link(uint8(command.mid(4).toInt()), device);
+            else
+                module.takeFrame(QByteArray(1, '\0') + char(bytes.size() - 2) + bytes);
         }
         return seen();
     }
 
     QByteArray seen() const { return received.join(','); }
 
-    // "COMMAND>FRAME,FRAME; COMMAND>...": sends each command and waits for as many frames as there are.
+    // "COMMANDS>FRAME,FRAME; COMMANDS>...": sends them and waits for as many frames as there are.
     void play(QByteArray steps)
     {
         for (const QByteArray &step : steps.replace(' ', "").split(';')) {

@@ -18,15 +18,15 @@ private Q_SLOTS:
             QByteArray event; // port, pins that interrupt, levels
             const char *after;
         } rows[] = {
-            {"rising, only enabled pins", "070501ff00;0700010300", 0xfe, 0xff, "0102fe", "fe"},
+            {"rising, only enabled pins", "070501ff00+0700010300", 0xfe, 0xff, "0102fe", "fe"},
             {"falling", "0700010f01", 0xf5, 0xff, "010af5", "f5"},
-            {"enable and edge apart", "070e010f;070f0101", 0xf5, 0xff, "010af5", "f5"},
+            {"enable and edge apart", "070e010f+070f0101", 0xf5, 0xff, "010af5", "f5"},
             {"the other edge", "0700010f00", 0xf5, 0xff, "", "f5"},
             {"no change", "0700010f01", 0xff, 0xff, "", "ff"},
             {"what is not driven shows its pull", "0700010f01", 0x00, 0x03, "0103fc", "fc"},
-            {"outputs keep their level", "070301ff;070001ff01", 0x00, 0xff, "", "ff"},
+            {"outputs keep their level", "070301ff+070001ff01", 0x00, 0xff, "", "ff"},
             {"another port's pins", "070002ff01", 0x00, 0xff, "", "00"},
-            {"nothing after a reset", "0700010f01;000000", 0xf5, 0xff, "", "f5"},
+            {"nothing after a reset", "0700010f01+000000", 0xf5, 0xff, "", "f5"},
         };
         for (const auto &row : rows) {
             LinkedModule linked;
@@ -59,7 +59,7 @@ private Q_SLOTS:
         LinkedModule linked;
         QElapsedTimer clock;
         clock.start();
-        linked.send("0701010000000200; 0701480100000101"); // the first is as short as can be, but slower
+        linked.send("0701010000000200 + 0701480100000101"); // the first is as short as can be, but slower
         QTRY_VERIFY(linked.received.count("!070102") >= 4);
         QVERIFY(clock.elapsed() >= 35);
         QCOMPARE(linked.received.count("!070101"), 1);
@@ -78,8 +78,8 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         const auto before = answer("0716", 4);
-        linked.send("080105; 0801ff; 0701660600000001");  // the second is refused, the test goes on
-        QTRY_VERIFY(linked.received.contains("!070100")); // 50 ms
+        linked.send("080105 + 0801ff + 0701660600000001"); // the second is refused, the test goes on
+        QTRY_VERIFY(linked.received.contains("!070100"));  // 50 ms
         const auto packets = answer("0802", 2), ticks = answer("0716", 4) - before;
         const auto most = clock.nsecsElapsed() / 1000;
         QVERIFY2(packets >= 70 && packets <= most / 625, qPrintable(QString::number(packets)));

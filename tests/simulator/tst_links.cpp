@@ -25,6 +25,7 @@ private Q_SLOTS:
                           uint8(number(3, PairingFeatures::shortestKey)),
                           uint8(number(4, PairingFeatures::longestKey))};
         identity.pairingTimeout = number(5, identity.pairingTimeout);
+        identity.answerDelay = number(6, 0);
         LinkedModule(device, identity).play(steps);
     }
 
@@ -85,7 +86,7 @@ private Q_SLOTS:
         LinkedModule linked;
         Air &air = linked.module.air();
         Q_EMIT air.rangeChanged(linked.device, false);
-        linked.send("0404 00 0300; 0406 00 2500 00");
+        linked.send("0404 00 0300 + 0406 00 2500 00");
         QCoreApplication::processEvents();
         QCOMPARE(linked.seen(), QByteArray("0404000000,0406008201"));
         linked.received.clear();
@@ -124,35 +125,6 @@ private Q_SLOTS:
         linked.play("0500 00 00>0500 00 0000, !0300 00 03 150203040506 01 0c00 0a00 0000 05;"
                     "0500 01 01>0500 01 0000, !0501 01 0503; 0404 01 2f00>0404 01 0000, !0401 01 0f04 2f00;"
                     "000a 000000000000 00>000a 0000; 0507>0507 8201 07");
-    }
-
-    void oneProcedureAtATime()
-    {
-        ModuleIdentity identity;
-        identity.answerDelay = 20;
-        LinkedModule linked(LinkedModule::remoteDevice(), identity);
-        linked.link(1, linked.device);
-        QCOMPARE(linked.send("0404 00 0300; 0403 00 0100 ffff; 0406 00 2500 00; 0404 01 0100"),
-                 QByteArray("0404000000,0403008101,0406000000,0404010000"));
-        QTRY_COMPARE(linked.received.size(), 4 + 4);
-        linked.play("0404 00 9900>0404 00 0000, !0401 00 0104 9900");
-    }
-
-    void endOfLinkEndsProcedure()
-    {
-        LinkedModule linked;
-        linked.play("0405 00 2200 01 61>0405 00 0000, !0401 00 0000 2200;"
-                    "0409 00 2200 0000 01 5a>0409 00 0000, !0401 00 0000 2200");
-        linked.send("0401 00 0100 ffff 02 0028; 0300 00");
-        QCoreApplication::processEvents();
-        QCOMPARE(linked.seen(), QByteArray("0401000000,0300000000,!0304001602"));
-        // What was written stays, even when the module restarts; what was only prepared does not.
-        linked.link(0, linked.device);
-        linked.play("040a 00 01>040a 00 0000, !0401 00 0000 0000;"
-                    "0404 00 2200>0404 00 0000, !0405 00 2200 00 01 61, !0401 00 0000 2200");
-        linked.send("0000 00");
-        linked.link(0, linked.device);
-        linked.play("0404 00 2200>0404 00 0000, !0405 00 2200 00 01 61, !0401 00 0000 2200");
     }
 
     void updateOverTheAir()
