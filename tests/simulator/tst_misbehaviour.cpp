@@ -185,6 +185,7 @@ private Q_SLOTS:
         const std::optional<uint16> full = 0x0182;
         Subject subject(1, "");
         QCOMPARE(subject.chosenResult(regWrite), std::nullopt);
+        QVERIFY(subject.set(QStringLiteral("nonsense"), QStringLiteral("1")).has_value());
         subject.change("result system_reg_write=0x0182");
         QCOMPARE(subject.chosenResult(regWrite), full);
         QCOMPARE(subject.chosenResult(regWrite + 1), std::nullopt);
