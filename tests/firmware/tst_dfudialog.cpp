@@ -109,10 +109,8 @@ private Q_SLOTS:
 
     void tool()
     {
-        const struct
-        {
-            const char *image, *output; // what the tool is told to do, and the text below the first two lines
-        } rows[] = {
+        // What the tool is told to do, and the text below the first two lines.
+        const std::tuple<const char *, const char *> rows[] = {
             {"0 %1", "DFU Started...\n\n[%2:] [0 %1]\nFinished"},
             {"", "DFU Started...\n\n[%2:] []\nFinished"},
             {"3", "DFU Started...\n\n[%2:] [3]\nError in USB DFU:3 0\n"},

@@ -47,28 +47,17 @@ QString harmless(const QString &line)
     return name == QLatin1String("dump-ota") ? QStringLiteral("dump-ota /dev/null") : line;
 }
 
-class Host
+struct Host
 {
-public:
-    Host()
+    explicit Host(uint8 how)
         : terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
     {
         REQUIRE(terminal >= 0 && ::unlockpt(terminal) == 0);
         REQUIRE(::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0);
         char name[64];
         REQUIRE(::ptsname_r(terminal, name, sizeof(name)) == 0);
+        Options options;
         options.port = QString::fromLatin1(name);
-    }
-    ~Host()
-    {
-        for (const int fd : {terminal, pipe[0], pipe[1]})
-            ::close(fd);
-    }
-    Host(const Host &) = delete;
-    Host &operator=(const Host &) = delete;
-
-    void start(uint8 how)
-    {
         options.packetMode = (how & 1) != 0;
         options.quiet = (how & 2) != 0;
         options.identity.answerDelay = (how & 4) != 0 ? 20 : 0;
@@ -80,6 +69,11 @@ public:
             if (!isOver)
                 program->obey(harmless(line));
         });
+    }
+    ~Host()
+    {
+        for (const int fd : {terminal, pipe[0], pipe[1]})
+            ::close(fd);
     }
 
     void send(const QByteArray &bytes) const { put(terminal, bytes); }
@@ -95,18 +89,15 @@ public:
             received.append(buffer, int(count));
     }
 
-    bool isOver = false;
-
-private:
     // What is written at once is short, and has been read by the next time.
     static void put(int fd, const QByteArray &bytes)
     {
         REQUIRE(bytes.isEmpty() || ::write(fd, bytes.constData(), std::size_t(bytes.size())) == bytes.size());
     }
 
+    bool isOver = false;
     const int terminal;
     int pipe[2] = {-1, -1};
-    Options options;
     std::optional<ModuleProgram> program;
     std::optional<ControlInput> control;
 };
@@ -162,8 +153,7 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
 {
     Input input(data, size);
     const uint8 how = input.byte();
-    Host host;
-    host.start(how);
+    Host host(how);
     QByteArray received;
     int commands = 0;
     bool isPlain = true; // nothing but good commands so far

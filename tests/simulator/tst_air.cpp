@@ -166,11 +166,7 @@ private Q_SLOTS:
             "11p/0 12r/0 13r/0 14r/0 15r/0 16p/0 16r/0 18p/0 19p/0 1p/0 20r/0 2r/0 "
             "3r/0 4r/0 5p/0 6r/0 ";
         const QByteArray everybody = "10r/2 " + discoverable + "7r/2 8r/6 9r/0";
-        const struct
-        {
-            QByteArray commands, reported;
-            bool once;
-        } rows[] = {
+        const std::tuple<QByteArray, QByteArray, bool> rows[] = {
             {limited, "12r/0", false},
             {generic, discoverable + "8r/6 9r/0", false},
             {reportOnce + observation, everybody, true},

@@ -4,6 +4,7 @@
 #include "simulator/framecutter.h"
 
 #include <random>
+#include <tuple>
 
 using namespace simulator;
 
@@ -132,24 +133,17 @@ private Q_SLOTS:
 
     void remoteWriteIsReported()
     {
-        const struct
-        {
-            const char *name;
-            uint16 handle;
-            QByteArray value;
-            int result;
-            const char *frames;
-        } rows[] = {
+        const std::tuple<const char *, uint16, QByteArray, int, const char *> rows[] = {
             {"value", 3, "AB", 0, "80090200020003000000024142"},
             {"user's", 0x14, "A", 0, "800802000202140000000141"},
             {"read-only", 1, "A", 0x403, ""},
             {"no such handle", 0x99, "A", 0x401, ""},
             {"configuration", 0x0e, {"\1\0", 2}, 0, "8009020002000e000000020100,800302020d0001"},
         };
-        for (const auto &row : rows) {
+        for (const auto &[name, handle, value, expected, frames] : rows) {
             Subject module;
-            const int result = module.attributes().remoteWrite(2, row.handle, 0, row.value);
-            QVERIFY2(result == row.result && module.seen() == row.frames, row.name);
+            const int result = module.attributes().remoteWrite(2, handle, 0, value);
+            QVERIFY2(result == expected && module.seen() == frames, name);
         }
     }
 
@@ -229,12 +223,7 @@ private Q_SLOTS:
 
     void describe()
     {
-        const struct
-        {
-            const char *frame;
-            bool fromHost;
-            const char *text;
-        } rows[] = {
+        const std::tuple<const char *, bool, const char *> rows[] = {
             {"00030003341256", true, "system_reg_write address:1234 value:56"},
             {"000600020504030201c0", false, "system_address_get address:c00102030405"},
             {"000400090502aabb", true, "system_endpoint_tx endpoint:05 data:aabb"},
@@ -251,12 +240,7 @@ private Q_SLOTS:
     void cuts()
     {
         const QByteArray hello = "00000001", longFrame = "0104000905ff" + QByteArray(258, 'a').toHex();
-        const struct
-        {
-            const char *name;
-            bool packetMode;
-            QByteArray bytes, pieces;
-        } rows[] = {
+        const std::tuple<const char *, bool, QByteArray, QByteArray> rows[] = {
             {"two frames and a half", false, "00000001 00010000 00 00 0001", "[00000001][0001000000]"},
             {"11-bit length", false, longFrame, '[' + longFrame + ']'},
             {"junk", false, "ff08" + hello + "8010" + hello, "ff08[00000001]8010[00000001]"},
@@ -266,17 +250,17 @@ private Q_SLOTS:
             {"no packet byte", true, hello + "04" + hello, "00000001[00000001]"},
             {"wrong packet byte", true, "07" + hello + "04" + hello, "0700000001[00000001]"},
         };
-        for (const auto &row : rows) {
-            const QByteArray all = QByteArray::fromHex(row.bytes);
-            FrameCutter byByte(row.packetMode);
+        for (const auto &[name, packetMode, bytes, pieces] : rows) {
+            const QByteArray all = QByteArray::fromHex(bytes);
+            FrameCutter byByte(packetMode);
             QVector<FrameCutter::Piece> got;
             for (int split = 0; split < all.size(); ++split) {
                 got += byByte.add(all.mid(split, 1));
-                FrameCutter cutter(row.packetMode);
+                FrameCutter cutter(packetMode);
                 const auto first = cutter.add(all.left(split));
-                QCOMPARE(row.name + text(first + cutter.add(all.mid(split))), row.name + row.pieces);
+                QCOMPARE(name + text(first + cutter.add(all.mid(split))), name + pieces);
             }
-            QCOMPARE(row.name + text(got), row.name + row.pieces);
+            QCOMPARE(name + text(got), name + pieces);
         }
     }
 };

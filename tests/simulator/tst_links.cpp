@@ -35,27 +35,22 @@ private Q_SLOTS:
     {
         using Connecting = RemoteDevice::Connecting;
         const QByteArray status = "!03000005010203040506010c000a000000ff";
-        const struct
-        {
-            Connecting connecting;
-            uint16 shortestInterval;
-            QByteArray frames;
-        } rows[] = {
+        const std::tuple<Connecting, uint16, QByteArray> rows[] = {
             {Connecting::stays, 12, status},
             {Connecting::stays, 13, status + ",!0304003b02"},
             {Connecting::hangsUp, 12, status + ",!0304001302"},
             {Connecting::neverAnswers, 12, "!0304003e02"},
         };
-        for (const auto &row : rows) {
+        for (const auto &[connecting, shortestInterval, frames] : rows) {
             RemoteDevice device = LinkedModule::remoteDevice();
-            device.connecting = row.connecting;
-            device.shortestInterval = row.shortestInterval;
+            device.connecting = connecting;
+            device.shortestInterval = shortestInterval;
             device.hangUpTime = 10;
             LinkedModule linked(device);
             Links &links = linked.module.links();
             QVERIFY(links.isConnected(device.address));
-            QTRY_COMPARE(linked.seen(), row.frames);
-            const bool stays = row.frames == status;
+            QTRY_COMPARE(linked.seen(), frames);
+            const bool stays = frames == status;
             QCOMPARE(links.freeHandle(), stays ? 1 : 0);
             QCOMPARE(links.hangUp(0), stays);
             QVERIFY(!links.isConnected(device.address));
@@ -193,13 +188,9 @@ private Q_SLOTS:
 
     void levelChangesInterrupt()
     {
-        const struct
-        {
-            const char *name, *set;
-            uint8 levels, driven;
-            QByteArray event; // port, pins that interrupt, levels
-            const char *after;
-        } rows[] = {
+        // Name, commands, levels, pins that are driven, the event (port, pins that interrupt, levels), levels
+        // after.
+        const std::tuple<const char *, const char *, uint8, uint8, QByteArray, const char *> rows[] = {
             {"rising, only enabled pins", "070501ff00+0700010300", 0xfe, 0xff, "0102fe", "fe"},
             {"falling", "0700010f01", 0xf5, 0xff, "010af5", "f5"},
             {"enable and edge apart", "070e010f+070f0101", 0xf5, 0xff, "010af5", "f5"},
@@ -210,14 +201,14 @@ private Q_SLOTS:
             {"another port's pins", "070002ff01", 0x00, 0xff, "", "00"},
             {"nothing after a reset", "0700010f01+000000", 0xf5, 0xff, "", "f5"},
         };
-        for (const auto &row : rows) {
+        for (const auto &[name, set, levels, driven, event, after] : rows) {
             LinkedModule linked;
-            linked.send(row.set);
+            linked.send(set);
             linked.received.clear();
-            QVERIFY(linked.module.hardware().drivePins(1, row.levels, row.driven));
-            QCOMPARE(row.name + linked.seen().mid(5 + 8),
-                     row.name + row.event); // behind "!0700" and a timestamp
-            QCOMPARE(row.name + linked.send("070701ff"), row.name + QByteArray("0707000001") + row.after);
+            QVERIFY(linked.module.hardware().drivePins(1, levels, driven));
+            QCOMPARE(name + linked.seen().mid(5 + 8),
+                     name + event); // behind "!0700" and a timestamp
+            QCOMPARE(name + linked.send("070701ff"), name + QByteArray("0707000001") + after);
             QVERIFY(!linked.module.hardware().drivePins(3, 0, 0xff));
         }
     }

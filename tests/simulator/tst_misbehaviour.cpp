@@ -78,11 +78,7 @@ private Q_SLOTS:
     {
         const char *const lostClear = "lost: system_whitelist_clear";
         // Each write of a hello, an event and a cleared whitelist in hex, and what is said of them.
-        const struct
-        {
-            const char *settings;
-            QByteArray writes, notes;
-        } rows[] = {
+        const std::tuple<const char *, QByteArray, QByteArray> rows[] = {
             {"lose 0", "00000001 800200068001 0000000c", ""},
             {"junk-bytes ff 7f", "00000001 ff7f800200068001 ff7f0000000c", "junk: 2 bytes,junk: 2 bytes"},
             {"split 4", "00000001 80020006 8001 0000000c", "split: 6 bytes"}, // the others are no longer
@@ -102,17 +98,17 @@ private Q_SLOTS:
             {"lose-command system_hello@1; lose-event system_protocol_error", "0000000c",
              "lost: system_hello,lost: system_protocol_error reason:0180"},
         };
-        for (const auto &row : rows) {
-            Subject subject(1, row.settings);
+        for (const auto &[settings, expected, expectedNotes] : rows) {
+            Subject subject(1, settings);
             QSignalSpy notes(&subject, &Misbehaviour::note);
             subject.sendAll({hello, protocolError, whitelistClear});
             QByteArrayList pieces, said;
-            for (const QByteArray &piece : row.writes.split(' '))
+            for (const QByteArray &piece : expected.split(' '))
                 pieces.append(QByteArray::fromHex(piece));
             QTRY_COMPARE(subject.writes(), pieces);
             for (const QList<QVariant> &signal : notes)
                 said.append(signal.first().toString().toLatin1());
-            QCOMPARE(row.settings + said.join(','), row.settings + row.notes);
+            QCOMPARE(settings + said.join(','), settings + expectedNotes);
         }
     }
 

@@ -63,8 +63,6 @@ struct Module
         process.kill();
         process.waitForFinished(patienceMs);
     }
-    Module(const Module &) = delete;
-    Module &operator=(const Module &) = delete;
 
     // Waits for whole lines with so many of `text` from the given place on.
     bool waitForLog(const QByteArray &text, int from = 0, int times = 1)
