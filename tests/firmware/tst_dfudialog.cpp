@@ -88,17 +88,15 @@ private Q_SLOTS:
 
     void browse()
     {
-        const QByteArray hex("Select DFU image|Hex files (*.hex)");
-        const QByteArray ota("Select OTA image|OTA files (*.ota)");
+        const QStringList hex{QStringLiteral("Select DFU image"), QStringLiteral("Hex files (*.hex)")};
+        const QStringList ota{QStringLiteral("Select OTA image"), QStringLiteral("OTA files (*.ota)")};
         for (const auto &[button, edit, text] : {std::make_tuple("browseButton", "fileEdit", hex),
                                                  std::make_tuple("browseButtonUSB", "fileEditUSB", hex),
                                                  std::make_tuple("browseOTAFile", "fileOTAEdit", ota)}) {
             find<QLineEdit>(edit)->setText(QStringLiteral("before"));
-            QByteArray shown;
+            QStringList shown;
             atModal<QFileDialog>([&shown](QFileDialog *files) {
-                shown =
-                    (files->windowTitle() + QLatin1Char('|') + files->nameFilters().join(QLatin1Char('|')))
-                        .toLatin1();
+                shown = QStringList(files->windowTitle()) + files->nameFilters();
                 files->reject();
             });
             find<QPushButton>(button)->click();

@@ -159,15 +159,10 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     bool isPlain = true; // nothing but good commands so far
     for (int steps = 0; !input.isEmpty() && !host.isOver && steps < 200; ++steps) {
         const uint8 step = input.byte();
+        isPlain = isPlain && step % 8 > 1;
         switch (step % 8) {
-        case 0:
-            host.send(input.counted());
-            isPlain = false;
-            break;
-        case 1:
-            host.say(input.counted() + (step & 0x80 ? "" : "\n"));
-            isPlain = false;
-            break;
+        case 0: host.send(input.counted()); break;
+        case 1: host.say(input.counted() + (step & 0x80 ? "" : "\n")); break;
         case 2: passedMs += input.byte(); break;
         case 3: passedMs += 100LL * input.byte(); break;
         default: host.send(command(input, (how & 1) != 0)); ++commands;

@@ -7,14 +7,12 @@ using namespace simulator;
 
 namespace {
 
-constexpr int patienceMs = 20'000;
-
 // Waits until so many more packets at least have been heard.
 bool hear(Air &air, int count)
 {
     QObject receiver;
     QObject::connect(&air, &Air::heard, &receiver, [&count] { --count; });
-    return QTest::qWaitFor([&count] { return count <= 0; }, patienceMs);
+    return QTest::qWaitFor([&count] { return count <= 0; }, 20'000);
 }
 
 // The size of the elements that data begin with, as each gives its own.
