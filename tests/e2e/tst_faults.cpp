@@ -14,7 +14,7 @@ namespace {
 // asked for by VORSEL_ALL_FAULTS.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int turn_limit_ms = 10000;
-constexpr int row_step = 7; // they take seven times as long
+constexpr int row_step = 7; // they take many times as long
 #else
 constexpr int turn_limit_ms = 2000;
 constexpr int row_step = 1;
