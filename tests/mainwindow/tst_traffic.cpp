@@ -86,14 +86,14 @@ private Q_SLOTS:
             window->setCommDevice(device = new FakeDevice);
             find<QPushButton>("pushConnectDev")->setText("Detach"_s);
             QCOMPARE(device_state(), attached);
-            QByteArray course;
+            const auto course = std::make_shared<QByteArray>();
             const QObject scope;
-            connect(device, &QObject::destroyed, &scope, [&] { course += " deleted"; });
+            connect(device, &QObject::destroyed, &scope, [course] { *course += " deleted"; });
             connect(&window->engine, &cls_ble::tx_data, &scope,
-                    [&] { course += device ? device->written.toHex() : "unsent"; });
+                    [this, course] { *course += device ? device->written.toHex() : "unsent"; });
             ways[into_boot_loader]();
             const QByteArray frame = into_boot_loader ? "0001000001" : "0001000000";
-            QCOMPARE(course, frame + " deleted");
+            QCOMPARE(*course, frame + " deleted");
             QCOMPARE(device_state(), detached);
             QVERIFY(log().endsWith("|TX: "_s + QString::fromLatin1(frame)));
         }
