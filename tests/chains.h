@@ -8,7 +8,9 @@ inline void addChains(const char *path)
     QTest::addColumn<QByteArrayList>("steps");
     QFile table(QString::fromLatin1(path));
     QVERIFY(table.open(QIODevice::ReadOnly));
-    for (const QByteArray &chain : table.readAll().replace("\n== ", "\x01").split('\x01').mid(1)) {
+    const QByteArrayList chains = table.readAll().replace("\n== ", "\x01").split('\x01').mid(1);
+    QVERIFY(!chains.isEmpty());
+    for (const QByteArray &chain : chains) {
         const QByteArrayList lines = chain.trimmed().split('\n');
         QTest::newRow(lines.at(0).constData()) << lines.mid(1);
     }

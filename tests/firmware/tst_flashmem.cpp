@@ -71,7 +71,7 @@ private Q_SLOTS:
         Flash flash;
         const QString path = flash.folder.filePath(QStringLiteral("%1<b>.bin"));
         const QString pipe = flash.folder.filePath(QStringLiteral("pipe"));
-        QProcess::execute(QStringLiteral("mkfifo"), {pipe});
+        QCOMPARE(QProcess::execute(QStringLiteral("mkfifo"), {pipe}), 0);
         for (const QByteArray &line : steps) {
             QString step = QString::fromLatin1(line).replace(QStringLiteral("\\n"), QStringLiteral("\n"));
             step.replace(QStringLiteral("FILE"), path).replace(QStringLiteral("PIPE"), pipe);
