@@ -4,8 +4,7 @@
 #include "fuzz.h"
 
 #include "protocol/message_record.h"
-#include "simulator/controlinput.h"
-#include "simulator/moduleprogram.h"
+#include "simulator/program/moduleprogram.h"
 
 #include <QCoreApplication>
 
@@ -53,31 +52,25 @@ struct Host
         : terminal(::posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC))
     {
         REQUIRE(terminal >= 0 && ::unlockpt(terminal) == 0);
-        REQUIRE(::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0);
         char name[64];
         REQUIRE(::ptsname_r(terminal, name, sizeof(name)) == 0);
         Options options;
         options.port = QString::fromLatin1(name);
         options.packetMode = (how & 1) != 0;
-        options.quiet = (how & 2) != 0;
-        options.identity.answerDelay = (how & 4) != 0 ? 20 : 0;
+        options.isQuiet = (how & 2) != 0;
+        options.module.answerDelay = (how & 4) != 0 ? 20 : 0;
         program.emplace(options);
         REQUIRE(!program->start());
         QObject::connect(&*program, &ModuleProgram::finished, &*program, [this] { isOver = true; });
-        control.emplace(pipe[0]);
-        QObject::connect(&*control, &ControlInput::lineRead, &*program, [this](const QString &line) {
-            if (!isOver)
-                program->obey(harmless(line));
-        });
     }
-    ~Host()
-    {
-        for (const int fd : {terminal, pipe[0], pipe[1]})
-            ::close(fd);
-    }
+    ~Host() { ::close(terminal); }
 
     void send(const QByteArray &bytes) const { put(terminal, bytes); }
-    void say(const QByteArray &text) const { put(pipe[1], text); }
+    void say(const QByteArray &line)
+    {
+        if (!isOver)
+            program->obey(harmless(QString::fromUtf8(line).trimmed()));
+    }
 
     // Lets all take place that is due, and takes what the module sends.
     void turn(QByteArray &received) const
@@ -97,9 +90,7 @@ struct Host
 
     bool isOver = false;
     const int terminal;
-    int pipe[2] = {-1, -1};
     std::optional<ModuleProgram> program;
-    std::optional<ControlInput> control;
 };
 
 // A command that fits its record, with the packet byte in front if there is one.
@@ -162,7 +153,7 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
         isPlain = isPlain && step % 8 > 1;
         switch (step % 8) {
         case 0: host.send(input.counted()); break;
-        case 1: host.say(input.counted() + (step & 0x80 ? "" : "\n")); break;
+        case 1: host.say(input.counted()); break;
         case 2: passedMs += input.byte(); break;
         case 3: passedMs += 100LL * input.byte(); break;
         default: host.send(command(input, (how & 1) != 0)); ++commands;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/simulatedmodule.h"
+#include "simulator/module/module.h"
 
 #include <QtTest>
 
@@ -27,11 +27,11 @@ class LinkedModule : public QObject
 {
 public:
     explicit LinkedModule(simulator::RemoteDevice remote = remoteDevice(),
-                          const simulator::ModuleIdentity &identity = {})
+                          const simulator::ModuleOptions &options = {})
         : device(std::move(remote))
-        , module(identity)
+        , module(options)
     {
-        connect(&module, &simulator::SimulatedModule::frameReady, this, [this](const QByteArray &frame) {
+        connect(&module, &simulator::Module::frameReady, this, [this](const QByteArray &frame) {
             received.append(((frame[0] & char(0x80)) != 0 ? "!" : "") + frame.mid(2).toHex());
         });
         link(0, device);
@@ -44,7 +44,7 @@ public:
         device.name = "Dev";
         device.services = 7;
         device.pairing = simulator::PairingFeatures{};
-        device.shortestInterval = 12;
+        device.minInterval = 12;
         device.features[0] = 0x0d;
         device.company = 0x0102;
         device.subVersion = 0x0304;
@@ -53,7 +53,7 @@ public:
 
     void link(uint8 handle, const simulator::RemoteDevice &to)
     {
-        module.links().open(handle, to, {12, 10, 0});
+        module.connections().open(handle, to, {12, 10, 0});
     }
 
     // Sends commands in hex with "+" between, of which "link N" is none, and gives what comes from here on.
@@ -84,6 +84,6 @@ public:
         }
     }
     const simulator::RemoteDevice device;
-    simulator::SimulatedModule module;
+    simulator::Module module;
     QByteArrayList received;
 };

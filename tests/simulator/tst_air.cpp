@@ -1,5 +1,4 @@
-#include "simulator/air.h"
-#include "simulator/simulatedmodule.h"
+#include "simulator/module/module.h"
 
 #include <QtTest>
 
@@ -31,14 +30,14 @@ QByteArray shortName(uint8 lastByte, uint8 type)
 }
 
 // A module among fast devices, and what it sends.
-struct Subject : SimulatedModule
+struct Subject : Module
 {
     explicit Subject(bool numberReports = false)
-        : SimulatedModule([numberReports] {
-            ModuleIdentity identity;
-            identity.numberReports = numberReports;
-            identity.world.rate = WorldSize::fastest;
-            return identity;
+        : Module([numberReports] {
+            ModuleOptions options;
+            options.numberReports = numberReports;
+            options.world.rate = WorldSize::maxRate;
+            return options;
         }())
     {
     }
@@ -66,7 +65,7 @@ struct Subject : SimulatedModule
         return all;
     }
 
-    QSignalSpy frames{this, &SimulatedModule::frameReady};
+    QSignalSpy frames{this, &Module::frameReady};
 };
 
 const char reports[] = "0600", statuses[] = "0300";
@@ -88,7 +87,7 @@ private Q_SLOTS:
     {
         QSet<QByteArray> identities;
         int fullPackets = 0;
-        for (const RemoteDevice &d : makeWorld(1, {WorldSize::most, 0})) {
+        for (const RemoteDevice &d : makeDevices(1, {WorldSize::maxDevices, 0})) {
             const bd_addr &address = d.address.address;
             identities.insert(shortName(address.addr[0], d.address.type) +
                               QByteArray::number(address.addr[1]));
@@ -97,14 +96,14 @@ private Q_SLOTS:
                 fullPackets += data.size() == 31 ? 1 : 0;
             }
         }
-        QCOMPARE(identities.size(), WorldSize::most);
+        QCOMPARE(identities.size(), WorldSize::maxDevices);
         QVERIFY(fullPackets > 0);
     }
 
     void packetsFollowTheSeed()
     {
         const auto packets = [](quint32 seed) {
-            Air air(seed, makeWorld(seed, {30, 0}));
+            Air air(seed, makeDevices(seed, {30, 0}));
             QByteArrayList all;
             connect(&air, &Air::heard, &air, [&all](const Advertisement &packet) {
                 all.append(packet.device->advertisingData + char(packet.rssi));
@@ -119,7 +118,7 @@ private Q_SLOTS:
     void rateIsKept()
     {
         for (const double share : {1.0, 0.25}) { // of the time listened; 2500 packets a second are heard
-            Air air(1, makeWorld(1, {40, 0}), int(2500 / share));
+            Air air(1, makeDevices(1, {40, 0}), int(2500 / share));
             QElapsedTimer time;
             int count = 0;
             qint64 lastAt = 0;
@@ -243,7 +242,7 @@ private Q_SLOTS:
             QVERIFY(module.air().move(twin, false));
             QVERIFY(module.send(listEightAndTwin + command).endsWith("000000"));
             QVERIFY(hear(module.air(), 40));
-            QVERIFY(!module.links().isConnected(twin));
+            QVERIFY(!module.connections().isConnected(twin));
             QCOMPARE(module.send(observation), QByteArray("000206028101"));
             QVERIFY(module.air().move(twin, true));
             QTRY_COMPARE(module.events(statuses).value(0), QByteArray("16p/5"));

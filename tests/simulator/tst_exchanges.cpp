@@ -1,7 +1,7 @@
 #include "linkedmodule.h"
-#include "simulator/attributesbehaviour.h"
-#include "simulator/catalogue.h"
-#include "simulator/framecutter.h"
+#include "simulator/module/behaviours.h"
+#include "simulator/wire/framecutter.h"
+#include "simulator/wire/frames.h"
 
 #include <random>
 #include <tuple>
@@ -13,9 +13,9 @@ namespace {
 const QByteArray boot = "800c0000020001000000390009000104";
 
 // A module without any device, and all that came from it.
-struct Subject : SimulatedModule
+struct Subject : Module
 {
-    using SimulatedModule::SimulatedModule;
+    using Module::Module;
 
     // The frames that a command brings, in hex as the command itself, with commas between.
     QByteArray ask(const QByteArray &command)
@@ -32,7 +32,7 @@ struct Subject : SimulatedModule
         return all.join(',');
     }
 
-    QSignalSpy frames{this, &SimulatedModule::frameReady};
+    QSignalSpy frames{this, &Module::frameReady};
 };
 
 bool endsInArray(int index)
@@ -115,7 +115,7 @@ private Q_SLOTS:
     void userAttributeWaitsForTheHost()
     {
         Subject module;
-        QSignalSpy notes(&module, &SimulatedModule::note);
+        QSignalSpy notes(&module, &Module::note);
         const QByteArray readResponse = "00050203 02 00 02 4142";
         module.ask(readResponse);
         QCOMPARE(notes.size(), 0); // nothing pending
@@ -150,9 +150,9 @@ private Q_SLOTS:
     void seedDecidesFirmware()
     {
         const auto firmware = [](quint32 seed) {
-            ModuleIdentity identity;
-            identity.seed = seed;
-            return Subject(identity).ask("00050007 00100000 20");
+            ModuleOptions options;
+            options.seed = seed;
+            return Subject(options).ask("00050007 00100000 20");
         };
         QCOMPARE(firmware(7), firmware(7));
         QVERIFY(firmware(7) != firmware(8));

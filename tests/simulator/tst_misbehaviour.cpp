@@ -1,5 +1,5 @@
-#include "simulator/misbehaviour.h"
-#include "simulator/options.h"
+#include "simulator/faults/misbehaviour.h"
+#include "simulator/program/options.h"
 
 #include <QtTest>
 
@@ -222,15 +222,17 @@ private Q_SLOTS:
         QVERIFY2(parsed.outcome == ParsedOptions::run, qPrintable(parsed.text));
         const Options &options = parsed.options;
         QCOMPARE(options.name, QStringLiteral("Other"));
-        QCOMPARE(options.identity.seed, 16u);
-        QCOMPARE(QByteArray(reinterpret_cast<const char *>(options.identity.address.addr), 6).toHex(),
+        QCOMPARE(options.module.seed, 16u);
+        QCOMPARE(QByteArray(reinterpret_cast<const char *>(options.module.address.addr), 6).toHex(),
                  QByteArray("0f0e0d0c0b0a"));
-        QVERIFY(options.packetMode && options.quiet);
+        QVERIFY(options.packetMode && options.isQuiet);
         QCOMPARE(options.port, QStringLiteral("/dev/ttyS9"));
         QCOMPARE(options.speed, 9600);
-        QCOMPARE(options.identity.world.devices, 0);
-        QCOMPARE(options.identity.world.rate, 10000);
-        QCOMPARE(options.misbehaviour.size(), 4);
+        QCOMPARE(options.module.world.devices, 0);
+        QCOMPARE(options.module.world.rate, 10000);
+        QCOMPARE(options.faults.junkCount, 2);
+        QCOMPARE(options.faults.lostFrames.size(), 2);
+        QCOMPARE(options.faults.results.size(), 1);
     }
 
     void refusedOptions()
@@ -256,7 +258,7 @@ private Q_SLOTS:
     {
         const ParsedOptions parsed = parse(QStringLiteral("--help"));
         QCOMPARE(parsed.outcome, ParsedOptions::showText);
-        for (const Misbehaviour::Setting &setting : Misbehaviour::settings())
+        for (const FaultSetting &setting : faultSettings())
             QVERIFY2(parsed.text.contains(QStringLiteral("--") + QLatin1String(setting.name)), setting.name);
     }
 };

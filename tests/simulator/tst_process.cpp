@@ -98,7 +98,7 @@ struct Module
 QString published()
 {
     const auto ports = list_published_ports();
-    return ports.empty() ? QString() : QString::fromStdString(ports[0].name + "=" + ports[0].path);
+    return ports.empty() ? QString() : ports[0].name + QLatin1Char('=') + ports[0].path;
 }
 
 } // namespace
@@ -137,7 +137,7 @@ private Q_SLOTS:
             QCOMPARE(published(), QStringLiteral("to-end=") + module.path);
             QCOMPARE(::kill(pid_t(module.process.processId()), number), 0);
             QCOMPARE(module.wait(), 0);
-            QVERIFY(!QFileInfo(QString::fromStdString(published_ports_dir() + "/to-end")).isSymLink());
+            QVERIFY(!QFileInfo(published_ports_dir() + QStringLiteral("/to-end")).isSymLink());
         }
     }
 

@@ -1,6 +1,8 @@
 #include "transport/platform/posix_objects.h"
 #include "transport/platform/published_ports.h"
 
+#include <QFile>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -115,8 +117,9 @@ void add_published_ports(std::vector<listed_port> &ports)
 {
     const std::lock_guard lock(published().mutex);
     for (const published_port &port : list_published_ports()) {
-        published().listed.insert(port.path);
-        add_port(ports, port.name, port.path);
+        const std::string path = QFile::encodeName(port.path).toStdString();
+        published().listed.insert(path);
+        add_port(ports, QFile::encodeName(port.name).toStdString(), path);
     }
 }
 
@@ -145,8 +148,9 @@ bool posix::is_no_longer_published(const std::string &path)
             return false;
     }
     const auto ports = list_published_ports();
-    return std::none_of(ports.begin(), ports.end(),
-                        [&path](const published_port &port) { return port.path == path; });
+    return std::none_of(ports.begin(), ports.end(), [&path](const published_port &port) {
+        return QFile::encodeName(port.path).toStdString() == path;
+    });
 }
 
 const char *port_path_prefix()

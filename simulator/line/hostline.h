@@ -1,0 +1,52 @@
+#pragma once
+
+#include "simulator/wire/text.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace simulator {
+
+// The module's end of the serial line: the master of a new pseudo-terminal, or a serial port of the machine.
+// Hosts may attach to a pseudo-terminal and leave; bytes written while no host is attached are discarded.
+class HostLine : public QObject
+{
+    Q_OBJECT
+
+public:
+    static std::unique_ptr<HostLine> make(); // for this system
+
+    // The pseudo-terminal is published under `name` in the list of ports.
+    virtual Error openPseudoTerminal(const QString &name) = 0;
+
+    // `speed` in bits per second; the port's driver decides which speeds it supports.
+    virtual Error openPort(const QString &path, int speed) = 0;
+
+    // The path that a host opens: the slave of the pseudo-terminal. For a port, its own path.
+    QString path() const { return devicePath; }
+
+    // Queues the bytes and writes them as fast as the host reads. Returns false, and takes nothing, if no
+    // host is attached or the queue would exceed 4 MiB.
+    virtual bool write(const QByteArray &bytes) = 0;
+
+    // Whether bytes wait here or, as far as the system tells, in the pseudo-terminal.
+    virtual bool hasUnreadOutput() const = 0;
+
+    // Disappears like a device that is unplugged.
+    virtual void close() = 0;
+
+Q_SIGNALS:
+    void received(const QByteArray &bytes);
+    void hostAttached();
+    void hostDetached();
+    void overrun(int lostBytes);
+    void lost(); // the port has disappeared, and the line is closed
+
+protected:
+    static constexpr int maxPending = 4 << 20; // bytes
+
+    QString devicePath;
+};
+
+} // namespace simulator
