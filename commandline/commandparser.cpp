@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr qint64 max_file_size = 256LL * 1024 * 1024;
+constexpr qint64 maxFileSize = 1024 * 1024;
 
 // One or more of closing square bracket, blank or tab.
 QRegExp separator()
@@ -54,7 +54,7 @@ int CommandParser::loadDefinitions(const QString &path)
 
     QDomDocument parsed;
     Definitions definitions;
-    if (file.size() > max_file_size || !parse_document(file.readAll(), parsed) ||
+    if (file.size() > maxFileSize || !parse_document(file.readAll(), parsed) ||
         !read_definitions(parsed, definitions)) {
         Q_EMIT log_message(QStringLiteral("%1 %2").arg(path, QStringLiteral("file read failed")));
         return -1;

@@ -14,8 +14,8 @@ class CommandParser : public QObject
 public:
     explicit CommandParser(QObject *parent = nullptr);
 
-    /// Adds the content of the definition file at `path` to the model. 0 on success; -1, with the reason in
-    /// log_message and the model as it was, if the file cannot be opened or is no usable XML.
+    // Adds the content of the definition file at `path` to the model. 0 on success; -1, with the reason in
+    // log_message and the model as it was, if the file cannot be opened, is over 1 MB or is not usable XML.
     int loadDefinitions(const QString &path);
 
     /// The packet for `line`, or empty if it is none; `message`, given empty, then tells why or stays empty.

@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QDomDocument>
 
-/// Parses the content of a definition file into `document`. False, with `document` untouched, if it is not
-/// well-formed XML or would cost more than a definition file can be worth: over 1,000 levels of
-/// elements, over 12 million nodes, thousands of attributes on a tag, or declarations that multiply the text.
+// Parses the content of a definition file into `document`. False, with `document` untouched, if the content is
+// not well-formed XML, has a document type, over 32 levels of elements or over 100 attributes in a tag.
 bool parse_document(const QByteArray &content, QDomDocument &document);

@@ -14,7 +14,7 @@ struct Definitions
     QList<ApiClass> classes;
 };
 
-/// Reads a document into `definitions`. An absent element gives an empty list, an absent attribute its
-/// default. False if elements are nested so that the model would grow far beyond the document; `definitions`
-/// is then half-filled.
+// Reads a document into `definitions`. An absent element yields an empty list, an absent attribute its
+// default. False if a class name is over 100 characters long, or nested elements would make the model grow
+// far beyond the document; `definitions` is then half-filled.
 bool read_definitions(const QDomDocument &document, Definitions &definitions);

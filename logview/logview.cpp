@@ -11,15 +11,7 @@
 #include <QScopedValueRollback>
 #include <QTextCursor>
 
-#include <cmath>
-
 namespace {
-// Of the lines of a turn whose size only a layout tells, as many get it at once, the latest ones.
-constexpr std::size_t measured_a_turn = 32;
-
-// As many lines above the view are shown because they reach down into it.
-constexpr int max_reaching = 100;
-
 // Characters. The text engine takes gigabytes for a million lines at once, and time by the square of the
 // count of elements left open, so a long log goes through it in portions. An element left open ends with its
 // portion.
@@ -82,7 +74,7 @@ void keep_scene(QGraphicsScene *scene)
 LogView::LogView(QWidget *parent)
     : QGraphicsView(parent)
     , meter(QApplication::font())
-    , pitch(empty_line_height())
+    , sizes(empty_line_height())
 {
     start_scene();
     setAlignment(Qt::AlignLeft | Qt::AlignBottom);
@@ -110,10 +102,7 @@ void LogView::clearLog()
     QGraphicsScene *const old = scene;
     old->disconnect(this);
     shown.clear();
-    tall.clear();
-    tallest = lowest = widest = 0;
-    widest_plain = widest_other = {};
-    not_plain.clear();
+    sizes.clear();
     last_focus = nullptr;
     line_store.clear();
     start_scene();
@@ -204,23 +193,10 @@ void LogView::addLine(const QString &timestamp, const QStringList &log)
 
 void LogView::add_entry(const QStringList &entry)
 {
+    sizes.addGuess(line_store.size(), meter.guess(entry.size() > 1 ? entry : QStringList(line_html(entry))));
     line_store.append(entry);
-    guess_size(line_store.size() - 1);
     follow_due = true;
     request_layout();
-}
-
-// The scene must be as wide as its widest line, and few lines can be that: those with a greater guess than
-// any before. They are laid out, the widest one of each turn.
-void LogView::guess_size(int index)
-{
-    const QStringList &entry = line_store.at(index);
-    const LineMeter::Guess guess = meter.guess(entry.size() > 1 ? entry : QStringList(line_html(entry)));
-    Widest &record = guess.plain ? widest_plain : widest_other;
-    if (guess.width > record.guess)
-        record = {guess.width, index};
-    if (!guess.plain)
-        not_plain.push_back(index);
 }
 
 void LogView::request_layout()
@@ -237,7 +213,8 @@ void LogView::lay_out()
     const bool follows = follow_due && auto_scroll;
     {
         const QScopedValueRollback<bool> moving(moving_lines, true);
-        measure_new_lines();
+        for (const int index : sizes.takeUnmeasured())
+            show_line(index);
         scene->setSceneRect(extent());
         if (follows)
             follow_newest();
@@ -248,40 +225,20 @@ void LogView::lay_out()
         follow_due = follows;
 }
 
-void LogView::measure_new_lines()
-{
-    for (Widest *record : {&widest_plain, &widest_other}) {
-        if (record->unmeasured >= 0)
-            show_line(record->unmeasured);
-        record->unmeasured = -1;
-    }
-    for (std::size_t i = not_plain.size() - qMin(not_plain.size(), measured_a_turn); i < not_plain.size();
-         ++i)
-        show_line(not_plain[i]);
-    not_plain.clear();
-}
-
-QRectF LogView::extent() const
-{
-    return {0, 0, widest, qMax(line_y(line_store.size()), lowest)};
-}
-
 void LogView::show_lines()
 {
     if (moving_lines || line_store.isEmpty())
         return;
     const QScopedValueRollback<bool> moving(moving_lines, true);
     const QRectF area = mapToScene(viewport()->rect()).boundingRect();
-    const auto line_at = [this](double y) {
-        return static_cast<int>(qBound(0.0, std::floor(y / pitch), double(line_store.size() - 1)));
-    };
-    const int first = line_at(area.top());
-    const int last = line_at(area.bottom());
+    const int first = sizes.lineAt(area.top(), line_store.size());
+    const int last = sizes.lineAt(area.bottom(), line_store.size());
 
     drop_lines_outside(first, last);
     for (int i = first; i <= last; ++i)
         show_line(i);
-    show_lines_reaching_down_to(first, area.top());
+    for (const int index : sizes.reachingPast(first, area.top()))
+        show_line(index);
     qDeleteAll(spare);
     spare.clear();
 
@@ -290,21 +247,6 @@ void LogView::show_lines()
     QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
     if (scene->sceneRect() != extent())
         request_layout();
-}
-
-void LogView::show_lines_reaching_down_to(int first, double top)
-{
-    int reaching = 0;
-    for (auto at = tall.lower_bound(first); at != tall.begin() && reaching < max_reaching;) {
-        --at;
-        const auto [index, height] = *at;
-        if (line_y(index) + tallest <= top)
-            break;
-        if (line_y(index) + height > top) {
-            show_line(index);
-            ++reaching;
-        }
-    }
 }
 
 void LogView::drop_lines_outside(int first, int last)
@@ -322,11 +264,11 @@ void LogView::drop_lines_outside(int first, int last)
     }
 }
 
-LogLine *LogView::show_line(int index)
+void LogView::show_line(int index)
 {
     LogLine *&line = shown[index];
     if (line)
-        return line;
+        return;
     if (spare.empty()) {
         line = new LogLine;
         scene->addItem(line);
@@ -335,22 +277,10 @@ LogLine *LogView::show_line(int index)
         spare.pop_back();
     }
     line->setLine(line_html(line_store.at(index)));
-    line->setPos(0, line_y(index));
+    line->setPos(0, sizes.top(index));
     // Lines are made in any order, but a later one is drawn over an earlier one.
     line->setZValue(index);
-    note_size(index, *line);
-    return line;
-}
-
-void LogView::note_size(int index, const LogLine &line)
-{
-    const QSizeF size = line.boundingRect().size();
-    widest = qMax(widest, size.width());
-    if (size.height() <= pitch + 1)
-        return;
-    tall[index] = size.height();
-    tallest = qMax(tallest, size.height());
-    lowest = qMax(lowest, line_y(index) + size.height());
+    sizes.setSize(index, line->boundingRect().size());
 }
 
 void LogView::resizeEvent(QResizeEvent *event)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "logview/linemeter.h"
+#include "logview/linesizes.h"
 
 #include <QGraphicsScene>
 #include <QGraphicsView>
@@ -56,46 +57,23 @@ protected:
     void scrollContentsBy(int dx, int dy) override;
 
 private:
-    struct Widest
-    {
-        double guess = 0;
-        int unmeasured = -1; // the line that set it, until that line is laid out; else -1
-    };
-
     void start_scene();
     void add_entry(const QStringList &entry);
-    void guess_size(int index);
 
     void request_layout();
     Q_INVOKABLE void lay_out();
-    void measure_new_lines();
     void follow_newest();
-    QRectF extent() const;
+    QRectF extent() const { return sizes.extent(line_store.size()); }
 
     void show_lines();
-    void show_lines_reaching_down_to(int first, double top);
     void drop_lines_outside(int first, int last);
-    LogLine *show_line(int index);
-    void note_size(int index, const LogLine &line);
-
-    // From the index and in double: a float sum loses whole pixels past 16.7 million, some 700,000 lines.
-    double line_y(int index) const { return index * pitch; }
+    void show_line(int index);
 
     LineMeter meter;
-    double pitch; // pixels
+    LineSizes sizes;
 
     std::map<int, LogLine *> shown; // by line; owned by the scene
     std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of show_lines()
-
-    // What is known of the lines' true sizes, in pixels.
-    std::map<int, double> tall; // height of the lines that reach over the next ones
-    double tallest = 0;
-    double lowest = 0; // bottom of the one that reaches lowest
-    double widest = 0;
-
-    Widest widest_plain;
-    Widest widest_other;
-    std::vector<int> not_plain; // new lines that are not plain, still without a layout
 
     const QGraphicsItem *last_focus = nullptr; // the line last pressed, even after the view lost the focus
     bool layout_requested = false;

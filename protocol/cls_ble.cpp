@@ -12,10 +12,6 @@ constexpr int header_size = 4;
 constexpr uint8 never_set_bits = 0x78;
 constexpr uint8 event_bit = 0x80;
 
-// Taken bytes are cut off at the end of rx_data. Within one call they are cut earlier only when receivers
-// keep feeding it: often enough to bound the buffer, seldom enough to stay linear.
-constexpr int cut_early_size = 64 * 1024;
-
 int counted(int counter)
 {
     return static_cast<int>(static_cast<unsigned>(counter) + 1U);
@@ -68,33 +64,16 @@ void cls_ble::log_message(QStringList list)
 
 void cls_ble::rx_data(QByteArray data)
 {
-    // What a run of junk left behind goes first, by the same test as in take_frame(): then a chunk need not
-    // be copied to stand behind it.
-    while (!receiving && !rx_buffer.isEmpty() && data.size() >= header_size &&
-           (static_cast<uint8>(rx_buffer.at(0)) & never_set_bits) != 0)
-        rx_buffer = rx_buffer.mid(1);
-    // An array without a capacity borrows its bytes, which may be gone before the frame is whole.
-    if (rx_buffer.isEmpty() && data.capacity() > 0)
-        rx_buffer.swap(data);
-    else
-        rx_buffer.append(data);
+    rx_buffer.append(data);
     if (receiving)
         return;
     receiving = true;
     while (take_frame()) {
-        if (rx_taken >= cut_early_size && rx_taken >= rx_buffer.size() / 2)
-            drop_taken();
     }
-    drop_taken();
-    receiving = false;
-}
-
-void cls_ble::drop_taken()
-{
-    // mid() copies what is left, which is little; remove() would first copy all of it if the caller still
-    // holds it.
-    rx_buffer = rx_taken == rx_buffer.size() ? QByteArray() : rx_buffer.mid(rx_taken);
+    // Once a call, since removing each frame by itself would move the rest of the buffer every time.
+    rx_buffer = rx_buffer.mid(rx_taken);
     rx_taken = 0;
+    receiving = false;
 }
 
 // Consumes one frame or one byte that cannot start a frame. False if more bytes are needed first.
@@ -115,9 +94,8 @@ bool cls_ble::take_frame()
         return false;
     if (record)
         record->handler(this, {head + header_size, total - header_size});
-    // The handler's receivers may have fed us, so the buffer may have moved.
-    const bool is_all = rx_taken == 0 && total == rx_buffer.size();
-    Q_EMIT parsed_message_data(is_all ? rx_buffer : rx_buffer.mid(rx_taken, total));
+    // A receiver may have called rx_data(), which may have moved the buffer.
+    Q_EMIT parsed_message_data(rx_buffer.mid(rx_taken, total));
     if (!(first & event_bit))
         rx_count = counted(rx_count);
     rx_taken += total;

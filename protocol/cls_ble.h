@@ -68,7 +68,6 @@ public Q_SLOTS:
 
 private:
     bool take_frame();
-    void drop_taken();
     void send_next_queued();
 
     QByteArray rx_buffer;
@@ -77,6 +76,6 @@ private:
     int rx_count = 0;
     bool flow_control = false;
 
-    int rx_taken = 0; // bytes at the head of rx_buffer that the running rx_data has done with
+    int rx_taken = 0; // bytes at the head of rx_buffer that the running rx_data() has consumed
     bool receiving = false;
 };

@@ -146,7 +146,7 @@ bool mixed(const QVector<QByteArray> &frames)
         ratios.push_back(other_time / our_time);
     }
     return print_figure("engine_mixed_frames_per_second", median(our_rates), median(other_rates),
-                        median(ratios), Budget::AtLeast, 3);
+                        median(ratios), Budget::AtLeast, 2.5);
 }
 
 double nanoseconds_a_byte(const QByteArray &stream, int messages, int chunk_size)

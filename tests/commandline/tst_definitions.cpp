@@ -86,7 +86,7 @@ private Q_SLOTS:
         QSignalSpy spy(&parser, &CommandParser::log_message);
         int result = 1;
         const int time = milliseconds_of([&] { result = parser.loadDefinitions(file.path()); });
-        QVERIFY2(time < 20'000, QByteArray::number(time).constData());
+        QVERIFY2(time < 5'000, QByteArray::number(time).constData());
         const bool is_refused = device.isEmpty();
         QCOMPARE(result, is_refused ? -1 : 0);
         QCOMPARE(spy.count(), is_refused ? 1 : 0);
@@ -124,7 +124,7 @@ private Q_SLOTS:
         QCOMPARE(parser.document.documentElement().tagName(), QStringLiteral("anything"));
     }
 
-    // Dense files of 1 and 10 MB for the time, and one of 100 MB.
+    // A dense file of 1 MB, and one of a tenth of that for comparison.
     void largeFile()
     {
         const QByteArray command =
@@ -132,20 +132,18 @@ private Q_SLOTS:
             "type='uint8' name='length'/></params><returns><param type='uint16' "
             "name='result'/></returns></command>\n";
         int result = 0;
-        const auto load = [&](CommandParser &parser, int count, int padding) {
-            const QByteArray one = command + "<!--" + QByteArray(padding, 'x') + "-->";
-            const DefinitionFile file("<a><class name='system'>" + one.repeated(count) +
+        const auto load = [&](CommandParser &parser, int count) {
+            const DefinitionFile file("<a><class name='system'>" + command.repeated(count) +
                                       "<command name='last'/></class></a>");
             return milliseconds_of([&] { result |= parser.loadDefinitions(file.path()); });
         };
-        const int count = 10'000'000 / command.size();
-        CommandParser tenth, parser, huge;
-        const int tenth_time = load(tenth, count / 10, 0);
-        const int time = load(parser, count, 0);
+        const int count = 1'000'000 / command.size();
+        CommandParser tenth, parser;
+        const int tenth_time = load(tenth, count / 10);
+        const int time = load(parser, count);
         QVERIFY2(time < 30 * qMax(tenth_time, 50), "loading is not linear");
-        load(huge, count / 10, 100'000'000 / (count / 10));
         QCOMPARE(result, 0);
-        QCOMPARE(huge.classes.value(0).commands.size(), count / 10 + 1);
+        QCOMPARE(parser.classes.value(0).commands.size(), count + 1);
         QString message;
         QByteArray packet;
         const int parsing =

@@ -140,24 +140,6 @@ private Q_SLOTS:
         QCOMPARE(rig->log.all("data"), QStringList(QStringLiteral("000300040040ff")));
     }
 
-    // A receiver that goes on feeding keeps the outer call busy, without recursion; what it has done with
-    // must not pile up.
-    void feedingForLong()
-    {
-        constexpr int count = 200000;
-        cls_ble engine;
-        int frames = 0;
-        int most_bytes = 0;
-        connect(&engine.system, &cls_ble_system::rsp_hello, &engine, [&] {
-            if (++frames < count)
-                engine.rx_data(hello_response);
-            most_bytes = qMax(most_bytes, waiting_bytes(engine).size());
-        });
-        engine.rx_data(hello_response);
-        QCOMPARE(frames, count);
-        QVERIFY2(most_bytes < 256 * 1024, QByteArray::number(most_bytes).constData());
-    }
-
     void queuedFramesDieWithEngine()
     {
         auto engine = std::make_unique<cls_ble>();
