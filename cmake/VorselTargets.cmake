@@ -12,48 +12,6 @@ if(CMAKE_CXX_FLAGS MATCHES "fsanitize=thread")
 endif()
 target_include_directories(vorsel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
-# Qt's headers are most of what a source costs, so each kind of target has them compiled once, for all its sources.
-# What is compiled for link-time optimisation does without, as does the build that checks each source by itself.
-option(VORSEL_PRECOMPILE "Compile Qt's headers once a kind of target" ON)
-
-function(vorsel_precompiled kind headers)
-  file(CONFIGURE OUTPUT precompiled_${kind}.cpp CONTENT "")
-  add_library(vorsel_precompiled_${kind} OBJECT EXCLUDE_FROM_ALL "${CMAKE_CURRENT_BINARY_DIR}/precompiled_${kind}.cpp")
-  target_link_libraries(vorsel_precompiled_${kind} PRIVATE ${ARGN} vorsel_options)
-  target_precompile_headers(vorsel_precompiled_${kind} PRIVATE ${headers})
-endfunction()
-
-if(VORSEL_PRECOMPILE)
-  set(standard <algorithm> <functional> <memory> <vector>)
-  vorsel_precompiled(core "<QtCore>;${standard}" Qt5::Core)
-  vorsel_precompiled(widgets "<QtWidgets>;${standard}" Qt5::Widgets)
-  if(VORSEL_BUILD_TESTS)
-    vorsel_precompiled(core_test "<QtTest>;${standard}" Qt5::Test)
-    vorsel_precompiled(widgets_test "<QtTest>;<QtWidgets>;${standard}" Qt5::Test Qt5::Widgets)
-  endif()
-endif()
-
-# vorsel_use_precompiled(<target> [_test]): the headers of the kind that the target's own libraries make it.
-function(vorsel_use_precompiled target)
-  if(NOT VORSEL_PRECOMPILE)
-    return()
-  endif()
-  set(kind core)
-  get_target_property(links ${target} LINK_LIBRARIES)
-  foreach(link IN LISTS links)
-    if(NOT TARGET ${link})
-      continue() # a library of the system
-    endif()
-    get_target_property(below ${link} INTERFACE_LINK_LIBRARIES)
-    if("Qt5::Widgets" IN_LIST below OR link STREQUAL "Qt5::Widgets")
-      set(kind widgets)
-    elseif("Qt5::Gui" IN_LIST below OR link STREQUAL "Qt5::Gui")
-      return() # too few to have a kind of their own
-    endif()
-  endforeach()
-  target_precompile_headers(${target} REUSE_FROM vorsel_precompiled_${kind}${ARGN})
-endfunction()
-
 # vorsel_library(<folder> SOURCES ... LINKS ...): the static library vorsel_<folder>, alias Vorsel::<folder>.
 function(vorsel_library folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
@@ -62,7 +20,6 @@ function(vorsel_library folder)
   set_target_properties(vorsel_${folder} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
   target_link_libraries(vorsel_${folder} PUBLIC ${ARG_LINKS} PRIVATE vorsel_options)
   target_include_directories(vorsel_${folder} PUBLIC "${PROJECT_SOURCE_DIR}")
-  vorsel_use_precompiled(vorsel_${folder})
 endfunction()
 
 # What all programs of tests share. They are linked often: not optimised then, and by the quicker linker if there.
@@ -79,7 +36,6 @@ function(vorsel_test name)
   add_executable(${target} ${ARG_SOURCES})
   set_target_properties(${target} PROPERTIES AUTOMOC ON)
   target_link_libraries(${target} PRIVATE ${ARG_LINKS} Qt5::Test vorsel_test_options)
-  vorsel_use_precompiled(${target} _test)
   add_test(NAME ${name} COMMAND ${target})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
