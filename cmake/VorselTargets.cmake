@@ -1,15 +1,30 @@
 include(CheckLinkerFlag)
 
+set(VORSEL_SANITIZE "" CACHE STRING "Build with sanitizers: address, thread, or fuzzer, which needs clang")
+if(VORSEL_SANITIZE)
+  add_compile_options(-O1 -g1 -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(VORSEL_SANITIZE STREQUAL "address")
+    set(sanitizers -fsanitize=address,undefined)
+  elseif(VORSEL_SANITIZE STREQUAL "thread")
+    set(sanitizers -fsanitize=thread)
+    # gcc 12 takes the data pointer of a QByteArray for that of the empty array, which has no bytes to read.
+    add_compile_options(-Wno-stringop-overread)
+  elseif(VORSEL_SANITIZE STREQUAL "fuzzer")
+    set(sanitizers -fsanitize=fuzzer-no-link,address,undefined)
+    add_compile_options(-O2 "-fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/tests/fuzz/uncovered.txt")
+  else()
+    message(FATAL_ERROR "VORSEL_SANITIZE must be address, thread or fuzzer, not ${VORSEL_SANITIZE}")
+  endif()
+  add_compile_options(${sanitizers})
+  add_link_options(${sanitizers})
+endif()
+
 # One place for what all our targets share: warnings, strict Qt strings, include root.
 add_library(vorsel_options INTERFACE)
 target_compile_definitions(vorsel_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING
   QT_NO_KEYWORDS QT_STRICT_ITERATORS QT_DEPRECATED_WARNINGS)
 target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
-if(CMAKE_CXX_FLAGS MATCHES "fsanitize=thread")
-  # gcc 12 then takes a QByteArray for the empty one, whose bytes lie behind the object that it knows.
-  target_compile_options(vorsel_options INTERFACE -Wno-stringop-overread)
-endif()
 target_include_directories(vorsel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
 # vorsel_library(<folder> SOURCES ... LINKS ...): the static library vorsel_<folder>, alias Vorsel::<folder>.
@@ -22,11 +37,11 @@ function(vorsel_library folder)
   target_include_directories(vorsel_${folder} PUBLIC "${PROJECT_SOURCE_DIR}")
 endfunction()
 
-# What all programs of tests share. They are linked often: not optimised then, and by the quicker linker if there.
+# What all test programs share. They are linked often, so use the faster linker where it is installed.
 add_library(vorsel_test_options INTERFACE)
 target_sources(vorsel_test_options INTERFACE "${PROJECT_SOURCE_DIR}/tests/sanitizers.cpp")
 check_linker_flag(CXX -fuse-ld=gold VORSEL_HAS_GOLD)
-target_link_options(vorsel_test_options INTERFACE -fno-lto $<$<BOOL:${VORSEL_HAS_GOLD}>:-fuse-ld=gold>)
+target_link_options(vorsel_test_options INTERFACE $<$<BOOL:${VORSEL_HAS_GOLD}>:-fuse-ld=gold>)
 target_link_libraries(vorsel_test_options INTERFACE vorsel_options)
 
 # vorsel_test(<folder>.<subject> SOURCES ... LINKS ...): a Qt Test program run without a display.
