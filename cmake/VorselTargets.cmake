@@ -24,7 +24,7 @@ add_library(vorsel_options INTERFACE)
 target_compile_definitions(vorsel_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING
   QT_NO_KEYWORDS QT_STRICT_ITERATORS QT_DEPRECATED_WARNINGS)
-target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
+target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion)
 target_include_directories(vorsel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
 # vorsel_library(<folder> SOURCES ... LINKS ...): the static library vorsel_<folder>, alias Vorsel::<folder>.
@@ -62,10 +62,11 @@ function(vorsel_win32_program name source)
   set(platform "${PROJECT_SOURCE_DIR}/transport/platform")
   set(program "${CMAKE_CURRENT_BINARY_DIR}/${name}.exe")
   add_custom_command(OUTPUT "${program}"
-    COMMAND "${VORSEL_MINGW_CXX}" -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion -Werror -static
+    COMMAND "${VORSEL_MINGW_CXX}" -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion
+            $<$<BOOL:${CMAKE_COMPILE_WARNING_AS_ERROR}>:-Werror> -static
             "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/win32.cpp"
             -lsetupapi -ladvapi32 -o "${program}"
     DEPENDS "${source}" ${ARGN} "${platform}/win32.cpp" "${platform}/serial_platform.h"
-    VERBATIM)
+    COMMAND_EXPAND_LISTS VERBATIM)
   add_custom_target(${name} ALL DEPENDS "${program}")
 endfunction()
