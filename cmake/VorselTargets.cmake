@@ -27,6 +27,21 @@ target_compile_definitions(vorsel_options INTERFACE
 target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion)
 target_include_directories(vorsel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
+# vorsel_find_programs(<found> <what> <program>...): sets <found> to whether all programs are installed. If one is
+# missing, a message says that <what> is skipped.
+function(vorsel_find_programs found what)
+  set(${found} ON PARENT_SCOPE)
+  foreach(program IN LISTS ARGN)
+    find_program(VORSEL_PROGRAM_${program} ${program})
+    mark_as_advanced(VORSEL_PROGRAM_${program})
+    if(NOT VORSEL_PROGRAM_${program})
+      message(STATUS "Skipping ${what}: ${program} not found")
+      set(${found} OFF PARENT_SCOPE)
+      return()
+    endif()
+  endforeach()
+endfunction()
+
 # vorsel_library(<folder> SOURCES ... LINKS ...): the static library vorsel_<folder>, alias Vorsel::<folder>.
 function(vorsel_library folder)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
@@ -56,13 +71,17 @@ function(vorsel_test name)
 endfunction()
 
 # vorsel_win32_program(<name> <source> [<header>...]): <name>.exe on the Windows half of the serial platform, without
-# Qt. Built on any system; scripts/test-windows-serial runs it.
+# Qt. scripts/test-windows-serial runs it.
 function(vorsel_win32_program name source)
-  find_program(VORSEL_MINGW_CXX x86_64-w64-mingw32-g++-posix REQUIRED)
+  set(compiler x86_64-w64-mingw32-g++-posix)
+  vorsel_find_programs(found ${name}.exe ${compiler})
+  if(NOT found)
+    return()
+  endif()
   set(platform "${PROJECT_SOURCE_DIR}/transport/platform")
   set(program "${CMAKE_CURRENT_BINARY_DIR}/${name}.exe")
   add_custom_command(OUTPUT "${program}"
-    COMMAND "${VORSEL_MINGW_CXX}" -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion
+    COMMAND ${compiler} -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion
             $<$<BOOL:${CMAKE_COMPILE_WARNING_AS_ERROR}>:-Werror> -static
             "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/win32.cpp"
             -lsetupapi -ladvapi32 -o "${program}"
