@@ -66,7 +66,7 @@ function(vorsel_test name)
   add_executable(${target} ${ARG_SOURCES})
   set_target_properties(${target} PROPERTIES AUTOMOC ON)
   target_link_libraries(${target} PRIVATE ${ARG_LINKS} Qt5::Test vorsel_test_options)
-  add_test(NAME ${name} COMMAND ${target})
+  add_test(NAME ${name} COMMAND ${target} -silent)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
 
