@@ -4,8 +4,6 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(tools x86_64-w64-mingw32)
 set(CMAKE_CXX_COMPILER ${tools}-g++-posix)
-set(CMAKE_CXX_COMPILER_AR ${tools}-gcc-ar-posix) # these two know the objects of link-time optimisation
-set(CMAKE_CXX_COMPILER_RANLIB ${tools}-gcc-ranlib-posix)
 set(CMAKE_RC_COMPILER ${tools}-windres)
 
 set(VORSEL_WINDOWS_QT "$ENV{VORSEL_WINDOWS_QT}" CACHE PATH "Qt for Windows")
