@@ -36,7 +36,10 @@ build() {
     shift
     install_packages
     echo "Building: $preset${1:+, $*}"
-    cmake --preset "$preset" >/dev/null
+    cmake --preset "$preset" >"$scratch/configure.log"
+    if grep '^-- Skipping' "$scratch/configure.log" >&2; then
+        return 1 # all that is needed was installed above, so the search for it is wrong
+    fi
     cmake --build "build/$preset" ${1:+--target "$@"} -- --quiet
 }
 
