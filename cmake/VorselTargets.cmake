@@ -1,57 +1,45 @@
 include(CheckLinkerFlag)
 
+set(VORSEL_SANITIZE "" CACHE STRING "Build with sanitizers: address, thread, or fuzzer, which needs clang")
+if(VORSEL_SANITIZE)
+  add_compile_options(-O1 -g1 -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  if(VORSEL_SANITIZE STREQUAL "address")
+    set(sanitizers -fsanitize=address,undefined)
+  elseif(VORSEL_SANITIZE STREQUAL "thread")
+    set(sanitizers -fsanitize=thread)
+    # gcc 12 takes the data pointer of a QByteArray for that of the empty array, which has no bytes to read.
+    add_compile_options(-Wno-stringop-overread)
+  elseif(VORSEL_SANITIZE STREQUAL "fuzzer")
+    set(sanitizers -fsanitize=fuzzer-no-link,address,undefined)
+    add_compile_options(-O2 "-fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/tests/fuzz/uncovered.txt")
+  else()
+    message(FATAL_ERROR "VORSEL_SANITIZE must be address, thread or fuzzer, not ${VORSEL_SANITIZE}")
+  endif()
+  add_compile_options(${sanitizers})
+  add_link_options(${sanitizers})
+endif()
+
 # One place for what all our targets share: warnings, strict Qt strings, include root.
 add_library(vorsel_options INTERFACE)
 target_compile_definitions(vorsel_options INTERFACE
   QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING
   QT_NO_KEYWORDS QT_STRICT_ITERATORS QT_DEPRECATED_WARNINGS)
-target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Werror)
-if(CMAKE_CXX_FLAGS MATCHES "fsanitize=thread")
-  # gcc 12 then takes a QByteArray for the empty one, whose bytes lie behind the object that it knows.
-  target_compile_options(vorsel_options INTERFACE -Wno-stringop-overread)
-endif()
+target_compile_options(vorsel_options INTERFACE -Wall -Wextra -Wshadow -Wconversion)
 target_include_directories(vorsel_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
-# Qt's headers are most of what a source costs, so each kind of target has them compiled once, for all its sources.
-# What is compiled for link-time optimisation does without, as does the build that checks each source by itself.
-option(VORSEL_PRECOMPILE "Compile Qt's headers once a kind of target" ON)
-
-function(vorsel_precompiled kind headers)
-  file(CONFIGURE OUTPUT precompiled_${kind}.cpp CONTENT "")
-  add_library(vorsel_precompiled_${kind} OBJECT EXCLUDE_FROM_ALL "${CMAKE_CURRENT_BINARY_DIR}/precompiled_${kind}.cpp")
-  target_link_libraries(vorsel_precompiled_${kind} PRIVATE ${ARGN} vorsel_options)
-  target_precompile_headers(vorsel_precompiled_${kind} PRIVATE ${headers})
-endfunction()
-
-if(VORSEL_PRECOMPILE)
-  set(standard <algorithm> <functional> <memory> <vector>)
-  vorsel_precompiled(core "<QtCore>;${standard}" Qt5::Core)
-  vorsel_precompiled(widgets "<QtWidgets>;${standard}" Qt5::Widgets)
-  if(VORSEL_BUILD_TESTS)
-    vorsel_precompiled(core_test "<QtTest>;${standard}" Qt5::Test)
-    vorsel_precompiled(widgets_test "<QtTest>;<QtWidgets>;${standard}" Qt5::Test Qt5::Widgets)
-  endif()
-endif()
-
-# vorsel_use_precompiled(<target> [_test]): the headers of the kind that the target's own libraries make it.
-function(vorsel_use_precompiled target)
-  if(NOT VORSEL_PRECOMPILE)
-    return()
-  endif()
-  set(kind core)
-  get_target_property(links ${target} LINK_LIBRARIES)
-  foreach(link IN LISTS links)
-    if(NOT TARGET ${link})
-      continue() # a library of the system
-    endif()
-    get_target_property(below ${link} INTERFACE_LINK_LIBRARIES)
-    if("Qt5::Widgets" IN_LIST below OR link STREQUAL "Qt5::Widgets")
-      set(kind widgets)
-    elseif("Qt5::Gui" IN_LIST below OR link STREQUAL "Qt5::Gui")
-      return() # too few to have a kind of their own
+# vorsel_find_programs(<found> <what> <program>...): sets <found> to whether all programs are installed. If one is
+# missing, a message says that <what> is skipped.
+function(vorsel_find_programs found what)
+  set(${found} ON PARENT_SCOPE)
+  foreach(program IN LISTS ARGN)
+    find_program(VORSEL_PROGRAM_${program} ${program})
+    mark_as_advanced(VORSEL_PROGRAM_${program})
+    if(NOT VORSEL_PROGRAM_${program})
+      message(STATUS "Skipping ${what}: ${program} not found")
+      set(${found} OFF PARENT_SCOPE)
+      return()
     endif()
   endforeach()
-  target_precompile_headers(${target} REUSE_FROM vorsel_precompiled_${kind}${ARGN})
 endfunction()
 
 # vorsel_library(<folder> SOURCES ... LINKS ...): the static library vorsel_<folder>, alias Vorsel::<folder>.
@@ -62,14 +50,13 @@ function(vorsel_library folder)
   set_target_properties(vorsel_${folder} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
   target_link_libraries(vorsel_${folder} PUBLIC ${ARG_LINKS} PRIVATE vorsel_options)
   target_include_directories(vorsel_${folder} PUBLIC "${PROJECT_SOURCE_DIR}")
-  vorsel_use_precompiled(vorsel_${folder})
 endfunction()
 
-# What all programs of tests share. They are linked often: not optimised then, and by the quicker linker if there.
+# What all test programs share. They are linked often, so use the faster linker where it is installed.
 add_library(vorsel_test_options INTERFACE)
 target_sources(vorsel_test_options INTERFACE "${PROJECT_SOURCE_DIR}/tests/sanitizers.cpp")
 check_linker_flag(CXX -fuse-ld=gold VORSEL_HAS_GOLD)
-target_link_options(vorsel_test_options INTERFACE -fno-lto $<$<BOOL:${VORSEL_HAS_GOLD}>:-fuse-ld=gold>)
+target_link_options(vorsel_test_options INTERFACE $<$<BOOL:${VORSEL_HAS_GOLD}>:-fuse-ld=gold>)
 target_link_libraries(vorsel_test_options INTERFACE vorsel_options)
 
 # vorsel_test(<folder>.<subject> SOURCES ... LINKS ...): a Qt Test program run without a display.
@@ -79,22 +66,26 @@ function(vorsel_test name)
   add_executable(${target} ${ARG_SOURCES})
   set_target_properties(${target} PROPERTIES AUTOMOC ON)
   target_link_libraries(${target} PRIVATE ${ARG_LINKS} Qt5::Test vorsel_test_options)
-  vorsel_use_precompiled(${target} _test)
-  add_test(NAME ${name} COMMAND ${target})
+  add_test(NAME ${name} COMMAND ${target} -silent)
   set_tests_properties(${name} PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
 
 # vorsel_win32_program(<name> <source> [<header>...]): <name>.exe on the Windows half of the serial platform, without
-# Qt. Built on any system; scripts/test-windows-serial runs it.
+# Qt. scripts/test-windows-serial runs it.
 function(vorsel_win32_program name source)
-  find_program(VORSEL_MINGW_CXX x86_64-w64-mingw32-g++-posix REQUIRED)
+  set(compiler x86_64-w64-mingw32-g++-posix)
+  vorsel_find_programs(found ${name}.exe ${compiler})
+  if(NOT found)
+    return()
+  endif()
   set(platform "${PROJECT_SOURCE_DIR}/transport/platform")
   set(program "${CMAKE_CURRENT_BINARY_DIR}/${name}.exe")
   add_custom_command(OUTPUT "${program}"
-    COMMAND "${VORSEL_MINGW_CXX}" -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion -Werror -static
+    COMMAND ${compiler} -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion
+            $<$<BOOL:${CMAKE_COMPILE_WARNING_AS_ERROR}>:-Werror> -static
             "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/win32.cpp"
             -lsetupapi -ladvapi32 -o "${program}"
     DEPENDS "${source}" ${ARGN} "${platform}/win32.cpp" "${platform}/serial_platform.h"
-    VERBATIM)
+    COMMAND_EXPAND_LISTS VERBATIM)
   add_custom_target(${name} ALL DEPENDS "${program}")
 endfunction()

@@ -29,12 +29,17 @@ install_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# build PRESET [TARGET...]: installs what is missing, configures once, then builds what changed.
+# build PRESET [TARGET...]: installs what is missing, then configures and builds. Prints one line unless that fails.
+# Always configures, because a program that CMake did not find before may be installed by now.
 build() {
     local preset=$1
     shift
     install_packages
-    [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
+    echo "Building: $preset${1:+, $*}"
+    cmake --preset "$preset" >"$scratch/configure.log"
+    if grep '^-- Skipping' "$scratch/configure.log" >&2; then
+        return 1 # all that is needed was installed above, so the search for it is wrong
+    fi
     cmake --build "build/$preset" ${1:+--target "$@"} -- --quiet
 }
 

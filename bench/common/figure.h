@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <vector>
 
-// What every measurement prints: a line a figure, and whether all of them kept their budget.
+// What every measurement prints: one aligned line per figure.
 
 inline double median(std::vector<double> values)
 {
@@ -20,7 +20,7 @@ inline bool print_figure(const char *name, double ours, double other, double rat
                          double budget)
 {
     const bool kept = kind == Budget::AtLeast ? ratio >= budget : ratio <= budget;
-    std::printf("%s ours=%.4g other=%.4g ratio=%.3f budget=%s%.3g %s\n", name, ours, other, ratio,
+    std::printf("%-38s ours=%-9.4g other=%-9.4g ratio=%-7.3f budget=%s%-6.3g %s\n", name, ours, other, ratio,
                 kind == Budget::AtLeast ? ">=" : "<=", budget, kept ? "ok" : "SHORT");
     std::fflush(stdout);
     return kept;
@@ -30,7 +30,7 @@ inline bool print_figure(const char *name, double ours, double other, double rat
 inline bool print_equal(const char *name, long long ours, long long other)
 {
     const bool whole = ours == other;
-    std::printf("%s ours=%lld other=%lld ratio=- budget=equal %s\n", name, ours, other,
+    std::printf("%-38s ours=%-9lld other=%-9lld ratio=%-7s budget=%-8s %s\n", name, ours, other, "-", "equal",
                 whole ? "ok" : "SHORT");
     std::fflush(stdout);
     return whole;
@@ -40,7 +40,8 @@ inline bool print_equal(const char *name, long long ours, long long other)
 inline bool print_limited(const char *name, double ours, double limit)
 {
     const bool kept = ours <= limit;
-    std::printf("%s ours=%.4g other=- ratio=- budget=<=%.3g %s\n", name, ours, limit, kept ? "ok" : "SHORT");
+    std::printf("%-38s ours=%-9.4g other=%-9s ratio=%-7s budget=<=%-6.3g %s\n", name, ours, "-", "-", limit,
+                kept ? "ok" : "SHORT");
     std::fflush(stdout);
     return kept;
 }

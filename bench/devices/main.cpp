@@ -2,12 +2,12 @@
 // standard output; ends with 1 if a figure misses its limit or a message was lost.
 
 #include "bench/common/figure.h"
-#include "bench/common/process.h"
 #include "devices/devicelist.h"
 #include "devices/devicelistitem.h"
 #include "logview/logview.h"
 #include "tests/e2e/simulated_module.h"
 #include "tests/e2e/window.h"
+#include "tests/support/process.h"
 
 #include <QApplication>
 #include <QCheckBox>

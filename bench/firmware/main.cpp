@@ -4,10 +4,10 @@
 
 #include "bench/common/bare_exchange.h"
 #include "bench/common/figure.h"
-#include "bench/common/remote.h"
 #include "firmware/dfudialog.h"
 #include "logview/logview.h"
 #include "tests/e2e/simulated_module.h"
+#include "tests/support/remote.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -135,8 +135,10 @@ public:
     // The same over the air, to a connected device.
     double over_the_air()
     {
-        const Panel panel = connect_to(*window, QStringLiteral("Updatable"));
-        panel.find<QPushButton>("pushGATTDescriptors")->click();
+        const auto name = QStringLiteral("Updatable");
+        if (!scan_for(*window, name) || !connect_to(*window, name))
+            qFatal("no connection");
+        Panel(*window, name).find<QPushButton>("pushGATTDescriptors")->click();
         wait_until([this] { return logged("ble_evt_attclient_procedure_completed"); });
         find<QLineEdit>("fileOTAEdit")->setText(files.path("image.bin"));
         const auto *progress = find<QLabel>("labelOTAState");

@@ -3,6 +3,7 @@
 
 #include "bench/common/figure.h"
 #include "logview/logview.h"
+#include "tests/support/process.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -15,7 +16,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <malloc.h>
 
 namespace {
 constexpr int lines_a_turn = 200;
@@ -138,12 +138,6 @@ double quantile(std::vector<double> values, double q)
 void report(const char *name, double ours, double other, double ratio, double budget)
 {
     all_within = print_figure(name, ours, other, ratio, Budget::AtMost, budget) && all_within;
-}
-
-double heap_in_use()
-{
-    const struct mallinfo2 info = mallinfo2();
-    return double(info.uordblks) + double(info.hblkhd);
 }
 
 void measure_time_and_memory()

@@ -3,8 +3,8 @@
 
 #include "bench/common/bare_exchange.h"
 #include "bench/common/figure.h"
-#include "bench/common/remote.h"
 #include "tests/e2e/simulated_module.h"
+#include "tests/support/remote.h"
 #include "tools/throughputdialog.h"
 
 #include <QApplication>
@@ -29,7 +29,9 @@ double writes_per_second()
         qFatal("the simulated module does not start");
     Window window;
     window.attach();
-    connect_to(window, QStringLiteral("Everything"));
+    const auto name = QStringLiteral("Everything");
+    if (!scan_for(window, name) || !connect_to(window, name))
+        qFatal("no connection");
     window.find<QCheckBox>("checkLogHex")->setChecked(false);
     window.find<QCheckBox>("checkLogText")->setChecked(false);
 

@@ -4,8 +4,6 @@ set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 set(tools x86_64-w64-mingw32)
 set(CMAKE_CXX_COMPILER ${tools}-g++-posix)
-set(CMAKE_CXX_COMPILER_AR ${tools}-gcc-ar-posix) # these two know the objects of link-time optimisation
-set(CMAKE_CXX_COMPILER_RANLIB ${tools}-gcc-ranlib-posix)
 set(CMAKE_RC_COMPILER ${tools}-windres)
 
 set(VORSEL_WINDOWS_QT "$ENV{VORSEL_WINDOWS_QT}" CACHE PATH "Qt for Windows")
@@ -19,7 +17,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(ENV{PKG_CONFIG_LIBDIR} /usr/${tools}/lib/pkgconfig)
 
 # The same sources give the same files: no paths of this machine, no times.
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/e2e/panel.h"
 #include "tests/e2e/simulated_module.h"
+#include "tests/support/remote.h"
 
 #include <functional>
 #include <memory>
@@ -42,20 +42,14 @@ protected:
         window->attach();
     }
 
-    void scan_for(const QString &name)
-    {
-        window->find<QRadioButton>("radioScanObservation")->click();
-        window->click("pushStartScan");
-        QTRY_VERIFY2_WITH_TIMEOUT(Panel(*window, name).exists(), qPrintable(name), answer_ms);
-    }
+    void scan_for(const QString &name) { QVERIFY2(::scan_for(*window, name), qPrintable(name)); }
 
     void connect_to(const QString &name)
     {
-        window->click("pushStopScan");
         const Panel panel(*window, name);
         place = panel.widget();
-        click("pushConnect"_s);
-        QTRY_COMPARE_WITH_TIMEOUT(panel.status(), "Connected handle:0x0"_s, answer_ms);
+        QVERIFY2(::connect_to(*window, name), qPrintable(name));
+        QCOMPARE(panel.status(), "Connected handle:0x0"_s);
         QCOMPARE(panel.find<QPushButton>("pushConnect")->text(), "Disconnect"_s);
     }
 
@@ -68,13 +62,7 @@ protected:
     }
     QString text(const char *name) { return shown(find(QLatin1String(name))); }
 
-    void click(const QString &button)
-    {
-        auto *const widget = find<QAbstractButton>(button);
-        if (qobject_cast<DeviceListItem *>(place))
-            window->find<QScrollArea>("deviceList")->ensureWidgetVisible(widget);
-        QTest::mouseClick(widget, Qt::LeftButton, Qt::NoModifier, QPoint(10, widget->height() / 2));
-    }
+    void click(const QString &button) { window->click(find<QAbstractButton>(button)); }
 
     void press(const QString &shortcut)
     {

@@ -42,6 +42,13 @@ public:
 
     void click(const char *button) { QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton); }
 
+    // Scrolls to the button first if that is on a panel of a remote device.
+    void click(QAbstractButton *button)
+    {
+        find<QScrollArea>("deviceList")->ensureWidgetVisible(button);
+        QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(10, button->height() / 2));
+    }
+
     void type(const char *line) { ::type(find<QLineEdit>("lineCommand"), QString::fromLatin1(line)); }
 
     void send(const char *line)

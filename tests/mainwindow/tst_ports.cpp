@@ -5,7 +5,7 @@
 #include "tests/mainwindow/window_fixture.h"
 #include "tests/transport/pseudo_terminal.h"
 
-class MainWindowTest : public WindowFixture
+class PortsTest : public WindowFixture
 {
     Q_OBJECT
 
@@ -37,7 +37,7 @@ private Q_SLOTS:
         click("pushConnectDev");
         QCOMPARE(find<QLabel>("labelDev")->text(), "Disconnected"_s);
         FakeDevice device;
-        window->setCommDevice(&device);
+        MainWindowTest::setDevice(*window, &device);
         find<QPushButton>("pushConnectDev")->setText("Detach"_s);
         click("pushConnectDev");
         QCOMPARE(device_state(), attached);
@@ -86,5 +86,5 @@ private:
     }
 };
 
-QTEST_MAIN(MainWindowTest)
+QTEST_MAIN(PortsTest)
 #include "tst_ports.moc"

@@ -1,8 +1,6 @@
 #include "tests/mainwindow/window_fixture.h"
 #include "tests/steps.h"
 
-#include <utility>
-
 namespace {
 
 // A write of 20 bytes to attribute 1 of a link.
@@ -18,17 +16,11 @@ QString hex(QString text)
 } // namespace
 
 // The window and its tool dialogs, from their widgets to the bytes on the line and back.
-class MainWindowTest : public DeviceFixture
+class StepsTest : public DeviceFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        DeviceFixture::init();
-        window->setCommDevice(device = new FakeDevice);
-    }
-
     void steps_data()
     {
         QTest::addColumn<QString>("name");
@@ -183,7 +175,7 @@ private:
         const QString value = step.mid(name.size() + 1);
         const QString property = name.section(u'.', 1);
         if (step.startsWith(u'>')) {
-            QCOMPARE(QString::fromLatin1(std::exchange(device->written, {}).toHex()), hex(step.mid(1)));
+            QCOMPARE(sent(), hex(step.mid(1)));
         } else if (step.startsWith(u'<')) {
             device->receive(qPrintable(hex(step.mid(1))));
         } else if (step == QLatin1String("ESCAPE")) {
@@ -210,5 +202,5 @@ private:
     QWidget *place = nullptr; // where the widgets of the steps are
 };
 
-QTEST_MAIN(MainWindowTest)
+QTEST_MAIN(StepsTest)
 #include "tst_steps.moc"

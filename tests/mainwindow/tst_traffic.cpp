@@ -1,23 +1,16 @@
 #include "tests/mainwindow/window_fixture.h"
 
 #include <functional>
-#include <utility>
 
 // What is typed, sent, received and logged, with a device attached that outlives the window.
-class MainWindowTest : public DeviceFixture
+class TrafficTest : public DeviceFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        DeviceFixture::init();
-        window->setCommDevice(device = new FakeDevice);
-    }
-
     void bytes_without_a_device_are_logged_and_dropped()
     {
-        window->setCommDevice(nullptr);
+        MainWindowTest::setDevice(*window, nullptr);
         window->txData(QByteArray::fromHex("000000ABff"));
         window->rxData(QByteArray());
         QTest::keyClicks(find("lineCommand"), "system_hello\r"_s); // is not even tried
@@ -83,13 +76,13 @@ private Q_SLOTS:
         const std::function<void()> ways[] = {[this] { trigger("actionReset"); },
                                               [this] { window->USBReset(); }};
         for (const bool into_boot_loader : {false, true}) {
-            window->setCommDevice(device = new FakeDevice);
+            attachNewDevice();
             find<QPushButton>("pushConnectDev")->setText("Detach"_s);
             QCOMPARE(device_state(), attached);
             const auto course = std::make_shared<QByteArray>();
             const QObject scope;
             connect(device, &QObject::destroyed, &scope, [course] { *course += " deleted"; });
-            connect(&window->engine, &cls_ble::tx_data, &scope,
+            connect(&MainWindowTest::engine(*window), &cls_ble::tx_data, &scope,
                     [this, course] { *course += device ? device->written.toHex() : "unsent"; });
             ways[into_boot_loader]();
             const QByteArray frame = into_boot_loader ? "0001000001" : "0001000000";
@@ -177,11 +170,7 @@ private Q_SLOTS:
         window->Connect(address, 0);
         QCOMPARE(sent(), "000f0603010203040506006f0c7f0c800c0200"_s);
     }
-
-private:
-    // What was sent since the last call, in hex.
-    QString sent() const { return QString::fromLatin1(std::exchange(device->written, {}).toHex()); }
 };
 
-QTEST_MAIN(MainWindowTest)
+QTEST_MAIN(TrafficTest)
 #include "tst_traffic.moc"

@@ -4,11 +4,20 @@
 #include <QtWidgets>
 
 #include <memory>
+#include <utility>
 
 #include "mainwindow/mainwindow.h"
 #include "protocol/types.h"
 #include "tests/text.h"
 #include "transport/commdev.h"
+
+// The friend of MainWindow that hands its private members to the tests.
+class MainWindowTest
+{
+public:
+    static void setDevice(MainWindow &window, CommDev *device) { window.setCommDevice(device); }
+    static const cls_ble &engine(const MainWindow &window) { return window.engine; }
+};
 
 // A device that only remembers what it was told.
 class FakeDevice : public CommDev
@@ -108,12 +117,18 @@ private:
     QTemporaryDir runtime;
 };
 
-// The window attached to a device that outlives it, which the test makes.
+// The window with a device, which outlives the window if it is attached.
 class DeviceFixture : public WindowFixture
 {
     Q_OBJECT
 
 protected Q_SLOTS:
+    void init()
+    {
+        WindowFixture::init();
+        attachNewDevice();
+    }
+
     void cleanup()
     {
         const bool is_attached = find<QLabel>("labelDev")->text() == QLatin1String("Connected");
@@ -125,5 +140,10 @@ protected Q_SLOTS:
     }
 
 protected:
+    void attachNewDevice() { MainWindowTest::setDevice(*window, device = new FakeDevice); }
+
+    // The bytes sent since the last call, in hex.
+    QString sent() const { return QString::fromLatin1(std::exchange(device->written, {}).toHex()); }
+
     QPointer<FakeDevice> device;
 };

@@ -6,11 +6,11 @@
 //     soak [FRAMES]      (100,000)
 
 #include "bench/common/figure.h"
-#include "bench/common/process.h"
-#include "bench/common/remote.h"
 #include "devices/devicelistitem.h"
 #include "logview/logview.h"
 #include "tests/e2e/simulated_module.h"
+#include "tests/support/process.h"
+#include "tests/support/remote.h"
 
 #include <QCheckBox>
 #include <QDir>

@@ -5,7 +5,7 @@
 //     reattach [ROUNDS [SEED]]      (50 and 1)
 
 #include "bench/common/figure.h"
-#include "bench/common/process.h"
+#include "tests/support/process.h"
 #include "tests/transport/captured_output.h"
 #include "tests/transport/pseudo_terminal.h"
 #include "tests/transport/thread_sanitizer.h"
