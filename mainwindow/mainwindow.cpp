@@ -12,6 +12,7 @@
 #include "commandline/commandparser.h"
 #include "transport/commdev.h"
 #include "ui_mainwindow.h"
+#include "widgets/windowfit.h"
 
 namespace {
 
@@ -84,6 +85,8 @@ MainWindow::MainWindow(QWidget *parent)
     , ui(std::make_unique<Ui::MainWindow>())
 {
     ui->setupUi(this);
+    for (QDialog *dialog : findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly))
+        layOutBeforePlacing(dialog);
     // The dock "GAP" is tall: beside the log and not above it, it leaves the log room to be read.
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
     // The row under the devices is long: its buttons may be narrower than the style would have any button.

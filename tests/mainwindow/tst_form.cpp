@@ -86,6 +86,22 @@ private Q_SLOTS:
         QVERIFY(!picture->pixmap(Qt::ReturnByValue).isNull());
     }
 
+    void dialogs_open_whole_and_on_the_screen()
+    {
+        QVERIFY(show());
+        for (QDialog *dialog : window->findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly)) {
+            dialog->show();
+            const QSize placed = dialog->size();
+            QVERIFY(QTest::qWaitForWindowExposed(dialog));
+            QApplication::processEvents();
+            QVERIFY2(dialog->size() == placed, qPrintable(dialog->objectName()));
+            const QRect screen = dialog->screen()->availableGeometry();
+            QVERIFY2(screen.contains(dialog->geometry()) && screen.contains(dialog->pos()),
+                     qPrintable(dialog->objectName()));
+            dialog->hide();
+        }
+    }
+
     void missing_definition_file_is_logged_twice()
     {
         const QTemporaryDir elsewhere;
