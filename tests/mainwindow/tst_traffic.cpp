@@ -161,6 +161,24 @@ private Q_SLOTS:
         QCOMPARE(sent(), "0004000900026162"_s);
     }
 
+    void half_typed_numbers_change_no_other_box()
+    {
+        find<QSpinBox>("spinInterval")->setValue(3200);
+        QVERIFY(show());
+        const auto type_into = [this](const char *name, const QString &number) {
+            auto *const box = find<QSpinBox>(name);
+            box->setFocus();
+            box->selectAll();
+            QTest::keyClicks(box, number);
+            QTest::keyClick(box, Qt::Key_Tab);
+        };
+        type_into("spinTimeout", "3200"_s); // on the way to it are 32 and 320
+        QCOMPARE(find<QSpinBox>("spinInterval")->value(), 3200);
+        QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 7);
+        type_into("spinInterval", "80"_s);
+        QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 319);
+    }
+
     void the_three_ways_to_connect_cap_differently()
     {
         find<QSpinBox>("spinInterval")->setValue(3200);
