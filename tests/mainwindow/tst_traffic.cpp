@@ -153,6 +153,23 @@ private Q_SLOTS:
         QTRY_VERIFY(!QToolTip::isVisible());
     }
 
+    void tooltip_shows_typed_text_as_it_is()
+    {
+        QVERIFY(show());
+        auto *const edit = find<QLineEdit>("lineCommand");
+        const QPair<const char *, const char *> tips[] = {
+            {"system_reset a&lt;b", "unable parse argument 'a&lt;b' as uint8"},
+            {"system_a&lt;b\"", "Command 'a&lt;b\"' not found in class 'system'"},
+        };
+        for (const auto &[line, reason] : tips) {
+            edit->clear();
+            QTest::keyClicks(edit, QString::fromLatin1(line));
+            QVERIFY(Qt::mightBeRichText(QToolTip::text()));
+            const QString seen = QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText();
+            QCOMPARE(seen.section(u'\n', -1), QString::fromLatin1(reason));
+        }
+    }
+
     void raw_text_ends_at_a_zero()
     {
         auto *const edit = find<QLineEdit>("rawSend");
