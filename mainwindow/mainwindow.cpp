@@ -298,9 +298,9 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
 {
     QString message;
     const bool bad = !arg1.isEmpty() && parser->parseLine(arg1, message).isEmpty();
-    if (!bad)
+    if (!bad || message.isEmpty())
         QToolTip::showText(QPoint(0, 0), QString());
-    else if (!message.isEmpty())
+    else
         QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));

@@ -153,7 +153,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!QToolTip::isVisible());
     }
 
-    void tooltip_shows_typed_text_as_it_is()
+    void tooltip_shows_typed_text_and_leaves_with_its_reason()
     {
         QVERIFY(show());
         auto *const edit = find<QLineEdit>("lineCommand");
@@ -168,6 +168,11 @@ private Q_SLOTS:
             const QString seen = QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText();
             QCOMPARE(seen.section(u'\n', -1), QString::fromLatin1(reason));
         }
+        edit->clear();
+        QTest::keyClicks(edit, "00"_s); // too short; a single digit has no message
+        QVERIFY(QToolTip::isVisible());
+        QTest::keyClick(edit, Qt::Key_Backspace);
+        QTRY_VERIFY(!QToolTip::isVisible());
     }
 
     void raw_text_ends_at_a_zero()
