@@ -61,6 +61,8 @@ public Q_SLOTS:
 private:
     DeviceListItem *createItem();
     void putFirstInTabOrder(DeviceListItem *item);
+    // Brings the panel into view; of one that is taller than the view, its top.
+    void scrollTo(const DeviceListItem *item);
     DeviceListItem *findByHandle(uint8 handle) const;
     DeviceListItem *findOrCreate(bd_addr address, uint8 addrtype, bool create);
 

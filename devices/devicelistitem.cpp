@@ -96,6 +96,11 @@ bool DeviceListItem::hasAddress(const bd_addr &other, uint8 addrtype) const
     return addr_type == addrtype && std::equal(std::begin(address.addr), std::end(address.addr), other.addr);
 }
 
+const QPushButton *DeviceListItem::unfoldButton() const
+{
+    return ui->pushShow;
+}
+
 void DeviceListItem::showRssi(int8 rssi)
 {
     setText(ui->rssi, QStringLiteral("%1 dBm").arg(int(rssi)));
@@ -332,6 +337,8 @@ void DeviceListItem::on_pushGATTClear_clicked()
 void DeviceListItem::on_pushShow_toggled(bool checked)
 {
     ui->pages->setVisible(checked);
+    ui->name->layout()->activate();
+    layout()->activate();
 }
 
 void DeviceListItem::on_pushConnect_clicked()

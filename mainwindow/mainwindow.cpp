@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int initial_log_height = 340; // pixels
+constexpr int initial_log_height = 270; // pixels
 constexpr int button_margin = 16;       // pixels, both sides together
 
 constexpr int longest_tooltip = 1000; // characters; it repeats what was typed, and X has no wider windows

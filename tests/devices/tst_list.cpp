@@ -203,6 +203,25 @@ private Q_SLOTS:
         QCOMPARE(list.find<QWidget>("name")->sizeHint(), size);
     }
 
+    void unfoldedPanelIsInView()
+    {
+        Column list;
+        for (uint8 device = 1; device <= 8; ++device)
+            list.hear(bytes("00"), device);
+        list.resize(800, 600);
+        list.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&list));
+        list.verticalScrollBar()->setValue(list.verticalScrollBar()->maximum());
+        for (const int panel : {0, 7}) { // the lowest one, then the one at the top
+            list.find<QPushButton>("pushShow", panel)->click();
+            QApplication::processEvents();
+            const auto *const item = list.find<DeviceListItem>("DeviceListItem", panel);
+            const QRect seen(item->mapTo(list.viewport(), QPoint(0, 0)), item->size());
+            QVERIFY(list.find<QWidget>("pages", panel)->isVisible());
+            QVERIFY2(list.viewport()->rect().contains(seen), qPrintable(QString::number(panel)));
+        }
+    }
+
     void noColumnToPutPanelsIn()
     {
         DeviceList list;
