@@ -4,6 +4,7 @@
 #include "devices/attributetable.h"
 #include "protocol/conversions.h"
 #include "ui_devicelistitem.h"
+#include "widgets/buttonwidth.h"
 
 #include <algorithm>
 #include <bitset>
@@ -61,6 +62,9 @@ DeviceListItem::DeviceListItem(QWidget *parent)
     , handle(noConnection)
 {
     ui->setupUi(this);
+    for (QPushButton *button : findChildren<QPushButton *>())
+        setMinimumWidthFor(button, button->text());
+    setMinimumWidthFor(ui->pushConnect, QStringLiteral("Disconnect"));
     sizeTable();
     ui->pages->hide();
 }

@@ -3,6 +3,7 @@
 #include "firmware/hexfile.h"
 #include "protocol/cls_ble.h"
 #include "ui_dfudialog.h"
+#include "widgets/buttonwidth.h"
 
 #include <QFile>
 #include <QFileDialog>
@@ -32,6 +33,8 @@ DFUDialog::DFUDialog(cls_ble *engine, QWidget *parent)
     , ui(std::make_unique<Ui::DFUDialog>())
 {
     ui->setupUi(this);
+    for (QPushButton *button : {ui->pushButton, ui->pushBootUSB})
+        setMinimumWidthFor(button, button->text());
     resize(80 * fontMetrics().averageCharWidth(), 24 * fontMetrics().lineSpacing());
     ui->buttonBox->button(QDialogButtonBox::Close)->setAutoDefault(false); // Enter in a field does nothing
     process.setProcessChannelMode(QProcess::MergedChannels);

@@ -12,12 +12,12 @@
 #include "commandline/commandparser.h"
 #include "transport/commdev.h"
 #include "ui_mainwindow.h"
+#include "widgets/buttonwidth.h"
 #include "widgets/windowfit.h"
 
 namespace {
 
 constexpr int initial_log_height = 270; // pixels
-constexpr int button_margin = 16;       // pixels, both sides together
 
 constexpr int longest_tooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
 
@@ -91,7 +91,7 @@ MainWindow::MainWindow(QWidget *parent)
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
     // The row under the devices is long: its buttons may be narrower than the style would have any button.
     for (QPushButton *button : {ui->pushConnUpdate, ui->pushRefreshDevices, ui->pushClearDevices})
-        button->setMinimumWidth(button->fontMetrics().horizontalAdvance(button->text()) + button_margin);
+        setMinimumWidthFor(button, button->text());
     give_light_paper(ui->textDebug);
     give_light_paper(ui->lineCommand);
     resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
