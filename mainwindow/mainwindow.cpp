@@ -85,6 +85,9 @@ MainWindow::MainWindow(QWidget *parent)
     , ui(std::make_unique<Ui::MainWindow>())
 {
     ui->setupUi(this);
+#ifndef Q_OS_WIN // there the program file has icons of its own, in all sizes
+    setWindowIcon(QIcon(QStringLiteral(":/logos/icon.png")));
+#endif
     for (QDialog *dialog : findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly))
         layOutBeforePlacing(dialog);
     // The dock "GAP" is tall: beside the log and not above it, it leaves the log room to be read.

@@ -79,8 +79,13 @@ private Q_SLOTS:
         QCOMPARE(log(), QString());
     }
 
-    void about_box_has_a_picture()
+    void windows_have_an_icon_and_the_about_box_a_picture()
     {
+#ifndef Q_OS_WIN
+        for (const QWidget *shown :
+             {static_cast<QWidget *>(window.get()), window->findChild<QWidget *>("IODialog"_s)})
+            QVERIFY(!shown->windowIcon().pixmap(64).isNull());
+#endif
         const auto *const picture =
             window->findChild<QDialog *>("AboutDialog"_s)->findChild<QLabel *>("label_3"_s);
         QVERIFY(!picture->pixmap(Qt::ReturnByValue).isNull());
