@@ -5,6 +5,7 @@
 #include "ui_dfudialog.h"
 #include "widgets/buttonwidth.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -105,7 +106,8 @@ bool DFUDialog::loadBinFile(QString binfilename)
 
 void DFUDialog::chooseFile(QLineEdit *edit, const QString &title, const QString &filter)
 {
-    edit->setText(QFileDialog::getOpenFileName(this, title, edit->text(), filter));
+    const QString start = edit->text().isEmpty() ? QDir::homePath() : edit->text();
+    edit->setText(QFileDialog::getOpenFileName(this, title, start, filter));
 }
 
 void DFUDialog::on_browseButton_clicked()
