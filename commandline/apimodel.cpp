@@ -45,7 +45,7 @@ QString type_name(int code)
 
 QString unparsable(const QString &text, const QString &kind)
 {
-    return QStringLiteral("unable parse argument '%1' as %2").arg(without_markup(text), kind);
+    return QStringLiteral("unable parse argument '%1' as %2").arg(text.toHtmlEscaped(), kind);
 }
 
 QByteArray parse_number(int type, int base, const QString &text, QString &message)
@@ -94,9 +94,10 @@ const ApiType &api_type_row(int code)
     return api_types[code < 0 || code > row_count ? row_count : code];
 }
 
-QString without_markup(const QString &text)
+QString html_of(const QString &text)
 {
-    return QString(text).replace(QLatin1Char('<'), QLatin1String("&lt;"));
+    const QString escaped = text.toHtmlEscaped();
+    return escaped == text ? text : QStringLiteral("<qt>%1</qt>").arg(escaped);
 }
 
 QByteArray ApiParam::parseArgument(QString &text, QString &message) const
@@ -151,9 +152,9 @@ QByteArray ApiMessage::buildCommand(QStringList &args, QString &message) const
 
 QString ApiMessage::commandHelp() const
 {
-    QString help = QStringLiteral("<b>%1</b>").arg(without_markup(full_name));
+    QString help = QStringLiteral("<b>%1</b>").arg(full_name.toHtmlEscaped());
     for (const ApiParam &param : params)
-        help += QStringLiteral(" <b>%1</b>:%2").arg(without_markup(param.name), type_name(param.type));
+        help += QStringLiteral(" <b>%1</b>:%2").arg(param.name.toHtmlEscaped(), type_name(param.type));
     return help;
 }
 
@@ -163,8 +164,7 @@ QByteArray ApiClass::findCommand(const QString &command, QStringList &args, QStr
                                     [&](const ApiMessage &candidate) { return candidate.name == command; });
     if (found != commands.cend())
         return found->buildCommand(args, message);
-    if (!command.isEmpty()) {
-        message += without_markup(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
-    }
+    if (!command.isEmpty())
+        message += html_of(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
     return {};
 }

@@ -38,9 +38,9 @@ int api_type_code(const QString &name);
 /// called "hwaddr" and an ipv4 "bd_addr". The closing row for a position outside the table.
 const ApiType &api_type_row(int code);
 
-/// `text`, which came from a definition file or was typed, for a message that is shown as rich text: nothing
-/// in it can open an element. All else stays as it is.
-QString without_markup(const QString &text);
+/// HTML that shows `text` as it is. Text without special characters is returned unchanged; any other is put
+/// into an element, by which QToolTip recognises HTML.
+QString html_of(const QString &text);
 
 /// A parameter of a message.
 struct ApiParam

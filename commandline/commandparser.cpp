@@ -102,8 +102,8 @@ QByteArray CommandParser::parseHex(QString line, QString &message) const
     if (packet.size() < 2) {
         message += QStringLiteral("Length of hex string must be at least two bytes");
     } else if (signed_byte(packet, 0) != device_id) {
-        message += without_markup(QStringLiteral("First byte must be correct device_id %1=%2")
-                                      .arg(device_name, QString::number(device_id)));
+        message += html_of(QStringLiteral("First byte must be correct device_id %1=%2")
+                               .arg(device_name, QString::number(device_id)));
     } else if (packet.size() < 4) {
         message += QStringLiteral("Packet length invalid must be at least 4");
     } else if (signed_byte(packet, 1) != payload) {

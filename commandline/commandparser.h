@@ -19,7 +19,7 @@ public:
     int loadDefinitions(const QString &path);
 
     /// The packet for `line`, or empty if it is none; `message`, given empty, then tells why or stays empty.
-    /// The message of a line that names a command begins with its signature, and is rich text.
+    /// The message is HTML; that of a line that names a command begins with its signature.
     QByteArray parseLine(QString line, QString &message) const;
 
     QString device_name;

@@ -3,7 +3,11 @@
 #include "devices/devicelistitem.h"
 
 #include <QBoxLayout>
+#include <QCoreApplication>
+#include <QPushButton>
+#include <QScrollBar>
 
+#include <algorithm>
 #include <utility>
 
 DeviceList::DeviceList(QWidget *parent)
@@ -30,6 +34,10 @@ DeviceListItem *DeviceList::createItem()
     relay(&Item::cmd_get_status, &DeviceList::cmd_get_status);
     relay(&Item::cmd_features_get, &DeviceList::cmd_features_get);
     relay(&Item::cmd_version_update, &DeviceList::cmd_version_update);
+    connect(item->unfoldButton(), &QPushButton::toggled, this, [this, item](bool isUnfolded) {
+        if (isUnfolded)
+            scrollTo(item);
+    });
     if (auto *const layout = qobject_cast<QBoxLayout *>(column->layout()))
         layout->insertWidget(0, item);
     items.append(item);
@@ -52,6 +60,19 @@ void DeviceList::putFirstInTabOrder(DeviceListItem *item)
         setTabOrder(previous, next);
         previous = next;
     }
+}
+
+void DeviceList::scrollTo(const DeviceListItem *item)
+{
+    if (!widget() || !widget()->layout())
+        return;
+    // The panel has just changed its size: have the column follow before its place is read.
+    widget()->layout()->activate();
+    QCoreApplication::sendPostedEvents(viewport(), QEvent::LayoutRequest);
+    QScrollBar *const bar = verticalScrollBar();
+    const int top = item->y();
+    const int bottom = top + item->height() - viewport()->height();
+    bar->setValue(std::min(top, std::max(bar->value(), bottom)));
 }
 
 // The oldest panel of the connection, or null.

@@ -20,8 +20,8 @@ public:
     explicit DeviceList(QWidget *parent = nullptr);
 
 Q_SIGNALS:
-    // What a panel asks for. `handle`: the connection, 0xff without one. UUIDs have their least significant
-    // byte first.
+    // The 13 signals of a panel, repeated because the window is connected to the list and never to a panel.
+    // `handle`: the connection, 0xff without one. UUIDs have their least significant byte first.
     void Connect(bd_addr address, uint8 addrtype);
     void Disconnect(uint8 handle);
     void cmd_read_by_group_type(uint8 handle, uint16 start, uint16 end, QByteArray uuid);
@@ -61,6 +61,8 @@ public Q_SLOTS:
 private:
     DeviceListItem *createItem();
     void putFirstInTabOrder(DeviceListItem *item);
+    // Brings the panel into view; of one that is taller than the view, its top.
+    void scrollTo(const DeviceListItem *item);
     DeviceListItem *findByHandle(uint8 handle) const;
     DeviceListItem *findOrCreate(bd_addr address, uint8 addrtype, bool create);
 

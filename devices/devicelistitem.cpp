@@ -1,8 +1,10 @@
 #include "devices/devicelistitem.h"
 
 #include "devices/attributenames.h"
+#include "devices/attributetable.h"
 #include "protocol/conversions.h"
 #include "ui_devicelistitem.h"
+#include "widgets/buttonwidth.h"
 
 #include <algorithm>
 #include <bitset>
@@ -12,8 +14,7 @@
 namespace {
 
 constexpr uint8 noConnection = 0xff;
-
-enum Column { HandleColumn, GroupEndColumn, UuidColumn, DescriptionColumn, RawColumn, ValueColumn };
+constexpr int shortUuidSize = 2; // bytes
 
 enum AdvertisingType { Flags = 1, ShortenedName = 8, CompleteName = 9 };
 
@@ -61,26 +62,24 @@ DeviceListItem::DeviceListItem(QWidget *parent)
     , handle(noConnection)
 {
     ui->setupUi(this);
+    for (QPushButton *button : findChildren<QPushButton *>())
+        setMinimumWidthFor(button, button->text());
+    setMinimumWidthFor(ui->pushConnect, QStringLiteral("Disconnect"));
     sizeTable();
     ui->pages->hide();
 }
 
 DeviceListItem::~DeviceListItem() = default;
 
-// In terms of the font: eight rows, and columns wide enough for what is most often in them.
+// Makes the table eight rows of its font high.
 void DeviceListItem::sizeTable()
 {
     QTableWidget *const table = ui->tableGATT;
-    const QFontMetrics metrics = table->fontMetrics();
-    const int digit = metrics.horizontalAdvance(QLatin1Char('0'));
-    const int rowHeight = metrics.height() + 4;
+    const int rowHeight = table->fontMetrics().height() + 4;
     table->verticalHeader()->setMinimumSectionSize(rowHeight);
     table->verticalHeader()->setDefaultSectionSize(rowHeight);
     table->setMinimumHeight(table->horizontalHeader()->sizeHint().height() + 8 * rowHeight +
                             2 * table->frameWidth());
-    const int digits[] = {7, 10, 35, 20, 11, 6};
-    for (int column = HandleColumn; column <= ValueColumn; ++column)
-        table->setColumnWidth(column, digits[column] * digit);
 }
 
 void DeviceListItem::setAddress(bd_addr newAddress, uint8 addrtype)
@@ -94,6 +93,11 @@ void DeviceListItem::setAddress(bd_addr newAddress, uint8 addrtype)
 bool DeviceListItem::hasAddress(const bd_addr &other, uint8 addrtype) const
 {
     return addr_type == addrtype && std::equal(std::begin(address.addr), std::end(address.addr), other.addr);
+}
+
+const QPushButton *DeviceListItem::unfoldButton() const
+{
+    return ui->pushShow;
 }
 
 void DeviceListItem::showRssi(int8 rssi)
@@ -168,7 +172,7 @@ void DeviceListItem::dev_mode(bool enabled)
 void DeviceListItem::evt_characteristic_value(uint16 chrhandle, uint8, QByteArray value)
 {
     if (chrhandle != 0)
-        setCell(rowForHandle(chrhandle), RawColumn, hex_text(value));
+        setCell(rowForHandle(chrhandle), AttributeTable::RawColumn, hex_text(value));
 }
 
 void DeviceListItem::evt_service_found(uint16 start, uint16 end, QByteArray uuid)
@@ -176,7 +180,7 @@ void DeviceListItem::evt_service_found(uint16 start, uint16 end, QByteArray uuid
     if (start == 0)
         return;
     const int row = rowForHandle(start);
-    setCell(row, GroupEndColumn, QString::number(end));
+    setCell(row, AttributeTable::GroupEndColumn, QString::number(end));
     setUuid(row, uuid);
 }
 
@@ -211,7 +215,7 @@ int DeviceListItem::rowForHandle(uint16 attribute)
     int end = table->rowCount();
     while (row < end) {
         const int middle = (row + end) / 2;
-        const int there = table->item(middle, HandleColumn)->text().toInt();
+        const int there = table->item(middle, AttributeTable::HandleColumn)->text().toInt();
         if (there == attribute)
             return middle;
         if (there < attribute)
@@ -220,7 +224,7 @@ int DeviceListItem::rowForHandle(uint16 attribute)
             end = middle;
     }
     table->insertRow(row);
-    setCell(row, HandleColumn, QString::number(attribute));
+    setCell(row, AttributeTable::HandleColumn, QString::number(attribute));
     return row;
 }
 
@@ -232,10 +236,13 @@ void DeviceListItem::setCell(int row, int column, const QString &text)
 void DeviceListItem::setUuid(int row, QByteArray uuid)
 {
     reverse_bytes(uuid);
-    setCell(row, UuidColumn, hex_text(uuid));
+    setCell(row, AttributeTable::UuidColumn, hex_text(uuid));
     const QString name = attributeName(uuid);
-    setCell(row, DescriptionColumn, name);
-    ui->tableGATT->item(row, DescriptionColumn)->setToolTip(name); // some are longer than the column
+    setCell(row, AttributeTable::DescriptionColumn, name);
+    // A UUID of 128 bits needs the width of both columns, and seldom has a name.
+    const int columns = uuid.size() > shortUuidSize && name.isEmpty() ? 2 : 1;
+    if (ui->tableGATT->columnSpan(row, AttributeTable::UuidColumn) != columns)
+        ui->tableGATT->setSpan(row, AttributeTable::UuidColumn, 1, columns);
 }
 
 // The lowest and the highest of the handles and group ends in the selected rows; all handles if there are
@@ -247,7 +254,7 @@ void DeviceListItem::selectedRange(int &start, int &end) const
     for (const QTableWidgetItem *cell : ui->tableGATT->selectedItems()) {
         bool isNumber = false;
         const int number = cell->text().toInt(&isNumber);
-        if (cell->column() > GroupEndColumn || !isNumber)
+        if (cell->column() > AttributeTable::GroupEndColumn || !isNumber)
             continue;
         start = std::min(start, number);
         end = std::max(end, number);
@@ -332,6 +339,9 @@ void DeviceListItem::on_pushGATTClear_clicked()
 void DeviceListItem::on_pushShow_toggled(bool checked)
 {
     ui->pages->setVisible(checked);
+    // The list reads the new size of the panel at once.
+    ui->name->layout()->activate();
+    layout()->activate();
 }
 
 void DeviceListItem::on_pushConnect_clicked()

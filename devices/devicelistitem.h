@@ -10,6 +10,7 @@
 namespace Ui {
 class DeviceListItem;
 }
+class QPushButton;
 
 // The panel of one remote device: name, signal strength and status, buttons for the connection, and a table
 // of the device's attributes. A button sends one request out as a signal; an event fills in what it brings.
@@ -26,6 +27,9 @@ public:
     // Who the panel stands for. `addrtype`: 0 is public, anything else random.
     void setAddress(bd_addr address, uint8 addrtype);
     bool hasAddress(const bd_addr &address, uint8 addrtype) const;
+
+    // The button that shows and hides the pages.
+    const QPushButton *unfoldButton() const;
 
     // Connection handle, 0xff without a connection.
     uint8 connectionHandle() const { return handle; }

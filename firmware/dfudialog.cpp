@@ -3,7 +3,9 @@
 #include "firmware/hexfile.h"
 #include "protocol/cls_ble.h"
 #include "ui_dfudialog.h"
+#include "widgets/buttonwidth.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -32,6 +34,8 @@ DFUDialog::DFUDialog(cls_ble *engine, QWidget *parent)
     , ui(std::make_unique<Ui::DFUDialog>())
 {
     ui->setupUi(this);
+    for (QPushButton *button : {ui->pushButton, ui->pushBootUSB})
+        setMinimumWidthFor(button, button->text());
     resize(80 * fontMetrics().averageCharWidth(), 24 * fontMetrics().lineSpacing());
     ui->buttonBox->button(QDialogButtonBox::Close)->setAutoDefault(false); // Enter in a field does nothing
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -102,7 +106,8 @@ bool DFUDialog::loadBinFile(QString binfilename)
 
 void DFUDialog::chooseFile(QLineEdit *edit, const QString &title, const QString &filter)
 {
-    edit->setText(QFileDialog::getOpenFileName(this, title, edit->text(), filter));
+    const QString start = edit->text().isEmpty() ? QDir::homePath() : edit->text();
+    edit->setText(QFileDialog::getOpenFileName(this, title, start, filter));
 }
 
 void DFUDialog::on_browseButton_clicked()

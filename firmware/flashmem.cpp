@@ -197,9 +197,11 @@ void FlashMem::on_readButton_clicked()
     const QString expected = QStringLiteral("Expected hexadecimal value");
 
     bool isNumber = false;
-    const uint32 size = ui->savesizeEdit->text().toUInt(&isNumber, 16);
-    if (!isNumber || size > uint32(std::numeric_limits<int>::max())) {
-        refuse(QStringLiteral("Size error"), expected, ui->savesizeEdit->text());
+    const quint64 size = ui->savesizeEdit->text().toULongLong(&isNumber, 16);
+    const bool isTooLarge = isNumber && size > quint64(std::numeric_limits<int>::max());
+    if (!isNumber || isTooLarge) {
+        refuse(QStringLiteral("Size error"), isTooLarge ? QStringLiteral("Value is too large") : expected,
+               ui->savesizeEdit->text());
         return;
     }
     const uint32 address = ui->saveaddressEdit->text().toUInt(&isNumber, 16);

@@ -1,8 +1,8 @@
 #include <QApplication>
-#include <QScreen>
 
 #include "mainwindow/mainwindow.h"
 #include "protocol/types.h"
+#include "widgets/windowfit.h"
 
 int main(int argc, char *argv[])
 {
@@ -14,7 +14,7 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     register_meta_types();
     MainWindow window;
-    window.resize(window.size().boundedTo(window.screen()->availableSize()));
+    window.resize(window.size().boundedTo(maxContentSize(&window)));
     window.show();
     return app.exec();
 }

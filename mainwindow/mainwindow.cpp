@@ -12,11 +12,12 @@
 #include "commandline/commandparser.h"
 #include "transport/commdev.h"
 #include "ui_mainwindow.h"
+#include "widgets/buttonwidth.h"
+#include "widgets/windowfit.h"
 
 namespace {
 
-constexpr int initial_log_height = 340; // pixels
-constexpr int button_margin = 16;       // pixels, both sides together
+constexpr int initial_log_height = 270; // pixels
 
 constexpr int longest_tooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
 
@@ -84,11 +85,16 @@ MainWindow::MainWindow(QWidget *parent)
     , ui(std::make_unique<Ui::MainWindow>())
 {
     ui->setupUi(this);
+#ifndef Q_OS_WIN // there the program file has icons of its own, in all sizes
+    setWindowIcon(QIcon(QStringLiteral(":/logos/icon.png")));
+#endif
+    for (QDialog *dialog : findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly))
+        layOutBeforePlacing(dialog);
     // The dock "GAP" is tall: beside the log and not above it, it leaves the log room to be read.
     setCorner(Qt::BottomLeftCorner, Qt::LeftDockWidgetArea);
     // The row under the devices is long: its buttons may be narrower than the style would have any button.
     for (QPushButton *button : {ui->pushConnUpdate, ui->pushRefreshDevices, ui->pushClearDevices})
-        button->setMinimumWidth(button->fontMetrics().horizontalAdvance(button->text()) + button_margin);
+        setMinimumWidthFor(button, button->text());
     give_light_paper(ui->textDebug);
     give_light_paper(ui->lineCommand);
     resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
@@ -295,9 +301,9 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
 {
     QString message;
     const bool bad = !arg1.isEmpty() && parser->parseLine(arg1, message).isEmpty();
-    if (!bad)
+    if (!bad || message.isEmpty())
         QToolTip::showText(QPoint(0, 0), QString());
-    else if (!message.isEmpty())
+    else
         QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));

@@ -4,6 +4,12 @@
 
 #include <QInputDialog>
 
+namespace {
+
+constexpr int maxPasskey = 999999;
+
+} // namespace
+
 SMDialog::SMDialog(QWidget *parent)
     : QDialog(parent)
     , ui(std::make_unique<Ui::SMDialog>())
@@ -15,13 +21,15 @@ SMDialog::~SMDialog() = default;
 
 void SMDialog::on_pushPasskey_clicked()
 {
-    constexpr int largestPasskey = 999999;
-    bool accepted = false;
-    const int passkey =
-        QInputDialog::getInt(this, QStringLiteral("MITM Protection"), QStringLiteral("Enter Passkey"), 0, 0,
-                             largestPasskey, 1, &accepted);
-    if (accepted)
-        Q_EMIT cmd_passkey_entry(0, uint32(passkey));
+    QInputDialog box(this);
+    box.setWindowTitle(QStringLiteral("MITM Protection"));
+    box.setLabelText(QStringLiteral("Enter Passkey"));
+    box.setInputMode(QInputDialog::IntInput);
+    box.setIntRange(0, maxPasskey);
+    // Wide enough for the title, its icon and its buttons, which the layout does not count.
+    box.resize(3 * fontMetrics().horizontalAdvance(box.windowTitle()), box.sizeHint().height());
+    if (box.exec() == QDialog::Accepted)
+        Q_EMIT cmd_passkey_entry(0, uint32(box.intValue()));
 }
 
 void SMDialog::on_pushSetParameters_clicked()

@@ -1,14 +1,14 @@
 #include "widgets/fittingscrollarea.h"
 
+#include "widgets/windowfit.h"
+
 #include <QEvent>
 #include <QMainWindow>
-#include <QScreen>
 #include <QScrollBar>
-#include <QStyle>
 
 namespace {
 
-// What a main window has above and below: menus, tool bar, title of a dock, status.
+// Lines of text that a main window needs above and below: menus, tool bar, title of a dock, status.
 constexpr int linesBeside = 6;
 
 } // namespace
@@ -33,11 +33,10 @@ bool FittingScrollArea::eventFilter(QObject *object, QEvent *event)
 
 QSize FittingScrollArea::fitting(QSize whole) const
 {
-    int beside = style()->pixelMetric(QStyle::PM_TitleBarHeight);
-    if (qobject_cast<const QMainWindow *>(window()) != nullptr)
-        beside += linesBeside * fontMetrics().height();
-    const QSize room = screen()->availableSize() - QSize(0, beside);
-    if (whole.height() > room.height())
+    QSize available = maxContentSize(window());
+    if (qobject_cast<const QMainWindow *>(window()))
+        available.rheight() -= linesBeside * fontMetrics().height();
+    if (whole.height() > available.height())
         whole.rwidth() += verticalScrollBar()->sizeHint().width();
-    return whole.boundedTo(room);
+    return whole.boundedTo(available);
 }

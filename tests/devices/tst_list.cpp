@@ -203,6 +203,53 @@ private Q_SLOTS:
         QCOMPARE(list.find<QWidget>("name")->sizeHint(), size);
     }
 
+    void cellsAreWideOrHaveATooltip()
+    {
+        Column list;
+        list.resize(1000, 600);
+        list.status(7, 1);
+        list.show();
+        list.find<QPushButton>("pushShow")->click();
+        auto *const table = list.find<QTableWidget>("tableGATT");
+        const auto tooltip = [table](int column) {
+            const QPoint at = table->visualItemRect(table->item(0, column)).center();
+            QHelpEvent event(QEvent::ToolTip, at, table->viewport()->mapToGlobal(at));
+            QApplication::sendEvent(table->viewport(), &event);
+            return QToolTip::text();
+        };
+        list.evt_find_information_found(7, 1, bytes("0a2a"));
+        list.evt_characteristic_value(7, 1, 0, QByteArray(10, 'U'));
+        QCOMPARE(tooltip(3), QString()); // "Day Date Time"
+        QCOMPARE(tooltip(4), QString());
+        list.evt_find_information_found(7, 1, QByteArray(16, 'U'));
+        QCOMPARE(tooltip(2), QString());
+        list.evt_find_information_found(7, 1, bytes("53a1811f582cd0a54540fc34f3274298"));
+        QCOMPARE(tooltip(2), QStringLiteral("984227f334fc4045a5d02c581f81a153"));
+        QTRY_COMPARE(tooltip(3), QString()); // "Vorsel OTA Data Upload"; the tooltip before it leaves slowly
+        list.evt_characteristic_value(7, 1, 0, QByteArray(33, 'U'));
+        QCOMPARE(tooltip(4), QString(64, u'5') + QStringLiteral("\n55"));
+        QCOMPARE(table->horizontalScrollBar()->maximum(), 0);
+    }
+
+    void unfoldedPanelIsInView()
+    {
+        Column list;
+        for (uint8 device = 1; device <= 8; ++device)
+            list.hear(bytes("00"), device);
+        list.resize(800, 600);
+        list.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&list));
+        list.verticalScrollBar()->setValue(list.verticalScrollBar()->maximum());
+        for (const int panel : {0, 7}) { // the lowest one, then the one at the top
+            list.find<QPushButton>("pushShow", panel)->click();
+            QApplication::processEvents();
+            const auto *const item = list.find<DeviceListItem>("DeviceListItem", panel);
+            const QRect seen(item->mapTo(list.viewport(), QPoint(0, 0)), item->size());
+            QVERIFY(list.find<QWidget>("pages", panel)->isVisible());
+            QVERIFY2(list.viewport()->rect().contains(seen), qPrintable(QString::number(panel)));
+        }
+    }
+
     void noColumnToPutPanelsIn()
     {
         DeviceList list;

@@ -102,6 +102,14 @@ private Q_SLOTS:
             find<QPushButton>(button)->click();
             QCOMPARE(shown, text);
             QCOMPARE(find<QLineEdit>(edit)->text(), QString());
+
+            QString start;
+            atModal<QFileDialog>([&start](QFileDialog *files) {
+                start = files->directory().path();
+                files->reject();
+            });
+            find<QPushButton>(button)->click();
+            QCOMPARE(start, QDir::homePath());
         }
     }
 

@@ -14,7 +14,7 @@ inline QByteArray parseChecked(const CommandParser &parser, const QString &line)
     REQUIRE(parser.parseLine(line, again) == packet && again == message);
 
     // Only the parser's own elements: what was typed or stands in the file opens none.
-    for (const char *own : {"<nobr>", "</nobr>", "<br>", "<b>", "</b>"})
+    for (const char *own : {"<nobr>", "</nobr>", "<br>", "<b>", "</b>", "<qt>", "</qt>"})
         message.remove(QLatin1String(own));
     REQUIRE(!message.contains(QLatin1Char('<')));
 

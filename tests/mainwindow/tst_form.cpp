@@ -79,11 +79,32 @@ private Q_SLOTS:
         QCOMPARE(log(), QString());
     }
 
-    void about_box_has_a_picture()
+    void windows_have_an_icon_and_the_about_box_a_picture()
     {
+#ifndef Q_OS_WIN
+        for (const QWidget *shown :
+             {static_cast<QWidget *>(window.get()), window->findChild<QWidget *>("IODialog"_s)})
+            QVERIFY(!shown->windowIcon().pixmap(64).isNull());
+#endif
         const auto *const picture =
             window->findChild<QDialog *>("AboutDialog"_s)->findChild<QLabel *>("label_3"_s);
         QVERIFY(!picture->pixmap(Qt::ReturnByValue).isNull());
+    }
+
+    void dialogs_open_whole_and_on_the_screen()
+    {
+        QVERIFY(show());
+        for (QDialog *dialog : window->findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly)) {
+            dialog->show();
+            const QSize placed = dialog->size();
+            QVERIFY(QTest::qWaitForWindowExposed(dialog));
+            QApplication::processEvents();
+            QVERIFY2(dialog->size() == placed, qPrintable(dialog->objectName()));
+            const QRect screen = dialog->screen()->availableGeometry();
+            QVERIFY2(screen.contains(dialog->geometry()) && screen.contains(dialog->pos()),
+                     qPrintable(dialog->objectName()));
+            dialog->hide();
+        }
     }
 
     void missing_definition_file_is_logged_twice()

@@ -217,7 +217,14 @@ private Q_SLOTS:
         QCOMPARE(window->size(), QSize(1091, 838));
         QTRY_COMPARE(first_cut(window.get(), 10), QString());
         QVERIFY(find("textDebug")->height() >= 150);
-        QVERIFY(find("deviceList")->height() >= 200);
+        auto *const devices = find<DeviceList>("deviceList");
+        devices->evt_status(0, 1, bd_addr(), 0, 0, 0, 0, 0);
+        find<QPushButton>("pushShow")->click();
+        QTRY_VERIFY(find("DeviceListItem")->height() <= devices->viewport()->height());
+        for (const char *name : {"pushConnect", "pushGATTServiceDiscover", "pushGATTWriteCommand"}) {
+            const auto *const button = find<QPushButton>(name);
+            QVERIFY2(button->width() >= button->fontMetrics().horizontalAdvance(button->text()) + 14, name);
+        }
     }
 
     void dark_desktop_leaves_texts_readable_data() { windows(); }

@@ -73,6 +73,8 @@ private Q_SLOTS:
             QCOMPARE(input->windowTitle(), "MITM Protection"_s);
             QCOMPARE(input->labelText(), "Enter Passkey"_s);
             QCOMPARE(input->intValue(), 0);
+            const int title = input->fontMetrics().horizontalAdvance(input->windowTitle());
+            QVERIFY(input->width() >= title + 130); // the title bar has an icon and buttons
             input->setIntValue(1000000);
             accepts ? input->accept() : input->reject();
         });

@@ -146,12 +146,52 @@ private Q_SLOTS:
         QTRY_VERIFY(!QToolTip::isVisible());
     }
 
+    void tooltip_shows_typed_text_and_leaves_with_its_reason()
+    {
+        QVERIFY(show());
+        auto *const edit = find<QLineEdit>("lineCommand");
+        const QPair<const char *, const char *> tips[] = {
+            {"system_reset a&lt;b", "unable parse argument 'a&lt;b' as uint8"},
+            {"system_a&lt;b\"", "Command 'a&lt;b\"' not found in class 'system'"},
+        };
+        for (const auto &[line, reason] : tips) {
+            edit->clear();
+            QTest::keyClicks(edit, QString::fromLatin1(line));
+            QVERIFY(Qt::mightBeRichText(QToolTip::text()));
+            const QString seen = QTextDocumentFragment::fromHtml(QToolTip::text()).toPlainText();
+            QCOMPARE(seen.section(u'\n', -1), QString::fromLatin1(reason));
+        }
+        edit->clear();
+        QTest::keyClicks(edit, "00"_s); // too short; a single digit has no message
+        QVERIFY(QToolTip::isVisible());
+        QTest::keyClick(edit, Qt::Key_Backspace);
+        QTRY_VERIFY(!QToolTip::isVisible());
+    }
+
     void raw_text_ends_at_a_zero()
     {
         auto *const edit = find<QLineEdit>("rawSend");
         edit->setText("ab"_s + QChar(0) + "cd"_s);
         Q_EMIT edit->returnPressed();
         QCOMPARE(sent(), "0004000900026162"_s);
+    }
+
+    void half_typed_numbers_change_no_other_box()
+    {
+        find<QSpinBox>("spinInterval")->setValue(3200);
+        QVERIFY(show());
+        const auto type_into = [this](const char *name, const QString &number) {
+            auto *const box = find<QSpinBox>(name);
+            box->setFocus();
+            box->selectAll();
+            QTest::keyClicks(box, number);
+            QTest::keyClick(box, Qt::Key_Tab);
+        };
+        type_into("spinTimeout", "3200"_s); // on the way to it are 32 and 320
+        QCOMPARE(find<QSpinBox>("spinInterval")->value(), 3200);
+        QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 7);
+        type_into("spinInterval", "80"_s);
+        QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 319);
     }
 
     void the_three_ways_to_connect_cap_differently()

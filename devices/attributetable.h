@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QTableWidget>
+
+// The table of a device's attributes. Shares its width out by what the columns hold, and shows the whole text
+// of a cell that is cut in a tooltip.
+class AttributeTable : public QTableWidget
+{
+public:
+    using QTableWidget::QTableWidget;
+
+    enum Column { HandleColumn, GroupEndColumn, UuidColumn, DescriptionColumn, RawColumn, ValueColumn };
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+    bool viewportEvent(QEvent *event) override;
+
+private:
+    void shareWidthOut();
+};
