@@ -32,24 +32,11 @@ const QLatin1String development_actions[] = {QLatin1String("Flash"), QLatin1Stri
 // are set in each stamp.
 QString log_stamp()
 {
-    static qint64 told_second = -1;
-    static QString told;
-    const qint64 now = QDateTime::currentMSecsSinceEpoch();
-    if (now / 1000 != told_second) {
-        told_second = now / 1000;
-        const QDateTime local = QDateTime::fromMSecsSinceEpoch(now);
-        const QDate date = local.date();
-        const QTime time = local.time();
-        told = QString::asprintf("<b>%4d.%02d.%02d %02d:%02d:%02d.000</b> ", date.year(), date.month(),
-                                 date.day(), time.hour(), time.minute(), time.second());
-    }
-    QString stamp = told;
-    const int milliseconds = static_cast<int>(now % 1000);
-    QChar *const digit = stamp.data() + stamp.size() - int(sizeof "000</b> ") + 1;
-    digit[0] = QLatin1Char(static_cast<char>('0' + milliseconds / 100));
-    digit[1] = QLatin1Char(static_cast<char>('0' + milliseconds / 10 % 10));
-    digit[2] = QLatin1Char(static_cast<char>('0' + milliseconds % 10));
-    return stamp;
+    const QDateTime now = QDateTime::currentDateTime();
+    const QDate date = now.date();
+    const QTime time = now.time();
+    return QString::asprintf("<b>%4d.%02d.%02d %02d:%02d:%02d.%03d</b> ", date.year(), date.month(), date.day(),
+                             time.hour(), time.minute(), time.second(), time.msec());
 }
 
 // For widgets whose text has fixed colours: those are for light paper, and a dark desktop would hide them.
