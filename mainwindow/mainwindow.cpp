@@ -28,8 +28,6 @@ const QLatin1String development_actions[] = {QLatin1String("Flash"), QLatin1Stri
                                              QLatin1String("Whitelist"),
                                              QLatin1String("Get Channel Quality Map")};
 
-// Two stamps a frame are common and local time costs 5 us, so it is told once a second; only the milliseconds
-// are set in each stamp.
 QString log_stamp()
 {
     const QDateTime now = QDateTime::currentDateTime();
