@@ -83,9 +83,9 @@ function(vorsel_win32_program name source)
   add_custom_command(OUTPUT "${program}"
     COMMAND ${compiler} -std=c++17 -O2 -Wall -Wextra -Wshadow -Wconversion
             $<$<BOOL:${CMAKE_COMPILE_WARNING_AS_ERROR}>:-Werror> -static
-            "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/win32.cpp"
+            "-I${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}/${source}" "${platform}/platform_win32.cpp"
             -lsetupapi -ladvapi32 -o "${program}"
-    DEPENDS "${source}" ${ARGN} "${platform}/win32.cpp" "${platform}/serial_platform.h"
+    DEPENDS "${source}" ${ARGN} "${platform}/platform_win32.cpp" "${platform}/platform.h"
     COMMAND_EXPAND_LISTS VERBATIM)
   add_custom_target(${name} ALL DEPENDS "${program}")
 endfunction()

@@ -2,10 +2,10 @@
 
 namespace {
 
-constexpr int address_digits = 12;
-constexpr int complete_length = 17;
+constexpr int addressDigits = 12;
+constexpr int completeLength = 17;
 
-bool is_digit(QChar c)
+bool isDigit(QChar c)
 {
     return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f');
 }
@@ -24,9 +24,9 @@ QValidator::State AddressValidator::validate(QString &input, int &pos) const
         if (c == u':') {
             if (i < pos)
                 --cursor;
-        } else if (!is_digit(c)) {
+        } else if (!isDigit(c)) {
             return Invalid;
-        } else if (digits.size() < address_digits) {
+        } else if (digits.size() < addressDigits) {
             digits += c;
         }
     }
@@ -44,5 +44,5 @@ QValidator::State AddressValidator::validate(QString &input, int &pos) const
             ++pos;
     }
     pos = qMin(pos, input.size());
-    return input.size() >= complete_length ? Acceptable : Intermediate;
+    return input.size() >= completeLength ? Acceptable : Intermediate;
 }

@@ -5,42 +5,42 @@
 #include <algorithm>
 #include <iterator>
 
-const ApiType api_types[] = {
-    {"invalid", api_invalid, 0},
-    {"uint8", api_uint8, 1},
-    {"int8", api_int8, 1},
-    {"uint16", api_uint16, 2},
-    {"int16", api_int16, 2},
-    {"uint32", api_uint32, 4},
-    {"int32", api_int32, 4},
-    {"uint8array", api_uint8array, 0},
-    {"string", api_string, 0},
-    {"hwaddr", api_address, 6},
-    {"bd_addr", api_address, 6},
-    {"ipv4", api_ipv4, 4},
+const ApiType apiTypes[] = {
+    {"invalid", apiInvalid, 0},
+    {"uint8", apiUint8, 1},
+    {"int8", apiInt8, 1},
+    {"uint16", apiUint16, 2},
+    {"int16", apiInt16, 2},
+    {"uint32", apiUint32, 4},
+    {"int32", apiInt32, 4},
+    {"uint8array", apiUint8array, 0},
+    {"string", apiString, 0},
+    {"hwaddr", apiAddress, 6},
+    {"bd_addr", apiAddress, 6},
+    {"ipv4", apiIpv4, 4},
     {"", 0, 0},
 };
 
 namespace {
 
-constexpr int row_count = static_cast<int>(std::size(api_types)) - 1;
+constexpr int rowCount = int(std::size(apiTypes)) - 1;
 
-char low_byte(int value)
+char lowByte(int value)
 {
-    return static_cast<char>(value & 0xff);
+    return char(value & 0xff);
 }
 
-QByteArray little_endian(int value, int width)
+QByteArray littleEndian(int value, int width)
 {
     QByteArray bytes;
     for (int i = 0; i < width; ++i)
-        bytes += low_byte(value >> (8 * i));
+        bytes += lowByte(value >> (8 * i));
     return bytes;
 }
 
-QString type_name(int code)
+QString typeName(int code)
 {
-    return QString::fromLatin1(api_type_row(code).name);
+    return QString::fromLatin1(apiTypeRow(code).name);
 }
 
 QString unparsable(const QString &text, const QString &kind)
@@ -48,25 +48,25 @@ QString unparsable(const QString &text, const QString &kind)
     return QStringLiteral("unable parse argument '%1' as %2").arg(text.toHtmlEscaped(), kind);
 }
 
-QByteArray parse_number(int type, int base, const QString &text, QString &message)
+QByteArray parseNumber(int type, int base, const QString &text, QString &message)
 {
     bool ok = false;
     const int value = text.toInt(&ok, base);
     if (!ok) {
-        message += unparsable(text, type_name(type));
+        message += unparsable(text, typeName(type));
         return {};
     }
-    return little_endian(value, api_type_row(type).width);
+    return littleEndian(value, apiTypeRow(type).width);
 }
 
-QByteArray parse_array(const QString &text)
+QByteArray parseArray(const QString &text)
 {
     QByteArray bytes = QByteArray::fromHex(text.toLatin1());
-    bytes.prepend(low_byte(bytes.size()));
+    bytes.prepend(lowByte(bytes.size()));
     return bytes;
 }
 
-QByteArray parse_address(QString &text, QString &message)
+QByteArray parseAddress(QString &text, QString &message)
 {
     int cursor = 0;
     if (AddressValidator().validate(text, cursor) != QValidator::Acceptable) {
@@ -80,21 +80,21 @@ QByteArray parse_address(QString &text, QString &message)
 
 } // namespace
 
-int api_type_code(const QString &name)
+int apiTypeCode(const QString &name)
 {
-    for (int row = 0; row < row_count; ++row) {
-        if (name == QLatin1String(api_types[row].name))
-            return api_types[row].code;
+    for (int row = 0; row < rowCount; ++row) {
+        if (name == QLatin1String(apiTypes[row].name))
+            return apiTypes[row].code;
     }
-    return api_uint8;
+    return apiUint8;
 }
 
-const ApiType &api_type_row(int code)
+const ApiType &apiTypeRow(int code)
 {
-    return api_types[code < 0 || code > row_count ? row_count : code];
+    return apiTypes[code < 0 || code > rowCount ? rowCount : code];
 }
 
-QString html_of(const QString &text)
+QString htmlOf(const QString &text)
 {
     const QString escaped = text.toHtmlEscaped();
     return escaped == text ? text : QStringLiteral("<qt>%1</qt>").arg(escaped);
@@ -103,15 +103,15 @@ QString html_of(const QString &text)
 QByteArray ApiParam::parseArgument(QString &text, QString &message) const
 {
     switch (type) {
-    case api_uint8:
-    case api_uint16:
-    case api_uint32: return parse_number(type, 16, text, message);
-    case api_int8:
-    case api_int16:
-    case api_int32: return parse_number(type, 10, text, message);
-    case api_uint8array:
-    case api_string: return parse_array(text);
-    case api_address: return parse_address(text, message);
+    case apiUint8:
+    case apiUint16:
+    case apiUint32: return parseNumber(type, 16, text, message);
+    case apiInt8:
+    case apiInt16:
+    case apiInt32: return parseNumber(type, 10, text, message);
+    case apiUint8array:
+    case apiString: return parseArray(text);
+    case apiAddress: return parseAddress(text, message);
     default: return {};
     }
 }
@@ -119,10 +119,10 @@ QByteArray ApiParam::parseArgument(QString &text, QString &message) const
 QByteArray ApiMessage::buildCommand(QStringList &args, QString &message) const
 {
     const int count = params.size();
-    const bool optional_array = count > 0 && params.last().type == api_uint8array;
+    const bool optionalArray = count > 0 && params.last().type == apiUint8array;
 
     message += QStringLiteral("<nobr>%1</nobr><br>").arg(commandHelp());
-    if (optional_array) {
+    if (optionalArray) {
         if (args.size() == count - 1)
             args += QString();
         if (args.size() != count) {
@@ -143,9 +143,9 @@ QByteArray ApiMessage::buildCommand(QStringList &args, QString &message) const
     }
 
     QByteArray packet(1, 0);
-    packet += low_byte(payload.size());
-    packet += low_byte(class_index);
-    packet += low_byte(index);
+    packet += lowByte(payload.size());
+    packet += lowByte(class_index);
+    packet += lowByte(index);
     packet += payload;
     return packet;
 }
@@ -154,7 +154,7 @@ QString ApiMessage::commandHelp() const
 {
     QString help = QStringLiteral("<b>%1</b>").arg(full_name.toHtmlEscaped());
     for (const ApiParam &param : params)
-        help += QStringLiteral(" <b>%1</b>:%2").arg(param.name.toHtmlEscaped(), type_name(param.type));
+        help += QStringLiteral(" <b>%1</b>:%2").arg(param.name.toHtmlEscaped(), typeName(param.type));
     return help;
 }
 
@@ -165,6 +165,6 @@ QByteArray ApiClass::findCommand(const QString &command, QStringList &args, QStr
     if (found != commands.cend())
         return found->buildCommand(args, message);
     if (!command.isEmpty())
-        message += html_of(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
+        message += htmlOf(QStringLiteral("Command '%1' not found in class '%2'").arg(command, name));
     return {};
 }

@@ -5,7 +5,7 @@
 #include <QString>
 #include <QStringList>
 
-/// One row of the table of parameter types.
+// One row of the table of parameter types.
 struct ApiType
 {
     const char *name;
@@ -13,48 +13,48 @@ struct ApiType
     int width; ///< in bytes; 0 for what has no fixed width
 };
 
-/// Type codes of ApiParam::type.
+// Type codes of ApiParam::type.
 enum ApiTypeCode : int {
-    api_invalid = 0,
-    api_uint8 = 1,
-    api_int8 = 2,
-    api_uint16 = 3,
-    api_int16 = 4,
-    api_uint32 = 5,
-    api_int32 = 6,
-    api_uint8array = 7,
-    api_string = 8,
-    api_address = 9,
-    api_ipv4 = 10,
+    apiInvalid = 0,
+    apiUint8 = 1,
+    apiInt8 = 2,
+    apiUint16 = 3,
+    apiInt16 = 4,
+    apiUint32 = 5,
+    apiInt32 = 6,
+    apiUint8array = 7,
+    apiString = 8,
+    apiAddress = 9,
+    apiIpv4 = 10,
 };
 
-/// The table itself, closed by a row without a name.
-extern const ApiType api_types[];
+// The table itself, closed by a row without a name.
+extern const ApiType apiTypes[];
 
-/// The code of the first row called `name`; that of uint8 for a name that is not in the table.
-int api_type_code(const QString &name);
+// The code of the first row called `name`; that of uint8 for a name that is not in the table.
+int apiTypeCode(const QString &name);
 
-/// The row at position `code`, which from code 10 on is not the row that the code came from: an address is
-/// called "hwaddr" and an ipv4 "bd_addr". The closing row for a position outside the table.
-const ApiType &api_type_row(int code);
+// The row at position `code`, which from code 10 on is not the row that the code came from: an address is
+// called "hwaddr" and an ipv4 "bd_addr". The closing row for a position outside the table.
+const ApiType &apiTypeRow(int code);
 
-/// HTML that shows `text` as it is. Text without special characters is returned unchanged; any other is put
-/// into an element, by which QToolTip recognises HTML.
-QString html_of(const QString &text);
+// HTML that shows `text` as it is. Text without special characters is returned unchanged; any other is put
+// into an element, by which QToolTip recognises HTML.
+QString htmlOf(const QString &text);
 
-/// A parameter of a message.
+// A parameter of a message.
 struct ApiParam
 {
     QString name;
-    int type = api_invalid;
+    int type = apiInvalid;
 
-    /// The bytes of a typed argument in wire form, least significant first; empty if `text` cannot be read.
-    /// Unsigned numbers are hexadecimal and signed ones decimal; what lies beyond the width is cut off.
-    /// Appends the reason for a refusal to `message`. An address is rewritten in `text` to its colon form.
+    // The bytes of a typed argument in wire form, least significant first; empty if `text` cannot be read.
+    // Unsigned numbers are hexadecimal and signed ones decimal; what lies beyond the width is cut off.
+    // Appends the reason for a refusal to `message`. An address is rewritten in `text` to its colon form.
     QByteArray parseArgument(QString &text, QString &message) const;
 };
 
-/// A command, a response or an event.
+// A command, a response or an event.
 struct ApiMessage
 {
     int script = 0;
@@ -64,15 +64,15 @@ struct ApiMessage
     QString full_name;
     QList<ApiParam> params;
 
-    /// The packet for typed arguments, byte 0 still 0; empty if their number or one of them is wrong.
-    /// Appends the signature to `message`, and under it the reason. A uint8array at the end may be left out.
+    // The packet for typed arguments, byte 0 still 0; empty if their number or one of them is wrong.
+    // Appends the signature to `message`, and under it the reason. A uint8array at the end may be left out.
     QByteArray buildCommand(QStringList &args, QString &message) const;
 
-    /// The signature as rich text.
+    // The signature as rich text.
     [[nodiscard]] QString commandHelp() const;
 };
 
-/// A class of messages.
+// A class of messages.
 struct ApiClass
 {
     QString name;
@@ -80,7 +80,7 @@ struct ApiClass
     QList<ApiMessage> commands;
     QList<ApiMessage> responses; ///< beside each of `commands`, its returns
 
-    /// The packet of the first command called `command`, byte 0 still 0; empty if there is none or its
-    /// arguments are wrong. Appends to `message` as buildCommand does, or that there is no such command.
+    // The packet of the first command called `command`, byte 0 still 0; empty if there is none or its
+    // arguments are wrong. Appends to `message` as buildCommand does, or that there is no such command.
     QByteArray findCommand(const QString &command, QStringList &args, QString &message) const;
 };

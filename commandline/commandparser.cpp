@@ -21,13 +21,13 @@ QRegExp separator()
 }
 
 // The text from `begin` to the next underscore or the end.
-QStringRef section_at(const QString &line, int begin)
+QStringRef sectionAt(const QString &line, int begin)
 {
     const int end = line.indexOf(u'_', begin);
     return line.midRef(begin, end < 0 ? -1 : end - begin);
 }
 
-int signed_byte(const QByteArray &bytes, int at)
+int signedByte(const QByteArray &bytes, int at)
 {
     return static_cast<signed char>(bytes.at(at));
 }
@@ -54,8 +54,8 @@ int CommandParser::loadDefinitions(const QString &path)
 
     QDomDocument parsed;
     Definitions definitions;
-    if (file.size() > maxFileSize || !parse_document(file.readAll(), parsed) ||
-        !read_definitions(parsed, definitions)) {
+    if (file.size() > maxFileSize || !parseDocument(file.readAll(), parsed) ||
+        !readDefinitions(parsed, definitions)) {
         Q_EMIT log_message(QStringLiteral("%1 %2").arg(path, QStringLiteral("file read failed")));
         return -1;
     }
@@ -75,20 +75,20 @@ QByteArray CommandParser::parseLine(QString line, QString &message) const
 
 QByteArray CommandParser::parseNames(QString line, QString &message) const
 {
-    if (section_at(line, 0) == device_name && section_at(line, device_name.size() + 1) == u"cmd")
+    if (sectionAt(line, 0) == device_name && sectionAt(line, device_name.size() + 1) == u"cmd")
         line.remove(0, device_name.size() + 5);
 
-    const QString class_name = section_at(line, 0).toString();
-    QStringList words = line.mid(class_name.size() + 1).split(separator());
+    const QString className = sectionAt(line, 0).toString();
+    QStringList words = line.mid(className.size() + 1).split(separator());
     const QString command = words.takeFirst();
 
     const auto found = std::find_if(classes.cbegin(), classes.cend(),
-                                    [&](const ApiClass &candidate) { return candidate.name == class_name; });
+                                    [&](const ApiClass &candidate) { return candidate.name == className; });
     if (found == classes.cend())
         return {};
     QByteArray packet = found->findCommand(command, words, message);
     if (!packet.isEmpty())
-        packet[0] = static_cast<char>(device_id & 0xff);
+        packet[0] = char(device_id & 0xff);
     return packet;
 }
 
@@ -101,12 +101,12 @@ QByteArray CommandParser::parseHex(QString line, QString &message) const
     const int payload = packet.size() - 4;
     if (packet.size() < 2) {
         message += QStringLiteral("Length of hex string must be at least two bytes");
-    } else if (signed_byte(packet, 0) != device_id) {
-        message += html_of(QStringLiteral("First byte must be correct device_id %1=%2")
-                               .arg(device_name, QString::number(device_id)));
+    } else if (signedByte(packet, 0) != device_id) {
+        message += htmlOf(QStringLiteral("First byte must be correct device_id %1=%2")
+                              .arg(device_name, QString::number(device_id)));
     } else if (packet.size() < 4) {
         message += QStringLiteral("Packet length invalid must be at least 4");
-    } else if (signed_byte(packet, 1) != payload) {
+    } else if (signedByte(packet, 1) != payload) {
         message += QStringLiteral("Packet length field invalid expected:%1").arg(payload);
     } else {
         return packet;

@@ -6,7 +6,7 @@
 #include <QMap>
 #include <QObject>
 
-/// Turns a typed line into the bytes of one command, by the names of a definition file or from hexadecimal.
+// Turns a typed line into the bytes of one command, by the names of a definition file or from hexadecimal.
 class CommandParser : public QObject
 {
     Q_OBJECT
@@ -18,8 +18,8 @@ public:
     // log_message and the model as it was, if the file cannot be opened, is over 1 MB or is not usable XML.
     int loadDefinitions(const QString &path);
 
-    /// The packet for `line`, or empty if it is none; `message`, given empty, then tells why or stays empty.
-    /// The message is HTML; that of a line that names a command begins with its signature.
+    // The packet for `line`, or empty if it is none; `message`, given empty, then tells why or stays empty.
+    // The message is HTML; that of a line that names a command begins with its signature.
     QByteArray parseLine(QString line, QString &message) const;
 
     QString device_name;

@@ -59,7 +59,7 @@ bool isWellFormed(const QString &text)
 
 } // namespace
 
-bool parse_document(const QByteArray &content, QDomDocument &document)
+bool parseDocument(const QByteArray &content, QDomDocument &document)
 {
     std::optional<QString> text = decoded(content);
     if (!text || isExpensive(*text))

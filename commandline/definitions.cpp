@@ -7,34 +7,34 @@ namespace {
 constexpr int maxVisits = 4'000'000;
 constexpr int maxClassName = 100;
 
-QString name_of(const QDomElement &element)
+QString nameOf(const QDomElement &element)
 {
     return element.attribute(QStringLiteral("name"));
 }
 
 // C notation: 0x10, 010 and 10 all differ.
-int number_of(const QDomElement &element, const QString &attribute)
+int numberOf(const QDomElement &element, const QString &attribute)
 {
     return element.attribute(attribute).toInt(nullptr, 0);
 }
 
-int constant_value(const QString &text)
+int constantValue(const QString &text)
 {
     return text.toInt(nullptr, text.contains(u'x', Qt::CaseInsensitive) ? 16 : 10);
 }
 
 int successor(int value)
 {
-    return static_cast<int>(static_cast<unsigned>(value) + 1U);
+    return int(unsigned(value) + 1U);
 }
 
 // The attributes that commands and events have in common.
-ApiMessage message_of(const QDomElement &element, int class_index)
+ApiMessage messageOf(const QDomElement &element, int class_index)
 {
     ApiMessage message;
-    message.name = name_of(element);
-    message.script = number_of(element, QStringLiteral("script"));
-    message.index = number_of(element, QStringLiteral("index"));
+    message.name = nameOf(element);
+    message.script = numberOf(element, QStringLiteral("script"));
+    message.index = numberOf(element, QStringLiteral("index"));
     message.class_index = class_index;
     return message;
 }
@@ -42,8 +42,8 @@ ApiMessage message_of(const QDomElement &element, int class_index)
 class Reader
 {
 public:
-    explicit Reader(Definitions &definitions)
-        : m_definitions(definitions)
+    explicit Reader(Definitions &target)
+        : definitions(target)
     {
     }
 
@@ -55,11 +55,11 @@ private:
     QDomElement first(const QDomElement &top, const QString &tag);
     ApiClass readClass(const QDomElement &element, int class_index);
     void readParams(const QDomElement &group, QList<ApiParam> &params);
-    void readConstants(const QDomElement &owner, const QString &class_name, const QString &group_tag,
-                       const QString &tag, bool upper_case);
+    void readConstants(const QDomElement &owner, const QString &className, const QString &groupTag,
+                       const QString &tag, bool upperCase);
 
-    Definitions &m_definitions;
-    int m_visits = 0;
+    Definitions &definitions;
+    int visits = 0;
 };
 
 // Calls visit(element) for every descendant called `tag`, in document order.
@@ -69,7 +69,7 @@ void Reader::forEach(const QDomElement &top, const QString &tag, Visit visit)
 {
     QDomNode node = top.firstChild();
     while (!node.isNull()) {
-        if (++m_visits > maxVisits)
+        if (++visits > maxVisits)
             return;
         const QDomElement element = node.toElement();
         if (!element.isNull() && element.tagName() == tag)
@@ -96,30 +96,30 @@ QDomElement Reader::first(const QDomElement &top, const QString &tag)
 
 bool Reader::read(const QDomElement &root)
 {
-    m_definitions.device_name = root.attribute(QStringLiteral("device_name"));
-    m_definitions.device_id = root.attribute(QStringLiteral("device_id")).toInt();
+    definitions.device_name = root.attribute(QStringLiteral("device_name"));
+    definitions.device_id = root.attribute(QStringLiteral("device_id")).toInt();
     int class_index = 0;
     bool namesFit = true;
     forEach(root, QStringLiteral("class"), [&](const QDomElement &element) {
-        namesFit = namesFit && name_of(element).size() <= maxClassName;
+        namesFit = namesFit && nameOf(element).size() <= maxClassName;
         if (namesFit)
-            m_definitions.classes += readClass(element, class_index++);
+            definitions.classes += readClass(element, class_index++);
     });
-    return namesFit && m_visits <= maxVisits;
+    return namesFit && visits <= maxVisits;
 }
 
 ApiClass Reader::readClass(const QDomElement &element, int class_index)
 {
     ApiClass result;
-    result.name = name_of(element);
+    result.name = nameOf(element);
     forEach(element, QStringLiteral("event"), [&](const QDomElement &event) {
-        ApiMessage message = message_of(event, class_index);
+        ApiMessage message = messageOf(event, class_index);
         message.name = result.name + u'_' + message.name;
         readParams(first(event, QStringLiteral("params")), message.params);
         result.events += message;
     });
     forEach(element, QStringLiteral("command"), [&](const QDomElement &command) {
-        ApiMessage message = message_of(command, class_index);
+        ApiMessage message = messageOf(command, class_index);
         message.full_name = QStringLiteral("ble_cmd_%1_%2").arg(result.name, message.name);
         result.commands += message;
         result.responses += message;
@@ -134,27 +134,27 @@ ApiClass Reader::readClass(const QDomElement &element, int class_index)
 void Reader::readParams(const QDomElement &group, QList<ApiParam> &params)
 {
     forEach(group, QStringLiteral("param"), [&](const QDomElement &element) {
-        params += ApiParam{name_of(element), api_type_code(element.attribute(QStringLiteral("type")))};
+        params += ApiParam{nameOf(element), apiTypeCode(element.attribute(QStringLiteral("type")))};
     });
 }
 
-void Reader::readConstants(const QDomElement &owner, const QString &class_name, const QString &group_tag,
-                           const QString &tag, bool upper_case)
+void Reader::readConstants(const QDomElement &owner, const QString &className, const QString &groupTag,
+                           const QString &tag, bool upperCase)
 {
-    forEach(owner, group_tag, [&](const QDomElement &group) {
+    forEach(owner, groupTag, [&](const QDomElement &group) {
         int value = -1;
         forEach(group, tag, [&](const QDomElement &element) {
             const QString text = element.attribute(QStringLiteral("value"));
-            value = text.isEmpty() ? successor(value) : constant_value(text);
-            const QString key = class_name + u'_' + name_of(element);
-            m_definitions.constants.insert(upper_case ? key.toUpper() : key, value);
+            value = text.isEmpty() ? successor(value) : constantValue(text);
+            const QString key = className + u'_' + nameOf(element);
+            definitions.constants.insert(upperCase ? key.toUpper() : key, value);
         });
     });
 }
 
 } // namespace
 
-bool read_definitions(const QDomDocument &document, Definitions &definitions)
+bool readDefinitions(const QDomDocument &document, Definitions &definitions)
 {
     return Reader(definitions).read(document.documentElement());
 }

@@ -5,7 +5,7 @@
 #include <QDomDocument>
 #include <QMap>
 
-/// What one definition file says.
+// What one definition file says.
 struct Definitions
 {
     QString device_name;
@@ -17,4 +17,4 @@ struct Definitions
 // Reads a document into `definitions`. An absent element yields an empty list, an absent attribute its
 // default. False if a class name is over 100 characters long, or nested elements would make the model grow
 // far beyond the document; `definitions` is then half-filled.
-bool read_definitions(const QDomDocument &document, Definitions &definitions);
+bool readDefinitions(const QDomDocument &document, Definitions &definitions);

@@ -42,7 +42,7 @@ void AttributeTable::shareWidthOut()
     const int rawDigits = qBound(minTextDigits, textDigits - descriptionDigits, maxRawDigits);
     const int digits[] = {handleDigits,      groupEndDigits, uuidDigits,
                           descriptionDigits, rawDigits,      valueDigits};
-    for (int column = HandleColumn; column <= ValueColumn; ++column)
+    for (int column = handleColumn; column <= valueColumn; ++column)
         setColumnWidth(column, digits[column] * digit);
 }
 

@@ -9,7 +9,7 @@ class AttributeTable : public QTableWidget
 public:
     using QTableWidget::QTableWidget;
 
-    enum Column { HandleColumn, GroupEndColumn, UuidColumn, DescriptionColumn, RawColumn, ValueColumn };
+    enum Column { handleColumn, groupEndColumn, uuidColumn, descriptionColumn, rawColumn, valueColumn };
 
 protected:
     void resizeEvent(QResizeEvent *event) override;

@@ -17,7 +17,7 @@ DeviceList::DeviceList(QWidget *parent)
 
 DeviceListItem *DeviceList::createItem()
 {
-    QWidget *const column = widget() != nullptr ? widget() : viewport();
+    QWidget *const column = widget() ? widget() : viewport();
     auto *const item = new DeviceListItem(column);
     const auto relay = [this, item](auto signal, auto relayed) { connect(item, signal, this, relayed); };
     using Item = DeviceListItem;
@@ -118,7 +118,7 @@ void DeviceList::evt_status(uint8 connection, uint8 flags, bd_addr address, uint
     const bool connected = (flags & 1) != 0;
     DeviceListItem *const item =
         connected ? findOrCreate(address, address_type, true) : findByHandle(connection);
-    if (item != nullptr)
+    if (item)
         item->setConnected(connected, connection);
 }
 

@@ -43,7 +43,7 @@ public Q_SLOTS:
     // Events of a connection go to its panel; with none they are dropped. A status that says connected and a
     // scan response make the device's panel if there is none.
     void evt_service_found(uint8 handle, uint16 start, uint16 end, QByteArray uuid);
-    void evt_status(uint8 connection, uint8 flags, bd_addr address, uint8 address_type, uint16 conn_interval,
+    void evt_status(uint8 connection, uint8 flags, bd_addr address, uint8 address_type, uint16 connInterval,
                     uint16 timeout, uint16 latency, uint8 bonding);
     void evt_disconnected(uint8 handle, uint16 reason);
 

@@ -16,7 +16,7 @@ namespace {
 constexpr uint8 noConnection = 0xff;
 constexpr int shortUuidSize = 2; // bytes
 
-enum AdvertisingType { Flags = 1, ShortenedName = 8, CompleteName = 9 };
+enum AdvertisingType { advertisingFlags = 1, shortenedName = 8, completeName = 9 };
 
 const char *const flagNames[] = {"Limited ", "General ", "No_BREDR ", "BRD_Slave ", "BRD_Host "};
 
@@ -136,9 +136,9 @@ QString DeviceListItem::readAdvertisingData(const QByteArray &advertising)
             break;
         const QByteArray content = advertising.mid(position + 2, length - 1);
         switch (advertising.at(position + 1)) {
-        case ShortenedName: setText(ui->address, wholeUtf8(content) + QLatin1String("...")); break;
-        case CompleteName: setText(ui->address, wholeUtf8(content)); break;
-        case Flags:
+        case shortenedName: setText(ui->address, wholeUtf8(content) + QLatin1String("...")); break;
+        case completeName: setText(ui->address, wholeUtf8(content)); break;
+        case advertisingFlags:
             // NOLINTNEXTLINE(bugprone-signed-char-misuse): the sign is to be extended
             flags = int8(content.at(0));
             text += flagText(flags);
@@ -172,7 +172,7 @@ void DeviceListItem::dev_mode(bool enabled)
 void DeviceListItem::evt_characteristic_value(uint16 chrhandle, uint8, QByteArray value)
 {
     if (chrhandle != 0)
-        setCell(rowForHandle(chrhandle), AttributeTable::RawColumn, hex_text(value));
+        setCell(rowForHandle(chrhandle), AttributeTable::rawColumn, hex_text(value));
 }
 
 void DeviceListItem::evt_service_found(uint16 start, uint16 end, QByteArray uuid)
@@ -180,7 +180,7 @@ void DeviceListItem::evt_service_found(uint16 start, uint16 end, QByteArray uuid
     if (start == 0)
         return;
     const int row = rowForHandle(start);
-    setCell(row, AttributeTable::GroupEndColumn, QString::number(end));
+    setCell(row, AttributeTable::groupEndColumn, QString::number(end));
     setUuid(row, uuid);
 }
 
@@ -215,7 +215,7 @@ int DeviceListItem::rowForHandle(uint16 attribute)
     int end = table->rowCount();
     while (row < end) {
         const int middle = (row + end) / 2;
-        const int there = table->item(middle, AttributeTable::HandleColumn)->text().toInt();
+        const int there = table->item(middle, AttributeTable::handleColumn)->text().toInt();
         if (there == attribute)
             return middle;
         if (there < attribute)
@@ -224,7 +224,7 @@ int DeviceListItem::rowForHandle(uint16 attribute)
             end = middle;
     }
     table->insertRow(row);
-    setCell(row, AttributeTable::HandleColumn, QString::number(attribute));
+    setCell(row, AttributeTable::handleColumn, QString::number(attribute));
     return row;
 }
 
@@ -236,13 +236,13 @@ void DeviceListItem::setCell(int row, int column, const QString &text)
 void DeviceListItem::setUuid(int row, QByteArray uuid)
 {
     reverse_bytes(uuid);
-    setCell(row, AttributeTable::UuidColumn, hex_text(uuid));
+    setCell(row, AttributeTable::uuidColumn, hex_text(uuid));
     const QString name = attributeName(uuid);
-    setCell(row, AttributeTable::DescriptionColumn, name);
+    setCell(row, AttributeTable::descriptionColumn, name);
     // A UUID of 128 bits needs the width of both columns, and seldom has a name.
     const int columns = uuid.size() > shortUuidSize && name.isEmpty() ? 2 : 1;
-    if (ui->tableGATT->columnSpan(row, AttributeTable::UuidColumn) != columns)
-        ui->tableGATT->setSpan(row, AttributeTable::UuidColumn, 1, columns);
+    if (ui->tableGATT->columnSpan(row, AttributeTable::uuidColumn) != columns)
+        ui->tableGATT->setSpan(row, AttributeTable::uuidColumn, 1, columns);
 }
 
 // The lowest and the highest of the handles and group ends in the selected rows; all handles if there are
@@ -254,7 +254,7 @@ void DeviceListItem::selectedRange(int &start, int &end) const
     for (const QTableWidgetItem *cell : ui->tableGATT->selectedItems()) {
         bool isNumber = false;
         const int number = cell->text().toInt(&isNumber);
-        if (cell->column() > AttributeTable::GroupEndColumn || !isNumber)
+        if (cell->column() > AttributeTable::groupEndColumn || !isNumber)
             continue;
         start = std::min(start, number);
         end = std::max(end, number);

@@ -13,10 +13,10 @@
 namespace {
 
 // The state names what the next step does.
-enum OtaState { PowerOn, EraseBlock0, EraseBlock1, LoadStart, SendData, SendDataAgain, AwaitEnd };
+enum OtaState { powerOn, eraseBlock0, eraseBlock1, loadStart, sendData, sendDataAgain, awaitEnd };
 
 // What the control point is told, one byte each.
-enum ControlValue : uint8 { BlockZero, BlockOne, Start, End, Power };
+enum ControlValue : uint8 { blockZero, blockOne, Start, end, power };
 
 constexpr uint16 outOfMemory = 0x0182;
 constexpr int retryDelay = 100; // ms
@@ -38,7 +38,7 @@ void DFUDialog::evt_find_information_found(uint8 connection, uint16 chrhandle, Q
     QSpinBox *const spin = uuid == controlPoint ? ui->spinOTAControlPoint
                            : uuid == dataPoint  ? ui->spinOTADataupload
                                                 : nullptr;
-    if (spin == nullptr)
+    if (!spin)
         return;
     ui->spinOTAConnection->setValue(connection);
     spin->setValue(chrhandle);
@@ -59,7 +59,7 @@ void DFUDialog::on_pushOTAUpload_clicked()
     const QString name = ui->fileOTAEdit->text();
     if (!name.isEmpty() && !loadBinFile(name))
         return;
-    otaState = PowerOn;
+    otaState = powerOn;
     sentBytes = 0;
     const cls_ble_attclient *const client = &ble->attclient;
     connect(client, &cls_ble_attclient::evt_procedure_completed, this,
@@ -90,26 +90,26 @@ void DFUDialog::endOta(uint16 result)
 void DFUDialog::ota_step()
 {
     switch (otaState) {
-    case PowerOn:
-        otaState = EraseBlock0;
-        writeControlPoint(Power, QStringLiteral("Power on memory"));
+    case powerOn:
+        otaState = eraseBlock0;
+        writeControlPoint(power, QStringLiteral("Power on memory"));
         break;
-    case EraseBlock0:
-        otaState = EraseBlock1;
-        writeControlPoint(BlockZero, QStringLiteral("Erasing Block 0"));
+    case eraseBlock0:
+        otaState = eraseBlock1;
+        writeControlPoint(blockZero, QStringLiteral("Erasing Block 0"));
         break;
-    case EraseBlock1:
-        otaState = LoadStart;
-        writeControlPoint(BlockOne, QStringLiteral("Erasing Block 1"));
+    case eraseBlock1:
+        otaState = loadStart;
+        writeControlPoint(blockOne, QStringLiteral("Erasing Block 1"));
         break;
-    case LoadStart:
-        otaState = SendData;
+    case loadStart:
+        otaState = sendData;
         writeControlPoint(Start, QStringLiteral("Load Start"));
         rateClock.start();
         break;
-    case SendData: nextDataChunk(); break;
-    case SendDataAgain:
-        otaState = SendData;
+    case sendData: nextDataChunk(); break;
+    case sendDataAgain:
+        otaState = sendData;
         writeData();
         break;
     default: break; // the last write is under way
@@ -148,8 +148,8 @@ void DFUDialog::nextDataChunk()
                        .arg(double(rate) / 1.024, 0, 'g', 4);
     }
     if (otaBuffer.isEmpty()) {
-        otaState = AwaitEnd;
-        writeControlPoint(End, progress);
+        otaState = awaitEnd;
+        writeControlPoint(end, progress);
         return;
     }
     ui->labelOTAState->setText(progress);
@@ -171,7 +171,7 @@ void DFUDialog::ota_rsp_write_command(uint8 connection, uint16 result)
     if (result == 0) {
         ota_step();
     } else if (result == outOfMemory) {
-        otaState = SendDataAgain;
+        otaState = sendDataAgain;
         QTimer::singleShot(retryDelay, this, &DFUDialog::ota_step);
     } else {
         endOta(result);
@@ -184,7 +184,7 @@ void DFUDialog::ota_rsp_attribute_write(uint8 connection, uint16 result)
         return;
     if (result == outOfMemory)
         QTimer::singleShot(retryDelay, this, &DFUDialog::ota_resend_att_write);
-    else if (result != 0 || otaState == AwaitEnd)
+    else if (result != 0 || otaState == awaitEnd)
         endOta(result);
 }
 

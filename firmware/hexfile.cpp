@@ -9,12 +9,12 @@
 namespace {
 
 enum RecordType : uint8 {
-    Data,
-    EndOfFile,
-    ExtendedSegmentAddress,
-    StartSegmentAddress,
-    ExtendedLinearAddress,
-    StartLinearAddress
+    dataRecord,
+    endOfFile,
+    extendedSegmentAddress,
+    startSegmentAddress,
+    extendedLinearAddress,
+    startLinearAddress
 };
 
 constexpr int dataOffset = 4;
@@ -94,7 +94,7 @@ bool readHexFile(QIODevice &file, QByteArray &image, uint32 &lowAddress, uint32 
         const uint8 count = record[0];
         const uint8 *const data = record.data() + dataOffset;
         switch (record[3]) {
-        case Data: {
+        case dataRecord: {
             const uint32 address = base + (uint32(record[1]) << 8 | record[2]);
             if (!store(image, address, data, count))
                 return false;
@@ -102,11 +102,11 @@ bool readHexFile(QIODevice &file, QByteArray &image, uint32 &lowAddress, uint32 
             highAddress = std::max(highAddress, address + count);
             break;
         }
-        case ExtendedLinearAddress: // behind the data that are counted stands the checksum
+        case extendedLinearAddress: // behind the data that are counted stands the checksum
             base = (count > 0 ? uint32(data[0]) << 24 : 0) | (count > 1 ? uint32(data[1]) << 16 : 0);
             break;
-        case EndOfFile:
-        case StartLinearAddress: break;
+        case endOfFile:
+        case startLinearAddress: break;
         default: return false;
         }
     }

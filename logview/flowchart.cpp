@@ -6,14 +6,14 @@
 
 namespace {
 
-constexpr int name_field = 1;
+constexpr int nameField = 1;
 
-const QLatin1String note_head("note right of A:\n");
-const QLatin1String note_indent("  ");
-const QLatin1String note_end("end note\n");
+const QLatin1String noteHead("note right of A:\n");
+const QLatin1String noteIndent("  ");
+const QLatin1String noteEnd("end note\n");
 
 // Null for what is no message.
-QLatin1String arrow_of(const QString &name)
+QLatin1String arrowOf(const QString &name)
 {
     struct Direction
     {
@@ -32,7 +32,7 @@ QLatin1String arrow_of(const QString &name)
 }
 
 // Without markup or an entity, and with no white space but blanks.
-bool is_simple(const QString &html)
+bool isSimple(const QString &html)
 {
     return std::all_of(html.begin(), html.end(),
                        [](QChar c) { return c >= u' ' && c <= u'~' && c != u'<' && c != u'&'; });
@@ -40,24 +40,24 @@ bool is_simple(const QString &html)
 
 // What a document makes of simple text, only far faster: runs of blanks become one, and none is
 // left at the start.
-void append_folded(QString &chart, const QString &text)
+void appendFolded(QString &chart, const QString &text)
 {
-    bool after_blank = true;
+    bool afterBlank = true;
     for (const QChar c : text) {
-        const bool is_blank = c == u' ';
-        if (!is_blank || !after_blank)
+        const bool isBlank = c == u' ';
+        if (!isBlank || !afterBlank)
             chart += c;
-        after_blank = is_blank;
+        afterBlank = isBlank;
     }
 }
 
 // A parameter keeps the blank that it begins with.
-void append_parameter(QString &chart, const QString &html)
+void appendParameter(QString &chart, const QString &html)
 {
     if (html.startsWith(u' '))
         chart += u' ';
-    if (is_simple(html)) {
-        append_folded(chart, html);
+    if (isSimple(html)) {
+        appendFolded(chart, html);
         return;
     }
     LogDocument document;
@@ -68,33 +68,33 @@ void append_parameter(QString &chart, const QString &html)
 
 } // namespace
 
-void append_to_chart(QString &chart, const QStringList &entry)
+void appendToChart(QString &chart, const QStringList &entry)
 {
-    const QString text = entry.value(name_field);
-    const QLatin1String arrow = arrow_of(text);
+    const QString text = entry.value(nameField);
+    const QLatin1String arrow = arrowOf(text);
     if (arrow.isNull())
         return;
     chart += arrow;
     chart += text.leftRef(text.indexOf(u' ')); // all of it without a blank
     chart += u'\n';
-    if (entry.size() > name_field + 1) {
-        chart += note_head;
-        for (int i = name_field + 1; i < entry.size(); ++i) {
-            chart += note_indent;
-            append_parameter(chart, entry.at(i));
+    if (entry.size() > nameField + 1) {
+        chart += noteHead;
+        for (int i = nameField + 1; i < entry.size(); ++i) {
+            chart += noteIndent;
+            appendParameter(chart, entry.at(i));
             chart += u'\n';
         }
-        chart += note_end;
+        chart += noteEnd;
     }
     chart += u'\n';
 }
 
-qint64 chart_size(const QStringList &entry)
+qint64 chartSize(const QStringList &entry)
 {
-    constexpr int around_message = 8 + 1 + 17 + 9 + 1; // arrow, its line feed, note head and end, empty line
-    constexpr int around_field = 3;
-    qint64 size = around_message;
+    constexpr int aroundMessage = 8 + 1 + 17 + 9 + 1; // arrow, its line feed, note head and end, empty line
+    constexpr int aroundField = 3;
+    qint64 size = aroundMessage;
     for (const QString &field : entry)
-        size += field.size() + around_field;
+        size += field.size() + aroundField;
     return size;
 }

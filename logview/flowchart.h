@@ -6,7 +6,7 @@
 
 // Appends the entry's arrow, and a note with its parameters as plain text; nothing for an entry that is no
 // decoded message.
-void append_to_chart(QString &chart, const QStringList &entry);
+void appendToChart(QString &chart, const QStringList &entry);
 
 // At least what append_to_chart() appends, in characters.
-qint64 chart_size(const QStringList &entry);
+qint64 chartSize(const QStringList &entry);

@@ -14,31 +14,31 @@ public:
 
     void take(char16_t c)
     {
-        if (in_tag)
-            take_in_tag(c);
+        if (inTag)
+            takeInTag(c);
         else if (c == u'<')
-            in_tag = true;
+            inTag = true;
         else if (c == u' ' || (c >= u'\t' && c <= u'\r'))
-            blank_due = guess.width > 0;
+            blankDue = guess.width > 0;
         else
-            take_glyph(c);
+            takeGlyph(c);
     }
 
-    Guess result() const { return {guess.width, guess.plain && !in_tag}; }
+    Guess result() const { return {guess.width, guess.plain && !inTag}; }
 
 private:
-    void take_in_tag(char16_t c)
+    void takeInTag(char16_t c)
     {
         if (c == u'>') {
-            end_tag(QStringView(tag, tag_length));
-            in_tag = false;
-            tag_length = 0;
-        } else if (tag_length < max_tag) {
-            tag[tag_length++] = c;
+            endTag(QStringView(tag, tagLength));
+            inTag = false;
+            tagLength = 0;
+        } else if (tagLength < maxTag) {
+            tag[tagLength++] = c;
         }
     }
 
-    void end_tag(QStringView name)
+    void endTag(QStringView name)
     {
         if (name == u"b")
             advances = &meter.bold;
@@ -48,38 +48,38 @@ private:
             guess.plain = false;
     }
 
-    void take_glyph(char16_t c)
+    void takeGlyph(char16_t c)
     {
-        if (blank_due)
+        if (blankDue)
             guess.width += (*advances)[u' '];
-        blank_due = false;
+        blankDue = false;
         const bool known = c < advances->size();
         guess.width += known ? (*advances)[c] : 2 * (*advances)[u'M'];
         if (!known || c == u'&')
             guess.plain = false;
     }
 
-    static constexpr int max_tag = 12;
+    static constexpr int maxTag = 12;
 
     const LineMeter &meter;
     const Advances *advances;
     Guess guess;
-    char16_t tag[max_tag]{};
-    int tag_length = 0;
-    bool in_tag = false;
-    bool blank_due = false;
+    char16_t tag[maxTag]{};
+    int tagLength = 0;
+    bool inTag = false;
+    bool blankDue = false;
 };
 
 LineMeter::LineMeter(const QFont &font)
 {
-    QFont bold_font(font);
-    bold_font.setBold(true);
-    const QFontMetricsF regular_metrics(font);
-    const QFontMetricsF bold_metrics(bold_font);
+    QFont boldFont(font);
+    boldFont.setBold(true);
+    const QFontMetricsF regularMetrics(font);
+    const QFontMetricsF boldMetrics(boldFont);
     for (std::size_t c = 0; c < regular.size(); ++c) {
         const QChar glyph(static_cast<char16_t>(c));
-        regular[c] = c < ' ' ? 0 : regular_metrics.horizontalAdvance(glyph);
-        bold[c] = c < ' ' ? 0 : bold_metrics.horizontalAdvance(glyph);
+        regular[c] = c < ' ' ? 0 : regularMetrics.horizontalAdvance(glyph);
+        bold[c] = c < ' ' ? 0 : boldMetrics.horizontalAdvance(glyph);
     }
 }
 

@@ -15,30 +15,30 @@ namespace {
 // Characters. The text engine takes gigabytes for a million lines at once, and time by the square of the
 // count of elements left open, so a long log goes through it in portions. An element left open ends with its
 // portion.
-constexpr int copy_portion = 1 << 18;
+constexpr int copyPortion = 1 << 18;
 
 // Characters, about what a string can hold. The newest lines are copied as far as they fit.
-constexpr qint64 copy_max = 1'000'000'000;
+constexpr qint64 copyMax = 1'000'000'000;
 
-const QLatin1String entry_end("<br />");
+const QLatin1String entryEnd("<br />");
 
-double empty_line_height()
+double emptyLineHeight()
 {
     return LogLine().boundingRect().height();
 }
 
-QString line_html(const QStringList &entry)
+QString lineHtml(const QStringList &entry)
 {
     if (entry.size() > 1)
         return entry.first() + entry.mid(1).join(QLatin1Char(' '));
-    const QLatin1String line_end("<br>");
+    const QLatin1String lineEnd("<br>");
     const QString &html = entry.first();
-    return html.endsWith(line_end) ? html.chopped(line_end.size()) : html;
+    return html.endsWith(lineEnd) ? html.chopped(lineEnd.size()) : html;
 }
 
-qint64 copied_size(const QStringList &entry)
+qint64 copiedSize(const QStringList &entry)
 {
-    qint64 size = entry.size() - 1 + entry_end.size();
+    qint64 size = entry.size() - 1 + entryEnd.size();
     for (const QString &field : entry)
         size += field.size();
     return size;
@@ -50,21 +50,21 @@ struct Extent
     int chars; // what the lines come to
 };
 
-Extent extent_to_copy(const QList<QStringList> &lines, qint64 (*size_of)(const QStringList &))
+Extent extentToCopy(const QList<QStringList> &lines, qint64 (*sizeOf)(const QStringList &))
 {
     qint64 sum = 0;
     int first = lines.size();
     for (; first > 0; --first) {
-        const qint64 size = size_of(lines.at(first - 1));
-        if (sum + size > copy_max)
+        const qint64 size = sizeOf(lines.at(first - 1));
+        if (sum + size > copyMax)
             break;
         sum += size;
     }
-    return {first, static_cast<int>(sum)};
+    return {first, int(sum)};
 }
 
 // A scene outlives its view, to the end of the process.
-void keep_scene(QGraphicsScene *scene)
+void keepScene(QGraphicsScene *scene)
 {
     static auto *const kept = new QList<QGraphicsScene *>;
     kept->append(scene);
@@ -74,25 +74,25 @@ void keep_scene(QGraphicsScene *scene)
 LogView::LogView(QWidget *parent)
     : QGraphicsView(parent)
     , meter(QApplication::font())
-    , sizes(empty_line_height())
+    , sizes(emptyLineHeight())
 {
-    start_scene();
+    startScene();
     setAlignment(Qt::AlignLeft | Qt::AlignBottom);
 }
 
 LogView::~LogView()
 {
-    keep_scene(scene);
+    keepScene(scene);
 }
 
-void LogView::start_scene()
+void LogView::startScene()
 {
     scene = new QGraphicsScene;
     // A few dozen items that come and go: an index would cost more than it finds.
     scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     connect(scene, &QGraphicsScene::focusItemChanged, this, [this](const QGraphicsItem *focus) {
         if (focus)
-            last_focus = focus;
+            lastFocus = focus;
     });
     setScene(scene);
 }
@@ -103,12 +103,12 @@ void LogView::clearLog()
     old->disconnect(this);
     shown.clear();
     sizes.clear();
-    last_focus = nullptr;
+    lastFocus = nullptr;
     line_store.clear();
-    start_scene();
+    startScene();
     // An item that is pressed may be inside a drag's own event loop, and go on when that returns.
     if (old->mouseGrabberItem())
-        keep_scene(old);
+        keepScene(old);
     else
         delete old;
 }
@@ -120,12 +120,12 @@ void LogView::scroll(bool on)
 
 void LogView::copy()
 {
-    const auto [first, chars] = extent_to_copy(line_store, copied_size);
+    const auto [first, chars] = extentToCopy(line_store, copiedSize);
     QString html;
     html.reserve(chars);
     QString text;
     int portion = 0;
-    const auto portion_done = [&] {
+    const auto portionDone = [&] {
         LogDocument document;
         document.setUndoRedoEnabled(false);
         document.setHtml(html.mid(portion));
@@ -134,11 +134,11 @@ void LogView::copy()
     };
     for (int i = first; i < line_store.size(); ++i) {
         html += line_store.at(i).join(QLatin1Char(' '));
-        html += entry_end;
-        if (html.size() - portion >= copy_portion)
-            portion_done();
+        html += entryEnd;
+        if (html.size() - portion >= copyPortion)
+            portionDone();
     }
-    portion_done();
+    portionDone();
 
     auto *mime = new QMimeData;
     mime->setHtml(html);
@@ -149,10 +149,10 @@ void LogView::copy()
 void LogView::copyFlowChart()
 {
     QString chart;
-    const auto [first, chars] = extent_to_copy(line_store, chart_size);
+    const auto [first, chars] = extentToCopy(line_store, chartSize);
     chart.reserve(chars);
     for (int i = first; i < line_store.size(); ++i)
-        append_to_chart(chart, line_store.at(i));
+        appendToChart(chart, line_store.at(i));
 
     auto *mime = new QMimeData;
     mime->setText(chart);
@@ -162,11 +162,11 @@ void LogView::copyFlowChart()
 void LogView::updateScene(const QList<QRectF> &rects)
 {
     QGraphicsView::updateScene(rects);
-    if (auto_scroll && !moving_lines)
-        follow_newest();
+    if (auto_scroll && !movingLines)
+        followNewest();
 }
 
-void LogView::follow_newest()
+void LogView::followNewest()
 {
     ensureVisible(QRectF(0, scene->sceneRect().height(), 0, 0), 50, 50);
 }
@@ -179,7 +179,7 @@ void LogView::addLine(const QString &timestamp, const QString &log)
     html += timestamp;
     html += log;
     html += end;
-    add_entry({html});
+    addEntry({html});
 }
 
 void LogView::addLine(const QString &timestamp, const QStringList &log)
@@ -188,57 +188,57 @@ void LogView::addLine(const QString &timestamp, const QStringList &log)
     entry.reserve(1 + log.size());
     entry += timestamp;
     entry += log;
-    add_entry(entry);
+    addEntry(entry);
 }
 
-void LogView::add_entry(const QStringList &entry)
+void LogView::addEntry(const QStringList &entry)
 {
-    sizes.addGuess(line_store.size(), meter.guess(entry.size() > 1 ? entry : QStringList(line_html(entry))));
+    sizes.addGuess(line_store.size(), meter.guess(entry.size() > 1 ? entry : QStringList(lineHtml(entry))));
     line_store.append(entry);
-    follow_due = true;
-    request_layout();
+    followDue = true;
+    requestLayout();
 }
 
-void LogView::request_layout()
+void LogView::requestLayout()
 {
-    if (layout_requested)
+    if (layoutRequested)
         return;
-    layout_requested = true;
-    QMetaObject::invokeMethod(this, "lay_out", Qt::QueuedConnection);
+    layoutRequested = true;
+    QMetaObject::invokeMethod(this, &LogView::layOut, Qt::QueuedConnection);
 }
 
-void LogView::lay_out()
+void LogView::layOut()
 {
-    layout_requested = false;
-    const bool follows = follow_due && auto_scroll;
+    layoutRequested = false;
+    const bool follows = followDue && auto_scroll;
     {
-        const QScopedValueRollback<bool> moving(moving_lines, true);
+        const QScopedValueRollback<bool> moving(movingLines, true);
         for (const int index : sizes.takeUnmeasured())
-            show_line(index);
+            showLine(index);
         scene->setSceneRect(extent());
         if (follows)
-            follow_newest();
-        follow_due = false;
+            followNewest();
+        followDue = false;
     }
-    show_lines();
-    if (layout_requested) // a line was found to be larger than guessed: the end has moved
-        follow_due = follows;
+    showLines();
+    if (layoutRequested) // a line was found to be larger than guessed: the end has moved
+        followDue = follows;
 }
 
-void LogView::show_lines()
+void LogView::showLines()
 {
-    if (moving_lines || line_store.isEmpty())
+    if (movingLines || line_store.isEmpty())
         return;
-    const QScopedValueRollback<bool> moving(moving_lines, true);
+    const QScopedValueRollback<bool> moving(movingLines, true);
     const QRectF area = mapToScene(viewport()->rect()).boundingRect();
     const int first = sizes.lineAt(area.top(), line_store.size());
     const int last = sizes.lineAt(area.bottom(), line_store.size());
 
-    drop_lines_outside(first, last);
+    dropLinesOutside(first, last);
     for (int i = first; i <= last; ++i)
-        show_line(i);
+        showLine(i);
     for (const int index : sizes.reachingPast(first, area.top()))
-        show_line(index);
+        showLine(index);
     qDeleteAll(spare);
     spare.clear();
 
@@ -246,16 +246,16 @@ void LogView::show_lines()
     // else's.
     QCoreApplication::sendPostedEvents(scene, QEvent::MetaCall);
     if (scene->sceneRect() != extent())
-        request_layout();
+        requestLayout();
 }
 
-void LogView::drop_lines_outside(int first, int last)
+void LogView::dropLinesOutside(int first, int last)
 {
     const int page = last - first + 1;
     for (auto at = shown.begin(); at != shown.end();) {
         const auto [index, line] = *at;
-        const bool is_near = index >= first - page && index <= last + page;
-        if (is_near || line == last_focus || line->textCursor().hasSelection()) {
+        const bool isNear = index >= first - page && index <= last + page;
+        if (isNear || line == lastFocus || line->textCursor().hasSelection()) {
             ++at;
         } else {
             spare.push_back(line);
@@ -264,7 +264,7 @@ void LogView::drop_lines_outside(int first, int last)
     }
 }
 
-void LogView::show_line(int index)
+void LogView::showLine(int index)
 {
     LogLine *&line = shown[index];
     if (line)
@@ -276,7 +276,7 @@ void LogView::show_line(int index)
         line = spare.back();
         spare.pop_back();
     }
-    line->setLine(line_html(line_store.at(index)));
+    line->setLine(lineHtml(line_store.at(index)));
     line->setPos(0, sizes.top(index));
     // Lines are made in any order, but a later one is drawn over an earlier one.
     line->setZValue(index);
@@ -286,11 +286,11 @@ void LogView::show_line(int index)
 void LogView::resizeEvent(QResizeEvent *event)
 {
     QGraphicsView::resizeEvent(event);
-    show_lines();
+    showLines();
 }
 
 void LogView::scrollContentsBy(int dx, int dy)
 {
     QGraphicsView::scrollContentsBy(dx, dy);
-    show_lines();
+    showLines();
 }

@@ -57,17 +57,17 @@ protected:
     void scrollContentsBy(int dx, int dy) override;
 
 private:
-    void start_scene();
-    void add_entry(const QStringList &entry);
+    void startScene();
+    void addEntry(const QStringList &entry);
 
-    void request_layout();
-    Q_INVOKABLE void lay_out();
-    void follow_newest();
+    void requestLayout();
+    void layOut();
+    void followNewest();
     QRectF extent() const { return sizes.extent(line_store.size()); }
 
-    void show_lines();
-    void drop_lines_outside(int first, int last);
-    void show_line(int index);
+    void showLines();
+    void dropLinesOutside(int first, int last);
+    void showLine(int index);
 
     LineMeter meter;
     LineSizes sizes;
@@ -75,8 +75,8 @@ private:
     std::map<int, LogLine *> shown; // by line; owned by the scene
     std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of show_lines()
 
-    const QGraphicsItem *last_focus = nullptr; // the line last pressed, even after the view lost the focus
-    bool layout_requested = false;
-    bool follow_due = false;   // lines came since the last layout
-    bool moving_lines = false; // items come and go with the scrolling: no change of the log
+    const QGraphicsItem *lastFocus = nullptr; // the line last pressed, even after the view lost the focus
+    bool layoutRequested = false;
+    bool followDue = false;   // lines came since the last layout
+    bool movingLines = false; // items come and go with the scrolling: no change of the log
 };

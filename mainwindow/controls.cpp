@@ -9,16 +9,16 @@
 
 namespace {
 
-constexpr float connection_unit_ms = 1.25F;   // of the connection interval
-constexpr float advertising_unit_ms = 0.625F; // of advertising and scanning
-constexpr int timeout_unit_ms = 10;
+constexpr float connectionUnitMs = 1.25F;   // of the connection interval
+constexpr float advertisingUnitMs = 0.625F; // of advertising and scanning
+constexpr int timeoutUnitMs = 10;
 
 // Connection intervals in one unit of the timeout.
-constexpr int intervals_per_timeout = 8;
-constexpr int most_latency = 500;
+constexpr int intervalsPerTimeout = 8;
+constexpr int mostLatency = 500;
 // The window asks for an interval between the chosen one and this much more.
-constexpr int interval_slack = 16;
-constexpr int most_interval = 3200;
+constexpr int intervalSlack = 16;
+constexpr int mostInterval = 3200;
 
 QString milliseconds(int value, float unit)
 {
@@ -29,26 +29,26 @@ QString milliseconds(int value, float unit)
 
 // --- interval, timeout and latency hold each other
 
-void MainWindow::limit_latency(int timeout, int interval)
+void MainWindow::limitLatency(int timeout, int interval)
 {
-    ui->spinLatency->setRange(0, std::min(timeout * intervals_per_timeout / interval - 1, most_latency));
+    ui->spinLatency->setRange(0, std::min(timeout * intervalsPerTimeout / interval - 1, mostLatency));
 }
 
 void MainWindow::on_spinInterval_valueChanged(int value)
 {
-    ui->labelInterval->setText(milliseconds(value, connection_unit_ms));
-    const int least_timeout = (value + intervals_per_timeout - 1) / intervals_per_timeout;
-    if (ui->spinTimeout->value() < least_timeout)
-        ui->spinTimeout->setValue(least_timeout);
-    limit_latency(ui->spinTimeout->value(), value);
+    ui->labelInterval->setText(milliseconds(value, connectionUnitMs));
+    const int leastTimeout = (value + intervalsPerTimeout - 1) / intervalsPerTimeout;
+    if (ui->spinTimeout->value() < leastTimeout)
+        ui->spinTimeout->setValue(leastTimeout);
+    limitLatency(ui->spinTimeout->value(), value);
 }
 
 void MainWindow::on_spinTimeout_valueChanged(int value)
 {
-    ui->labelTimeout->setText(QStringLiteral("%1 ms").arg(value * timeout_unit_ms));
-    if (value * intervals_per_timeout < ui->spinInterval->value())
-        ui->spinInterval->setValue(value * intervals_per_timeout);
-    limit_latency(ui->spinTimeout->value(), ui->spinInterval->value());
+    ui->labelTimeout->setText(QStringLiteral("%1 ms").arg(value * timeoutUnitMs));
+    if (value * intervalsPerTimeout < ui->spinInterval->value())
+        ui->spinInterval->setValue(value * intervalsPerTimeout);
+    limitLatency(ui->spinTimeout->value(), ui->spinInterval->value());
 }
 
 void MainWindow::on_spinLatency_valueChanged(int) {}
@@ -58,22 +58,22 @@ void MainWindow::on_spinLatency_valueChanged(int) {}
 // Only here the maximum is kept within what the module takes.
 void MainWindow::Connect(bd_addr address, uint8 addrtype)
 {
-    const int interval = std::min(ui->spinInterval->value(), most_interval - interval_slack);
-    Q_EMIT Connect(address, addrtype, uint16(interval), uint16(interval + interval_slack),
+    const int interval = std::min(ui->spinInterval->value(), mostInterval - intervalSlack);
+    Q_EMIT Connect(address, addrtype, uint16(interval), uint16(interval + intervalSlack),
                    uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
 }
 
 void MainWindow::whitelist_connect()
 {
     const int interval = ui->spinInterval->value();
-    engine.gap.cmd_connect_selective(uint16(interval), uint16(interval + interval_slack),
+    engine.gap.cmd_connect_selective(uint16(interval), uint16(interval + intervalSlack),
                                      uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
 }
 
 void MainWindow::on_pushConnUpdate_clicked()
 {
     const int interval = ui->spinInterval->value();
-    engine.connection.cmd_update(0, uint16(interval), uint16(interval + interval_slack),
+    engine.connection.cmd_update(0, uint16(interval), uint16(interval + intervalSlack),
                                  uint16(ui->spinLatency->value()), uint16(ui->spinTimeout->value()));
 }
 
@@ -108,7 +108,7 @@ void MainWindow::on_pushClearMode_clicked()
 
 void MainWindow::on_spinAdvInterval_valueChanged(int arg1)
 {
-    ui->labelAdvInterval->setText(milliseconds(arg1, advertising_unit_ms));
+    ui->labelAdvInterval->setText(milliseconds(arg1, advertisingUnitMs));
 }
 
 void MainWindow::on_pushSetAdvParameters_clicked()
@@ -140,12 +140,12 @@ void MainWindow::on_spinScanInterval_valueChanged(int arg1)
 {
     if (ui->spinScanWindow->value() < arg1)
         ui->spinScanWindow->setValue(arg1);
-    ui->labelScanInterval->setText(milliseconds(arg1, advertising_unit_ms));
+    ui->labelScanInterval->setText(milliseconds(arg1, advertisingUnitMs));
 }
 
 void MainWindow::on_spinScanWindow_valueChanged(int arg1)
 {
-    ui->labelScanWindow->setText(milliseconds(arg1, advertising_unit_ms));
+    ui->labelScanWindow->setText(milliseconds(arg1, advertisingUnitMs));
 }
 
 void MainWindow::on_pushSetScanParameters_clicked()

@@ -17,28 +17,28 @@
 
 namespace {
 
-constexpr int initial_log_height = 270; // pixels
+constexpr int initialLogHeight = 270; // pixels
 
-constexpr int longest_tooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
+constexpr int longestTooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
 
-constexpr int baud_rates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
-                              9600,   4800,   2400,   1200,  600,   300,   110};
+constexpr int baudRates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
+                             9600,   4800,   2400,   1200,  600,   300,   110};
 
-const QLatin1String development_actions[] = {QLatin1String("Flash"), QLatin1String("Set Address"),
-                                             QLatin1String("Whitelist"),
-                                             QLatin1String("Get Channel Quality Map")};
+const QLatin1String developmentActions[] = {QLatin1String("Flash"), QLatin1String("Set Address"),
+                                            QLatin1String("Whitelist"),
+                                            QLatin1String("Get Channel Quality Map")};
 
-QString log_stamp()
+QString logStamp()
 {
     const QDateTime now = QDateTime::currentDateTime();
     const QDate date = now.date();
     const QTime time = now.time();
-    return QString::asprintf("<b>%4d.%02d.%02d %02d:%02d:%02d.%03d</b> ", date.year(), date.month(), date.day(),
-                             time.hour(), time.minute(), time.second(), time.msec());
+    return QString::asprintf("<b>%4d.%02d.%02d %02d:%02d:%02d.%03d</b> ", date.year(), date.month(),
+                             date.day(), time.hour(), time.minute(), time.second(), time.msec());
 }
 
 // For widgets whose text has fixed colours: those are for light paper, and a dark desktop would hide them.
-void give_light_paper(QWidget *widget)
+void giveLightPaper(QWidget *widget)
 {
     QPalette palette = widget->palette();
     palette.setColor(QPalette::Base, Qt::white);
@@ -47,7 +47,7 @@ void give_light_paper(QWidget *widget)
     widget->setPalette(palette);
 }
 
-QString hex_line(const char *prefix, const QByteArray &data)
+QString hexLine(const char *prefix, const QByteArray &data)
 {
     return QLatin1String(prefix) + QString::fromLatin1(data.toHex());
 }
@@ -56,17 +56,17 @@ QString hex_line(const char *prefix, const QByteArray &data)
 
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
-    , security_dialog(this)
-    , test_dialog(this)
-    , store_dialog(this)
-    , address_dialog(this)
-    , whitelist_dialog(this)
-    , io_dialog(&engine, this)
-    , dfu_dialog(&engine, this)
-    , throughput_dialog(&engine, this)
-    , flash_dialog(this)
-    , attribute_dialog(this)
-    , about_dialog(this)
+    , securityDialog(this)
+    , testDialog(this)
+    , storeDialog(this)
+    , addressDialog(this)
+    , whitelistDialog(this)
+    , ioDialog(&engine, this)
+    , dfuDialog(&engine, this)
+    , throughputDialog(&engine, this)
+    , flashDialog(this)
+    , attributeDialog(this)
+    , aboutDialog(this)
     , ui(std::make_unique<Ui::MainWindow>())
 {
     ui->setupUi(this);
@@ -80,37 +80,37 @@ MainWindow::MainWindow(QWidget *parent)
     // The row under the devices is long: its buttons may be narrower than the style would have any button.
     for (QPushButton *button : {ui->pushConnUpdate, ui->pushRefreshDevices, ui->pushClearDevices})
         setMinimumWidthFor(button, button->text());
-    give_light_paper(ui->textDebug);
-    give_light_paper(ui->lineCommand);
-    resizeDocks({ui->dockLog}, {initial_log_height}, Qt::Vertical);
-    fill_baud_rates();
-    connect_window();
+    giveLightPaper(ui->textDebug);
+    giveLightPaper(ui->lineCommand);
+    resizeDocks({ui->dockLog}, {initialLogHeight}, Qt::Vertical);
+    fillBaudRates();
+    connectWindow();
     addAction(ui->actionLogToFlowChart);
-    connect_dfu();
-    load_definitions();
+    connectDfu();
+    loadDefinitions();
     addAction(ui->actionMagic);
     addAction(ui->actionThroughputTest);
-    connect_throughput();
-    about_dialog.setModal(true);
-    connect_about();
+    connectThroughput();
+    aboutDialog.setModal(true);
+    connectAbout();
     discovery.DiscoverDevices();
     discovery.Start();
     dev_mode(false);
-    connect_upload_switches();
+    connectUploadSwitches();
 }
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::fill_baud_rates()
+void MainWindow::fillBaudRates()
 {
-    for (const int rate : baud_rates)
+    for (const int rate : baudRates)
         ui->comboBaudrate->addItem(QString::number(rate), rate);
 }
 
-void MainWindow::load_definitions()
+void MainWindow::loadDefinitions()
 {
     parser = new CommandParser(this);
-    connect_parser();
+    connectParser();
     if (parser->loadDefinitions(QStringLiteral("../api/bleapi.xml")) != 0)
         parser->loadDefinitions(QStringLiteral("c:/projects/ble/ble/api/bleapi.xml"));
 }
@@ -121,7 +121,7 @@ void MainWindow::setCommDevice(CommDev *dev)
 {
     delete device;
     device = dev;
-    if (device != nullptr) {
+    if (device) {
         // The engine first: a frame's decoded line stands above its hex line.
         connect(device, &CommDev::RxData, &engine, &cls_ble::rx_data);
         connect(device, &CommDev::RxData, this, &MainWindow::rxData);
@@ -141,13 +141,13 @@ void MainWindow::on_pushConnectDev_clicked()
 {
     if (ui->comboDev->currentIndex() < 0)
         return;
-    if (device != nullptr) {
+    if (device) {
         setCommDevice(nullptr);
         ui->pushConnectDev->setText(QStringLiteral("Attach"));
         return;
     }
     CommDev *const opened = discovery.Open(ui->comboDev->currentData().toString());
-    if (opened == nullptr)
+    if (!opened)
         return;
     ui->pushConnectDev->setText(QStringLiteral("Detach"));
     opened->SetBaudrate(ui->comboBaudrate->currentData().toInt());
@@ -169,7 +169,7 @@ void MainWindow::DeviceFound(QString name, QString port)
 
 void MainWindow::DeviceDisconnect(int bus, int addr)
 {
-    const uint key = static_cast<uint>(bus) << 16 | static_cast<uint>(addr);
+    const uint key = uint(bus) << 16 | uint(addr);
     const int index = ui->comboDev->findData(key);
     if (index >= 0)
         ui->comboDev->removeItem(index);
@@ -177,12 +177,12 @@ void MainWindow::DeviceDisconnect(int bus, int addr)
 
 void MainWindow::on_comboBaudrate_currentIndexChanged(int index)
 {
-    if (device != nullptr)
+    if (device)
         device->SetBaudrate(ui->comboBaudrate->itemData(index).toInt());
 }
 
 // The module restarts, so the port is given up as soon as the command is out.
-void MainWindow::reset_module(bool boot_in_dfu)
+void MainWindow::resetModule(bool boot_in_dfu)
 {
     engine.system.cmd_reset(boot_in_dfu ? 1 : 0);
     setCommDevice(nullptr);
@@ -191,17 +191,17 @@ void MainWindow::reset_module(bool boot_in_dfu)
 
 void MainWindow::on_actionReset_triggered()
 {
-    reset_module(false);
+    resetModule(false);
 }
 
 void MainWindow::on_actionDFU_triggered()
 {
-    dfu_dialog.show();
+    dfuDialog.show();
 }
 
 void MainWindow::USBReset()
 {
-    reset_module(true);
+    resetModule(true);
 }
 
 // --- bytes and log
@@ -209,27 +209,27 @@ void MainWindow::USBReset()
 void MainWindow::txData(QByteArray frame)
 {
     if (ui->actionPacket_Flow->isChecked())
-        frame.prepend(static_cast<char>(frame.size() & 0xff));
+        frame.prepend(char(frame.size() & 0xff));
     if (ui->checkLogHex->isChecked()) // spares the text during an update
-        debugPrintHex(hex_line("TX: ", frame));
-    if (device != nullptr)
+        debugPrintHex(hexLine("TX: ", frame));
+    if (device)
         device->TxData(frame);
 }
 
 void MainWindow::rxData(QByteArray frame)
 {
     if (ui->checkLogHex->isChecked())
-        debugPrintHex(hex_line("RX: ", frame));
+        debugPrintHex(hexLine("RX: ", frame));
 }
 
 void MainWindow::debugPrint(QString txt)
 {
-    ui->textDebug->addLine(log_stamp(), txt);
+    ui->textDebug->addLine(logStamp(), txt);
 }
 
 void MainWindow::debugPrintList(QStringList txt)
 {
-    ui->textDebug->addLine(log_stamp(), txt);
+    ui->textDebug->addLine(logStamp(), txt);
 }
 
 void MainWindow::debugPrintHex(QString txt)
@@ -289,7 +289,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (!bad || message.isEmpty())
         QToolTip::showText(QPoint(0, 0), QString());
     else
-        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longest_tooltip));
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longestTooltip));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);
@@ -297,14 +297,14 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (bad && message.isEmpty())
         message = QStringLiteral("Neither a command nor a hex string");
     ui->lineCommand->setAccessibleDescription(
-        bad ? QTextDocumentFragment::fromHtml(message.left(longest_tooltip)).toPlainText() : QString());
+        bad ? QTextDocumentFragment::fromHtml(message.left(longestTooltip)).toPlainText() : QString());
 }
 
 void MainWindow::on_lineCommand_returnPressed()
 {
     QString message;
     const QByteArray packet = parser->parseLine(ui->lineCommand->text(), message);
-    if (!packet.isEmpty() && device != nullptr)
+    if (!packet.isEmpty() && device)
         txData(packet);
 }
 
@@ -331,7 +331,7 @@ void MainWindow::dev_mode(bool enabled)
     for (QWidget *menu : ui->menuBar->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
         for (QAction *action : menu->actions()) {
             const auto matches = [action](QLatin1String text) { return action->text() == text; };
-            if (std::any_of(std::begin(development_actions), std::end(development_actions), matches))
+            if (std::any_of(std::begin(developmentActions), std::end(developmentActions), matches))
                 action->setVisible(enabled);
         }
     }

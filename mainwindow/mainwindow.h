@@ -118,34 +118,34 @@ private:
     // thread has ended.
     void setCommDevice(CommDev *dev);
 
-    void reset_module(bool boot_in_dfu);
-    void limit_latency(int timeout, int interval);
-    void fill_baud_rates();
-    void load_definitions();
-    void connect_window();
-    void connect_dfu();
-    void connect_parser();
-    void connect_throughput();
-    void connect_about();
-    void connect_upload_switches();
+    void resetModule(bool boot_in_dfu);
+    void limitLatency(int timeout, int interval);
+    void fillBaudRates();
+    void loadDefinitions();
+    void connectWindow();
+    void connectDfu();
+    void connectParser();
+    void connectThroughput();
+    void connectAbout();
+    void connectUploadSwitches();
 
     // Unused, both: keep them out of any logic.
     QTimer timer;
-    QStringList string_list;
+    QStringList stringList;
     cls_ble engine;
-    SMDialog security_dialog;
-    Bletest test_dialog;
-    PSTool store_dialog;
-    SetAddressDialog address_dialog;
-    WhitelistDialog whitelist_dialog;
-    IODialog io_dialog;
-    DFUDialog dfu_dialog;
-    ThroughputDialog throughput_dialog;
+    SMDialog securityDialog;
+    Bletest testDialog;
+    PSTool storeDialog;
+    SetAddressDialog addressDialog;
+    WhitelistDialog whitelistDialog;
+    IODialog ioDialog;
+    DFUDialog dfuDialog;
+    ThroughputDialog throughputDialog;
     UartComm discovery;
     CommDev *device = nullptr;
     CommandParser *parser = nullptr;
-    FlashMem flash_dialog;
-    DialogGATTServer attribute_dialog;
-    AboutDialog about_dialog;
+    FlashMem flashDialog;
+    DialogGATTServer attributeDialog;
+    AboutDialog aboutDialog;
     std::unique_ptr<Ui::MainWindow> ui;
 };

@@ -14,7 +14,7 @@ constexpr uint8 event_bit = 0x80;
 
 int counted(int counter)
 {
-    return static_cast<int>(static_cast<unsigned>(counter) + 1U);
+    return int(unsigned(counter) + 1U);
 }
 
 } // namespace
@@ -83,13 +83,13 @@ bool cls_ble::take_frame()
     if (available < header_size)
         return false;
     const char *head = rx_buffer.constData() + rx_taken;
-    const auto first = static_cast<uint8>(head[0]);
+    const auto first = uint8(head[0]);
     if (first & never_set_bits) {
         ++rx_taken;
         return true;
     }
     const message_record *record = find_response_or_event(qFromLittleEndian<uint32>(head));
-    const int total = (((first & 7) << 8) | static_cast<uint8>(head[1])) + header_size;
+    const int total = (((first & 7) << 8) | uint8(head[1])) + header_size;
     if (total > available)
         return false;
     if (record)

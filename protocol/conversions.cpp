@@ -61,24 +61,24 @@ QByteArray to_bytes(const bd_addr &value)
 
 QByteArray array_to_bytes(const QByteArray &value)
 {
-    return QByteArray(1, static_cast<char>(value.size() & 0xff)) + value;
+    return QByteArray(1, char(value.size() & 0xff)) + value;
 }
 
 void from_text(const QString &text, uint8 &value)
 {
-    value = static_cast<uint8>(text.toInt(nullptr, 16));
+    value = uint8(text.toInt(nullptr, 16));
 }
 void from_text(const QString &text, int8 &value)
 {
-    value = static_cast<int8>(text.toInt(nullptr, 10));
+    value = int8(text.toInt(nullptr, 10));
 }
 void from_text(const QString &text, uint16 &value)
 {
-    value = static_cast<uint16>(text.toInt(nullptr, 16));
+    value = uint16(text.toInt(nullptr, 16));
 }
 void from_text(const QString &text, int16 &value)
 {
-    value = static_cast<int16>(text.toInt(nullptr, 10));
+    value = int16(text.toInt(nullptr, 10));
 }
 void from_text(const QString &text, uint32 &value)
 {
@@ -160,7 +160,7 @@ uint32 from_dotted_text(const QString &text)
     uint32 value = 0;
     const QStringList parts = text.split(QLatin1Char('.'));
     for (const QString &part : parts)
-        value = value * 256 + static_cast<uint32>(part.toInt());
+        value = value * 256 + uint32(part.toInt());
     return value;
 }
 

@@ -67,7 +67,7 @@ struct decimal_text
         : start(room + room_size)
     {
         std::fill(start - decimal_width, start, u' ');
-        auto rest = static_cast<uint32>(value < 0 ? -value : value);
+        auto rest = uint32(value < 0 ? -value : value);
         do {
             *--start = static_cast<char16_t>(u'0' + rest % 10);
             rest /= 10;
@@ -132,7 +132,7 @@ QString received_piece(const field_text &field, const QByteArray &bytes)
     QString piece(int(field.label.size()) + 2 * bytes.size(), Qt::Uninitialized);
     QChar *at = put(piece.data(), field.label);
     for (const char byte : bytes)
-        at = put_byte(at, static_cast<uint8>(byte));
+        at = put_byte(at, uint8(byte));
     return piece;
 }
 
@@ -148,5 +148,5 @@ void append_sent(QStringList &line, const field_text &field, const QByteArray &b
     line.append(field.label.toString());
     line.reserve(line.size() + bytes.size());
     for (const char byte : bytes)
-        append_piece(line, one_byte(static_cast<uint8>(byte)));
+        append_piece(line, one_byte(uint8(byte)));
 }

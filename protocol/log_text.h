@@ -22,11 +22,11 @@ inline QString field_piece(const field_text &field, uint8 value)
 // Signed values show their sign in decimal and all 32 bits in hexadecimal, whatever their width on the wire.
 inline QString field_piece(const field_text &field, int8 value)
 {
-    return number_piece(field.label, value, static_cast<uint32>(value), 2);
+    return number_piece(field.label, value, uint32(value), 2);
 }
 inline QString field_piece(const field_text &field, int16 value)
 {
-    return number_piece(field.label, value, static_cast<uint32>(value), 4);
+    return number_piece(field.label, value, uint32(value), 4);
 }
 inline QString field_piece(const field_text &field, uint16 value)
 {

@@ -33,13 +33,13 @@ const message_record *find_record_backward(const uint8 header[4])
     return nullptr;
 }
 
-message_text::message_text(const QString &prefix_, const field_text *fields_, int field_count_)
-    : prefix(prefix_)
-    , fields(fields_)
-    , field_count(field_count_)
-    , empty_line(prefix_)
+message_text::message_text(const QString &line_prefix, const field_text *texts, int count)
+    : prefix(line_prefix)
+    , fields(texts)
+    , field_count(count)
+    , empty_line(line_prefix)
 {
-    for (int i = 0; i < field_count; ++i)
+    for (int i = 0; i < count; ++i)
         empty_line.append(QString());
 }
 

@@ -75,7 +75,7 @@ struct field_text
 
 struct message_text
 {
-    message_text(const QString &prefix_, const field_text *fields_, int field_count_);
+    message_text(const QString &line_prefix, const field_text *texts, int count);
 
     QString prefix; // "ble_rsp_system_hello\t"
     const field_text *fields;

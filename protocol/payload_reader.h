@@ -59,7 +59,7 @@ private:
 template <>
 inline QByteArray payload_reader::take<QByteArray>()
 {
-    const auto announced = static_cast<int>(take<uint8>());
-    const int size = std::min(announced, static_cast<int>(end - at));
+    const auto announced = int(take<uint8>());
+    const int size = std::min(announced, int(end - at));
     return size == 0 ? QByteArray() : QByteArray(advance(size), size);
 }

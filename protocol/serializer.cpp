@@ -29,7 +29,7 @@ struct frame_writer
     void put_number(uint32 value, int width)
     {
         for (int i = 0; i < width; ++i)
-            *end++ = static_cast<uint8>(value >> (8 * i));
+            *end++ = uint8(value >> (8 * i));
     }
 
     void put_address()
@@ -43,25 +43,25 @@ struct frame_writer
 
     void put_array(int prefix_width)
     {
-        const auto length = static_cast<uint32>(next_word());
+        const auto length = uint32(next_word());
         // NOLINTNEXTLINE(performance-no-int-to-ptr) // a word that holds a pointer
         array = reinterpret_cast<const char *>(next_word());
-        array_len = array ? static_cast<uint16>(length) : uint16(0);
+        array_len = array ? uint16(length) : uint16(0);
         put_number(length, prefix_width);
         const uint32 total = length + buffer[1];
-        buffer[1] = static_cast<uint8>(total);
-        buffer[0] = static_cast<uint8>(buffer[0] | ((total >> 8) & 0xff));
+        buffer[1] = uint8(total);
+        buffer[0] = uint8(buffer[0] | ((total >> 8) & 0xff));
     }
 
     void put_field(uint32 code)
     {
         switch (code) {
         case code_uint8:
-        case code_int8: return put_number(static_cast<uint32>(next_word()), 1);
+        case code_int8: return put_number(uint32(next_word()), 1);
         case code_uint16:
-        case code_int16: return put_number(static_cast<uint32>(next_word()), 2);
+        case code_int16: return put_number(uint32(next_word()), 2);
         case code_uint32:
-        case code_int32: return put_number(static_cast<uint32>(next_word()), 4);
+        case code_int32: return put_number(uint32(next_word()), 4);
         case code_uint8array:
         case code_uint8array_2: return put_array(1);
         case code_long_array: return put_array(2);
@@ -82,7 +82,7 @@ void serialize_record(command_writer writer, void *context, const message_record
     std::memcpy(frame.buffer, record.header, 4);
     for (uint32 types = record.parameter_types; types != 0; types >>= 4)
         frame.put_field(types & 0xf);
-    writer(context, static_cast<uint8>(record.header[1] + 4), reinterpret_cast<const char *>(frame.buffer),
+    writer(context, uint8(record.header[1] + 4), reinterpret_cast<const char *>(frame.buffer),
            frame.array_len, frame.array);
 }
 

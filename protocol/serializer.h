@@ -20,7 +20,7 @@ command_word to_command_word(T value)
     if constexpr (std::is_pointer_v<T>)
         return reinterpret_cast<command_word>(value);
     else
-        return static_cast<uint32>(value);
+        return uint32(value);
 }
 
 // Serializes by `record` and calls `writer` once. Takes a word a field, two (length, pointer) for an array;

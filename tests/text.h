@@ -4,5 +4,5 @@
 
 inline QString operator""_s(const char *utf8, std::size_t size)
 {
-    return QString::fromUtf8(utf8, static_cast<int>(size));
+    return QString::fromUtf8(utf8, int(size));
 }

@@ -78,14 +78,14 @@ IODialog::IODialog(cls_ble *engine, QWidget *parent)
                 ui->up1Box,    ui->read1Button, ui->write1Button, ui->set1Button};
     ports[2] = {ui->read2Edit, ui->write2Edit,  ui->dir2Edit,     ui->pull2Edit,
                 ui->up2Box,    ui->read2Button, ui->write2Button, ui->set2Button};
-    fill_boxes();
-    connect_all();
+    fillBoxes();
+    connectAll();
     spi_speedChanged({});
 }
 
 IODialog::~IODialog() = default;
 
-void IODialog::fill_boxes()
+void IODialog::fillBoxes()
 {
     fill(ui->channelBox, channels);
     fill(ui->polarityBox, polarities);
@@ -97,7 +97,7 @@ void IODialog::fill_boxes()
     fill(ui->endpointBox, endpoints);
 }
 
-void IODialog::connect_all()
+void IODialog::connectAll()
 {
     // There is no such signal: what comes in at an endpoint is seen in the log only.
     // clang-format off
@@ -117,7 +117,7 @@ void IODialog::connect_all()
 
 // --- ports
 
-int IODialog::sending_port(QPushButton *Port::*button) const
+int IODialog::sendingPort(QPushButton *Port::*button) const
 {
     for (int number = 0; number < portCount; ++number) {
         if (sender() == ports[number].*button)
@@ -128,7 +128,7 @@ int IODialog::sending_port(QPushButton *Port::*button) const
 
 void IODialog::portreadButton_clicked()
 {
-    const int port = sending_port(&Port::readButton);
+    const int port = sendingPort(&Port::readButton);
     if (port >= 0)
         ble->hardware.cmd_io_port_read(uint8(port), allPins);
 }
@@ -141,7 +141,7 @@ void IODialog::rsp_io_port_read(uint16, uint8 port, uint8 levels)
 
 void IODialog::portwriteButton_clicked()
 {
-    const int port = sending_port(&Port::writeButton);
+    const int port = sendingPort(&Port::writeButton);
     if (port < 0)
         return;
     if (const auto levels = hexByte(ports[port].writeEdit))
@@ -150,7 +150,7 @@ void IODialog::portwriteButton_clicked()
 
 void IODialog::portsetButton_clicked()
 {
-    const int port = sending_port(&Port::setButton);
+    const int port = sendingPort(&Port::setButton);
     if (port < 0)
         return;
     const auto direction = hexByte(ports[port].directionEdit);
@@ -223,17 +223,17 @@ void IODialog::evt_endpoint_rx(uint8, QByteArray received)
 
 // --- I2C
 
-uint8 IODialog::i2c_address() const
+uint8 IODialog::i2cAddress() const
 {
     return hexByte(ui->line_i2c_address).value_or(0);
 }
 
 void IODialog::on_push_i2c_read_clicked()
 {
-    ble->hardware.cmd_i2c_read(i2c_address(), sendStop, uint8(ui->spin_i2c_bytes->value()));
+    ble->hardware.cmd_i2c_read(i2cAddress(), sendStop, uint8(ui->spin_i2c_bytes->value()));
 }
 
 void IODialog::on_push_i2c_write_clicked()
 {
-    ble->hardware.cmd_i2c_write(i2c_address(), sendStop, hex_bytes(ui->i2c_output->text()));
+    ble->hardware.cmd_i2c_write(i2cAddress(), sendStop, hex_bytes(ui->i2c_output->text()));
 }

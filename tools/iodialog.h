@@ -62,11 +62,11 @@ private:
         QPushButton *readButton, *writeButton, *setButton;
     };
 
-    void fill_boxes();
-    void connect_all();
+    void fillBoxes();
+    void connectAll();
     // The port whose button has just been pressed, or -1.
-    int sending_port(QPushButton *Port::*button) const;
-    uint8 i2c_address() const;
+    int sendingPort(QPushButton *Port::*button) const;
+    uint8 i2cAddress() const;
 
     cls_ble *ble;
     std::unique_ptr<Ui::IODialog> ui;

@@ -29,7 +29,7 @@ SetAddressDialog::SetAddressDialog(QWidget *parent)
 {
     ui->setupUi(this);
     ui->lineAddress->setValidator(new AddressValidator(this));
-    update_kind();
+    updateKind();
 }
 
 SetAddressDialog::~SetAddressDialog() = default;
@@ -41,15 +41,15 @@ void SetAddressDialog::on_pushSet_clicked()
 
 void SetAddressDialog::on_checkAddressType_clicked()
 {
-    update_kind();
+    updateKind();
 }
 
 void SetAddressDialog::on_lineAddress_textChanged(QString)
 {
-    update_kind();
+    updateKind();
 }
 
-void SetAddressDialog::update_kind()
+void SetAddressDialog::updateKind()
 {
     const bool isPrivate = ui->checkAddressType->isChecked();
     const bool isComplete = ui->lineAddress->hasAcceptableInput();

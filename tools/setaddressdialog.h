@@ -30,7 +30,7 @@ public Q_SLOTS:
     void on_lineAddress_textChanged(QString text);
 
 private:
-    void update_kind();
+    void updateKind();
 
     bd_addr address;
     std::unique_ptr<Ui::SetAddressDialog> ui;

@@ -41,17 +41,17 @@ void WhitelistDialog::on_pushClear_clicked()
 
 void WhitelistDialog::on_pushRemove_clicked()
 {
-    read_address();
+    readAddress();
     Q_EMIT whitelist_remove(address, bit(ui->checkAddressType));
 }
 
 void WhitelistDialog::on_pushAppend_clicked()
 {
-    read_address();
+    readAddress();
     Q_EMIT whitelist_append(address, bit(ui->checkAddressType));
 }
 
-void WhitelistDialog::read_address()
+void WhitelistDialog::readAddress()
 {
     if (ui->lineAddress->hasAcceptableInput())
         address = address_from_text(ui->lineAddress->text());

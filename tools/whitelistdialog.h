@@ -36,7 +36,7 @@ public Q_SLOTS:
     void on_pushAppend_clicked();
 
 private:
-    void read_address();
+    void readAddress();
 
     bd_addr address{}; // all zeros until there was a complete one
     std::unique_ptr<Ui::WhitelistDialog> ui;

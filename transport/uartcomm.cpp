@@ -1,6 +1,6 @@
 #include "transport/uartcomm.h"
 
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 #include "transport/uartdev.h"
 
 #include <algorithm>
@@ -9,12 +9,12 @@
 
 namespace {
 
-constexpr std::uint32_t port_name_size = 261;
+constexpr std::uint32_t portNameSize = 261;
 
 // The text up to its terminating zero, which the system does not promise.
-QByteArray text_of(const char *buffer, std::size_t size)
+QByteArray textOf(const char *buffer, std::size_t size)
 {
-    return {buffer, static_cast<int>(std::find(buffer, buffer + size, '\0') - buffer)};
+    return {buffer, int(std::find(buffer, buffer + size, '\0') - buffer)};
 }
 
 } // namespace
@@ -42,11 +42,11 @@ void UartComm::DiscoverDevices()
         const vs::handle key = vs::open_device_key(list, device);
         if (key == vs::invalid_handle)
             continue;
-        char port_name[port_name_size];
-        std::uint32_t length = port_name_size;
+        char port_name[portNameSize];
+        std::uint32_t length = portNameSize;
         if (vs::query_port_name(key, port_name, length)) {
-            const QByteArray port = text_of(port_name, std::min(length, port_name_size));
-            Q_EMIT DeviceFound(QString::fromLocal8Bit(text_of(friendly.data(), friendly.size())),
+            const QByteArray port = textOf(port_name, std::min(length, portNameSize));
+            Q_EMIT DeviceFound(QString::fromLocal8Bit(textOf(friendly.data(), friendly.size())),
                                QString::fromLatin1(vs::port_path_prefix() + port));
         }
         vs::close_device_key(key);

@@ -9,27 +9,27 @@
 
 namespace {
 
-constexpr std::uint32_t queue_size = 32768;
-constexpr unsigned header_size = 4;
+constexpr std::uint32_t queueSize = 32768;
+constexpr unsigned headerSize = 4;
 
-bool cannot_open(const QString &port_name)
+bool cannotOpen(const QString &port_name)
 {
     qDebug() << "ERROR: cannot open serialport:" << port_name;
     return false;
 }
 
-int transfer_failed(const char *operation)
+int transferFailed(const char *operation)
 {
-    std::printf("ERROR: %s failed:%d\n", operation, static_cast<int>(vs::last_error()));
+    std::printf("ERROR: %s failed:%d\n", operation, int(vs::last_error()));
     std::fflush(stdout);
     return -1;
 }
 
 } // namespace
 
-UartDev::UartDev(QString port_name_, QObject *parent)
+UartDev::UartDev(QString portName, QObject *parent)
     : CommDev(parent)
-    , port_name(std::move(port_name_))
+    , port_name(std::move(portName))
 {
 }
 
@@ -48,20 +48,20 @@ bool UartDev::Open()
 {
     port_handle = vs::open_port(port_name.toLatin1().constData());
     if (port_handle == vs::invalid_handle)
-        return cannot_open(port_name);
-    vs::set_queue_sizes(port_handle, queue_size, queue_size);
+        return cannotOpen(port_name);
+    vs::set_queue_sizes(port_handle, queueSize, queueSize);
     vs::clear_timeouts(port_handle);
     exit_event = vs::create_event();
     read_event = vs::create_event();
     write_event = vs::create_event();
     if (exit_event == vs::no_event || read_event == vs::no_event || write_event == vs::no_event) {
         Disconnect(); // without its events the thread could not be stopped
-        return cannot_open(port_name);
+        return cannotOpen(port_name);
     }
     start();
     if (!isRunning() && !isFinished()) { // the system gave no thread
         Disconnect();
-        return cannot_open(port_name);
+        return cannotOpen(port_name);
     }
     return true;
 }
@@ -72,7 +72,7 @@ void UartDev::SetBaudrate(int baud)
     state.length = sizeof state;
     if (!vs::get_line_state(port_handle, state))
         return;
-    state.baud_rate = static_cast<std::uint32_t>(baud);
+    state.baud_rate = std::uint32_t(baud);
     state.byte_size = 8;
     state.stop_bits = vs::one_stop_bit;
     state.binary = 1;
@@ -89,7 +89,7 @@ void UartDev::SetBaudrate(int baud)
 
 void UartDev::TxData(QByteArray data)
 {
-    Write(static_cast<unsigned>(data.size()), data.constData());
+    Write(unsigned(data.size()), data.constData());
 }
 
 void UartDev::Disconnect()
@@ -107,18 +107,18 @@ int UartDev::Read(unsigned count, char *buffer)
         std::uint32_t moved = 0;
         if (!vs::start_read(port_handle, buffer, remaining, moved, state)) {
             if (vs::last_error() != vs::error_io_pending)
-                return transfer_failed("ReadFile");
+                return transferFailed("ReadFile");
             if (vs::wait_for_either(read_event, exit_event) == 1) {
                 vs::cancel_transfers(port_handle, state);
                 return -1;
             }
             if (!vs::transfer_result(port_handle, state, moved))
-                return transfer_failed("ReadFile");
+                return transferFailed("ReadFile");
         }
         buffer += moved;
         remaining -= moved;
     }
-    return static_cast<int>(count);
+    return int(count);
 }
 
 int UartDev::Write(unsigned count, const char *buffer)
@@ -139,13 +139,13 @@ int UartDev::Write(unsigned count, const char *buffer)
         std::uint32_t moved = 0;
         if (!vs::start_write(port_handle, next, count, moved, state)) {
             if (vs::last_error() != vs::error_io_pending)
-                return transfer_failed("WriteFile");
+                return transferFailed("WriteFile");
             if (vs::wait_for_either(write_event, exit_event) == 1) {
                 vs::cancel_transfers(port_handle, state);
                 return -1;
             }
             if (!vs::transfer_result(port_handle, state, moved))
-                return transfer_failed("Writefile");
+                return transferFailed("Writefile");
         }
         count -= moved;
         position += count; // by what is left, not by what was written; whole writes move nothing
@@ -157,15 +157,15 @@ void UartDev::run()
 {
     char buffer[4096];
     while (!vs::poll_event(exit_event)) {
-        const int got = Read(header_size, buffer);
+        const int got = Read(headerSize, buffer);
         if (got < 0)
             break;
         if (got == 0)
             continue;
         const unsigned length = static_cast<unsigned char>(buffer[1]);
-        if (length != 0 && Read(length, buffer + header_size) <= 0)
+        if (length != 0 && Read(length, buffer + headerSize) <= 0)
             break;
-        Q_EMIT RxData(QByteArray(buffer, static_cast<int>(length + header_size)));
+        Q_EMIT RxData(QByteArray(buffer, int(length + headerSize)));
     }
     qDebug("UART disconnecting");
     Disconnect();

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "transport/commdev.h"
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 
 #include <QFuture>
 #include <QString>

@@ -15,12 +15,12 @@ constexpr int linesBeside = 6;
 
 QSize FittingScrollArea::sizeHint() const
 {
-    return fitting(widget() != nullptr ? widget()->sizeHint() : QSize());
+    return fitting(widget() ? widget()->sizeHint() : QSize());
 }
 
 QSize FittingScrollArea::minimumSizeHint() const
 {
-    return fitting(widget() != nullptr ? widget()->minimumSizeHint() : QSize());
+    return fitting(widget() ? widget()->minimumSizeHint() : QSize());
 }
 
 // The scroll area hears of its content's events, but not that others must make room for it.

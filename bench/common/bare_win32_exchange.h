@@ -13,16 +13,16 @@
 constexpr int exchanges = 1000;
 constexpr char hello[] = {0x00, 0x00, 0x00, 0x01}; // the command and its response are the same four bytes
 
-[[noreturn]] inline void give_up(const char *what)
+[[noreturn]] inline void giveUp(const char *what)
 {
     std::printf("%s: %lu\n", what, GetLastError());
     std::exit(1);
 }
 
-class stopwatch
+class Stopwatch
 {
 public:
-    stopwatch() { QueryPerformanceCounter(&begin); }
+    Stopwatch() { QueryPerformanceCounter(&begin); }
     double seconds() const
     {
         LARGE_INTEGER now, frequency;
@@ -36,28 +36,28 @@ private:
 };
 
 // Exchanges a second on the port at `path`, whose other end answers every four bytes with the same four.
-inline double bare_rate(const char *path)
+inline double bareRate(const char *path)
 {
     const HANDLE port = CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                     FILE_FLAG_OVERLAPPED, nullptr);
     COMMTIMEOUTS none = {};
     if (port == INVALID_HANDLE_VALUE || !SetCommTimeouts(port, &none))
-        give_up("the port does not open");
+        giveUp("the port does not open");
     OVERLAPPED reading = {}, writing = {};
     reading.hEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
     writing.hEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    const stopwatch watch;
+    const Stopwatch watch;
     for (int count = 0; count < exchanges; ++count) {
         char got[sizeof hello] = {};
         DWORD moved = 0;
         if (!WriteFile(port, hello, sizeof hello, &moved, &writing) &&
             (GetLastError() != ERROR_IO_PENDING || !GetOverlappedResult(port, &writing, &moved, TRUE)))
-            give_up("the bare exchange cannot write");
+            giveUp("the bare exchange cannot write");
         if (!ReadFile(port, got, sizeof got, &moved, &reading) &&
             (GetLastError() != ERROR_IO_PENDING || !GetOverlappedResult(port, &reading, &moved, TRUE)))
-            give_up("the bare exchange cannot read");
+            giveUp("the bare exchange cannot read");
         if (moved != sizeof got || std::memcmp(got, hello, sizeof got) != 0)
-            give_up("the bare exchange broke off");
+            giveUp("the bare exchange broke off");
     }
     const double seconds = watch.seconds();
     for (HANDLE each : {port, reading.hEvent, writing.hEvent})

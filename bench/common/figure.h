@@ -13,21 +13,20 @@ inline double median(std::vector<double> values)
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-enum class Budget { AtLeast, AtMost };
+enum class Budget { atLeast, atMost };
 
 // Prints "NAME ours=… other=… ratio=… budget=… ok|SHORT". Gives false if the ratio misses the budget.
-inline bool print_figure(const char *name, double ours, double other, double ratio, Budget kind,
-                         double budget)
+inline bool printFigure(const char *name, double ours, double other, double ratio, Budget kind, double budget)
 {
-    const bool kept = kind == Budget::AtLeast ? ratio >= budget : ratio <= budget;
+    const bool kept = kind == Budget::atLeast ? ratio >= budget : ratio <= budget;
     std::printf("%-38s ours=%-9.4g other=%-9.4g ratio=%-7.3f budget=%s%-6.3g %s\n", name, ours, other, ratio,
-                kind == Budget::AtLeast ? ">=" : "<=", budget, kept ? "ok" : "SHORT");
+                kind == Budget::atLeast ? ">=" : "<=", budget, kept ? "ok" : "SHORT");
     std::fflush(stdout);
     return kept;
 }
 
 // The same for a count that must be what another one is.
-inline bool print_equal(const char *name, long long ours, long long other)
+inline bool printEqual(const char *name, long long ours, long long other)
 {
     const bool whole = ours == other;
     std::printf("%-38s ours=%-9lld other=%-9lld ratio=%-7s budget=%-8s %s\n", name, ours, other, "-", "equal",
@@ -37,7 +36,7 @@ inline bool print_equal(const char *name, long long ours, long long other)
 }
 
 // The same for a figure with a limit of its own and nothing to compare it with.
-inline bool print_limited(const char *name, double ours, double limit)
+inline bool printLimited(const char *name, double ours, double limit)
 {
     const bool kept = ours <= limit;
     std::printf("%-38s ours=%-9.4g other=%-9s ratio=%-7s budget=<=%-6.3g %s\n", name, ours, "-", "-", limit,

@@ -20,19 +20,19 @@
 
 namespace {
 
-bool all_within = true;
+bool allWithin = true;
 
 void report(const char *name, double ours, double limit)
 {
-    all_within = print_limited(name, ours, limit) && all_within;
+    allWithin = printLimited(name, ours, limit) && allWithin;
 }
 
-void report_count(const char *name, int found, int expected)
+void reportCount(const char *name, int found, int expected)
 {
-    all_within = print_equal(name, found, expected) && all_within;
+    allWithin = printEqual(name, found, expected) && allWithin;
 }
 
-double percentile_99(std::vector<double> values)
+double percentile99(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
     return values.at(values.size() * 99 / 100);
@@ -58,10 +58,10 @@ public:
     int paints = 0;
 };
 
-void measure_panels()
+void measurePanels()
 {
     constexpr int panels = 500;
-    constexpr int scroll_step = 40; // pixels
+    constexpr int scrollStep = 40; // pixels
     DeviceList list;
     auto *const column = new QWidget;
     auto *const layout = new QVBoxLayout(column);
@@ -96,19 +96,19 @@ void measure_panels()
         hear(i);
         turns.push_back(turn());
     }
-    report("panel_beside_500_99_percent_ms", percentile_99(turns), 16);
+    report("panel_beside_500_99_percent_ms", percentile99(turns), 16);
 
     turns.clear();
     QScrollBar *const bar = list.verticalScrollBar();
     while (bar->value() < bar->maximum()) {
         const int paints = counter.paints;
-        bar->setValue(bar->value() + scroll_step);
+        bar->setValue(bar->value() + scrollStep);
         double spent = 0;
         while (counter.paints == paints)
             spent += turn();
         turns.push_back(spent);
     }
-    report("panels_500_scroll_99_percent_ms", percentile_99(turns), 16);
+    report("panels_500_scroll_99_percent_ms", percentile99(turns), 16);
 }
 
 // What the window shows and logs while a module reports many advertisements a second.
@@ -130,50 +130,50 @@ public:
         window->click("pushSetScanParameters"); // a window as long as the interval: every packet is heard
         window->find<QRadioButton>("radioScanObservation")->click();
         window->click("pushStartScan");
-        pass(warm_up_s);
-        clear_log();
+        pass(warmUpS);
+        clearLog();
         turns.clear();
-        const double before = heap_in_use();
+        const double before = heapInUse();
         pass(seconds);
-        report("scan_turn_99_percent_ms", percentile_99(turns), 16);
+        report("scan_turn_99_percent_ms", percentile99(turns), 16);
         window->click("pushStopScan");
         const QByteArray stopped = "RX: 000206040000";
         while (!log->line_store.last().join(QString()).contains(QLatin1String(stopped)))
             turn();
-        clear_log();
+        clearLog();
         turn();
-        report("scan_growth_beside_log_bytes", heap_in_use() - before, 1 << 20);
-        compare_counts();
+        report("scan_growth_beside_log_bytes", heapInUse() - before, 1 << 20);
+        compareCounts();
     }
 
 private:
     static constexpr int devices = 200;
     static constexpr int rate = 2000; // advertisements a second
-    static constexpr int warm_up_s = 3;
+    static constexpr int warmUpS = 3;
     static constexpr int seconds = 30;
-    static constexpr qint64 period_ms = 10;
+    static constexpr qint64 periodMs = 10;
 
-    void pass(int duration_s)
+    void pass(int durationS)
     {
         QElapsedTimer clock;
         clock.start();
-        while (clock.elapsed() < qint64{duration_s} * 1000) {
+        while (clock.elapsed() < qint64{durationS} * 1000) {
             turns.push_back(turn());
-            QThread::msleep(static_cast<unsigned long>(period_ms - clock.elapsed() % period_ms));
+            QThread::msleep(static_cast<unsigned long>(periodMs - clock.elapsed() % periodMs));
         }
     }
 
-    void clear_log()
+    void clearLog()
     {
         for (const QStringList &line : log->line_store) {
             const QString text = line.join(QString());
             frames += text.contains(QLatin1String("RX: "));
-            scan_responses += text.contains(QLatin1String("ble_evt_gap_scan_response"));
+            scanResponses += text.contains(QLatin1String("ble_evt_gap_scan_response"));
         }
         window->click("pushLogClear");
     }
 
-    void compare_counts()
+    void compareCounts()
     {
         module.control("count");
         QRegularExpressionMatch told;
@@ -181,14 +181,14 @@ private:
             QStringLiteral("count: (\\d+) frames, (\\d+) of gap_scan_response, (\\d+) devices"));
         while (!(told = count.match(QString::fromUtf8(module.output()))).hasMatch())
             turn();
-        report_count("scan_frames_logged", frames, told.captured(1).toInt());
-        report_count("scan_responses_logged", scan_responses, told.captured(2).toInt());
+        reportCount("scan_frames_logged", frames, told.captured(1).toInt());
+        reportCount("scan_responses_logged", scanResponses, told.captured(2).toInt());
         const int panels = window->widget().findChildren<DeviceListItem *>().size();
-        report_count("scan_devices_listed", panels, told.captured(3).toInt());
-        const double a_second = double(scan_responses) / (warm_up_s + seconds);
-        all_within = print_figure("scan_responses_per_second", a_second, rate, a_second / rate,
-                                  Budget::AtLeast, 0.95) &&
-                     panels == devices && all_within;
+        reportCount("scan_devices_listed", panels, told.captured(3).toInt());
+        const double aSecond = double(scanResponses) / (warmUpS + seconds);
+        allWithin =
+            printFigure("scan_responses_per_second", aSecond, rate, aSecond / rate, Budget::atLeast, 0.95) &&
+            panels == devices && allWithin;
     }
 
     SimulatedModule module;
@@ -196,7 +196,7 @@ private:
     LogView *log = nullptr;
     std::vector<double> turns;
     int frames = 0;
-    int scan_responses = 0;
+    int scanResponses = 0;
 };
 
 } // namespace
@@ -206,7 +206,7 @@ int main(int argc, char **argv)
     QApplication application(argc, argv);
     register_meta_types();
     QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
-    measure_panels();
+    measurePanels();
     Scan().run();
-    return all_within ? 0 : 1;
+    return allWithin ? 0 : 1;
 }

@@ -11,8 +11,8 @@
 namespace {
 
 constexpr int rounds = 11;
-constexpr int array_size = 20;
-constexpr int field_sizes[16] = {0, 0, 1, 1, 2, 2, 4, 4, 0, 0, 6};
+constexpr int arraySize = 20;
+constexpr int fieldSizes[16] = {0, 0, 1, 1, 2, 2, 4, 4, 0, 0, 6};
 constexpr int megabyte = 1024 * 1024;
 
 // Stands for the windows: is told of everything and looks at the line.
@@ -22,10 +22,10 @@ class Receiver : public QObject
 
 public:
     // Most messages have no receiver but the log, as in the program; `of_signals` connects all of them.
-    explicit Receiver(cls_ble &engine, bool of_signals = false)
+    explicit Receiver(cls_ble &engine, bool ofSignals = false)
     {
-        connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::take_line);
-        if (!of_signals)
+        connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::takeLine);
+        if (!ofSignals)
             return;
         const QMetaMethod slot = staticMetaObject.method(staticMetaObject.indexOfSlot("seen()"));
         QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
@@ -40,26 +40,26 @@ public:
         }
     }
 
-    bool keep_lines = false;
+    bool keepLines = false;
     QVector<QStringList> lines;
-    qint64 signals_seen = 0;
+    qint64 signalsSeen = 0;
     qint64 messages = 0;
     qint64 pieces = 0;
 
 public Q_SLOTS:
-    void seen() { ++signals_seen; }
-    void take_line(const QStringList &line)
+    void seen() { ++signalsSeen; }
+    void takeLine(const QStringList &line)
     {
         ++messages;
         pieces += line.size();
-        if (keep_lines)
+        if (keepLines)
             lines.append(line);
     }
 };
 
 // A frame of each of the 153 messages: small and large numbers, known results, arrays of 20 bytes, as much as
 // one attribute packet of the radio link carries.
-QVector<QByteArray> mixed_frames()
+QVector<QByteArray> mixedFrames()
 {
     QVector<QByteArray> frames;
     for (int i = command_count; i < record_count; ++i) {
@@ -71,14 +71,14 @@ QVector<QByteArray> mixed_frames()
             if (text.fields[f].is_result)
                 payload.append(i % 2 ? QByteArray("\x81\x01", 2) : QByteArray(2, '\0'));
             else if (code == code_uint8array)
-                payload.append(char(array_size))
-                    .append(QByteArray("\x02\x01\x06\x10\xffModule, 20 bytes").leftJustified(array_size));
+                payload.append(char(arraySize))
+                    .append(QByteArray("\x02\x01\x06\x10\xffModule, 20 bytes").leftJustified(arraySize));
             else
-                for (int b = 0; b < field_sizes[code]; ++b)
-                    payload.append(static_cast<char>(37 * i + 91 * f + 50 * b));
+                for (int b = 0; b < fieldSizes[code]; ++b)
+                    payload.append(char(37 * i + 91 * f + 50 * b));
         }
         QByteArray frame(reinterpret_cast<const char *>(record.header), 4);
-        frame[1] = static_cast<char>(payload.size());
+        frame[1] = char(payload.size());
         frames.append(frame + payload);
     }
     return frames;
@@ -93,20 +93,20 @@ double seconds(Work work)
     return double(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
-bool same_lines(const QVector<QByteArray> &frames)
+bool sameLines(const QVector<QByteArray> &frames)
 {
     cls_ble engine;
     cls_ble outlet;
     PlainEngine plain(outlet);
     Receiver ours(engine, true);
     Receiver other(outlet, true);
-    ours.keep_lines = other.keep_lines = true;
+    ours.keepLines = other.keepLines = true;
     for (const QByteArray &frame : frames) {
         engine.rx_data(frame);
         plain.rx_data(frame);
     }
     if (ours.lines == other.lines && ours.lines.size() == frames.size() &&
-        ours.signals_seen == frames.size() && other.signals_seen == frames.size())
+        ours.signalsSeen == frames.size() && other.signalsSeen == frames.size())
         return true;
     for (int i = 0; i < std::min(ours.lines.size(), other.lines.size()); ++i) {
         if (ours.lines.at(i) != other.lines.at(i))
@@ -126,36 +126,36 @@ bool mixed(const QVector<QByteArray> &frames)
     PlainEngine plain(outlet);
     Receiver ours(engine);
     Receiver other(outlet);
-    std::vector<double> our_rates;
-    std::vector<double> other_rates;
+    std::vector<double> ourRates;
+    std::vector<double> otherRates;
     std::vector<double> ratios;
     for (int round = 0; round < rounds; ++round) {
         const double count = double(repeats) * frames.size();
-        const double our_time = seconds([&] {
+        const double ourTime = seconds([&] {
             for (int i = 0; i < repeats; ++i)
                 for (const QByteArray &frame : frames)
                     engine.rx_data(frame);
         });
-        const double other_time = seconds([&] {
+        const double otherTime = seconds([&] {
             for (int i = 0; i < repeats; ++i)
                 for (const QByteArray &frame : frames)
                     plain.rx_data(frame);
         });
-        our_rates.push_back(count / our_time);
-        other_rates.push_back(count / other_time);
-        ratios.push_back(other_time / our_time);
+        ourRates.push_back(count / ourTime);
+        otherRates.push_back(count / otherTime);
+        ratios.push_back(otherTime / ourTime);
     }
-    return print_figure("engine_mixed_frames_per_second", median(our_rates), median(other_rates),
-                        median(ratios), Budget::AtLeast, 2.5);
+    return printFigure("engine_mixed_frames_per_second", median(ourRates), median(otherRates), median(ratios),
+                       Budget::atLeast, 2.5);
 }
 
-double nanoseconds_a_byte(const QByteArray &stream, int messages, int chunk_size)
+double nanosecondsAByte(const QByteArray &stream, int messages, int chunkSize)
 {
     cls_ble engine;
     Receiver receiver(engine);
     QVector<QByteArray> chunks;
-    for (int at = 0; at < stream.size(); at += chunk_size)
-        chunks.append(stream.mid(at, chunk_size));
+    for (int at = 0; at < stream.size(); at += chunkSize)
+        chunks.append(stream.mid(at, chunkSize));
     constexpr int repeats = 4;
     const double time = seconds([&] {
         for (int i = 0; i < repeats; ++i)
@@ -173,19 +173,19 @@ bool chunks(const char *name, const QByteArray &stream, int messages)
     std::vector<double> small;
     std::vector<double> ratios;
     for (int round = 0; round < rounds; ++round) {
-        big.push_back(nanoseconds_a_byte(stream, messages, megabyte));
-        small.push_back(nanoseconds_a_byte(stream, messages, 1024));
+        big.push_back(nanosecondsAByte(stream, messages, megabyte));
+        small.push_back(nanosecondsAByte(stream, messages, 1024));
         ratios.push_back(big.back() / small.back());
     }
-    return print_figure(name, median(big), median(small), median(ratios), Budget::AtMost, 1.5);
+    return printFigure(name, median(big), median(small), median(ratios), Budget::atMost, 1.5);
 }
 
 } // namespace
 
 int main()
 {
-    const QVector<QByteArray> frames = mixed_frames();
-    if (!same_lines(frames))
+    const QVector<QByteArray> frames = mixedFrames();
+    if (!sameLines(frames))
         return 2;
     QByteArray stream;
     int messages = 0;

@@ -6,24 +6,24 @@
 
 #include <cstring>
 
-PlainEngine::PlainEngine(cls_ble &outlet)
-    : m_outlet(outlet)
+PlainEngine::PlainEngine(cls_ble &engine)
+    : outlet(engine)
 {
-    QObject *const objects[] = {&outlet.system,    &outlet.flash, &outlet.attributes, &outlet.connection,
-                                &outlet.attclient, &outlet.sm,    &outlet.gap,        &outlet.hardware,
-                                &outlet.test,      &outlet.dfu};
+    QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
+                                &engine.attclient, &engine.sm,    &engine.gap,        &engine.hardware,
+                                &engine.test,      &engine.dfu};
     for (int i = command_count; i < record_count; ++i) {
         const message_record &record = *record_at(i);
-        const int class_id = record.header[2];
-        const bool is_event = i >= command_count + response_count;
+        const int classId = record.header[2];
+        const bool isEvent = i >= command_count + response_count;
         const message_text &text = message_text_at(i);
-        Message message{objects[class_id], record.header[3], text.prefix, {}};
-        if (is_event)
-            message.signal += m_responses[class_id].size();
+        Message message{objects[classId], record.header[3], text.prefix, {}};
+        if (isEvent)
+            message.signal += responses[classId].size();
         for (int f = 0; f < text.field_count; ++f) {
             Field field{(record.parameter_types >> (4 * f)) & 0xf, text.fields[f].is_result,
                         text.fields[f].label.toString()};
-            if (field.is_result)
+            if (field.isResult)
                 field.text += QStringLiteral("0x%1 [<font color=%2>'%3'</font>]");
             else if (field.code == code_bd_addr)
                 field.text += QStringLiteral("%1:%2:%3:%4:%5:%6");
@@ -33,32 +33,32 @@ PlainEngine::PlainEngine(cls_ble &outlet)
                 field.text += QStringLiteral("%1 (0x%2)");
             message.fields.append(field);
         }
-        (is_event ? m_events : m_responses)[class_id].append(message);
+        (isEvent ? events : responses)[classId].append(message);
     }
 }
 
-const PlainEngine::Message &PlainEngine::message_of(const QByteArray &frame) const
+const PlainEngine::Message &PlainEngine::messageOf(const QByteArray &frame) const
 {
-    const auto class_id = static_cast<uint8>(frame.at(2));
-    const auto id = static_cast<uint8>(frame.at(3));
-    return (frame.at(0) & 0x80 ? m_events : m_responses)[class_id].at(id);
+    const auto classId = uint8(frame.at(2));
+    const auto id = uint8(frame.at(3));
+    return (frame.at(0) & 0x80 ? events : responses)[classId].at(id);
 }
 
 void PlainEngine::rx_data(const QByteArray &data)
 {
-    m_buffer.append(data);
-    while (m_buffer.size() >= 4) {
-        const int total = (((m_buffer.at(0) & 7) << 8) | static_cast<uint8>(m_buffer.at(1))) + 4;
-        if (total > m_buffer.size())
+    buffer.append(data);
+    while (buffer.size() >= 4) {
+        const int total = (((buffer.at(0) & 7) << 8) | uint8(buffer.at(1))) + 4;
+        if (total > buffer.size())
             return;
-        take_frame(m_buffer.left(total));
-        m_buffer = m_buffer.mid(total);
+        takeFrame(buffer.left(total));
+        buffer = buffer.mid(total);
     }
 }
 
-void PlainEngine::take_frame(const QByteArray &frame)
+void PlainEngine::takeFrame(const QByteArray &frame)
 {
-    const Message &message = message_of(frame);
+    const Message &message = messageOf(frame);
     QStringList line(message.prefix);
     Value values[8];
     void *arguments[9] = {};
@@ -70,23 +70,23 @@ void PlainEngine::take_frame(const QByteArray &frame)
     QMetaObject::activate(message.sender, message.sender->metaObject(), message.signal, arguments);
     for (int i = 0; i < message.fields.size(); ++i)
         line.append(piece(message.fields.at(i), values[i]));
-    m_outlet.log_message(line);
-    Q_EMIT m_outlet.parsed_message_data(frame);
+    outlet.log_message(line);
+    Q_EMIT outlet.parsed_message_data(frame);
 }
 
 void PlainEngine::decode(const Field &field, const char *&at, Value &value)
 {
     int size = 1;
     switch (field.code) {
-    case code_uint8: value.number = static_cast<uint8>(*at); break;
+    case code_uint8: value.number = uint8(*at); break;
     // NOLINTNEXTLINE(bugprone-signed-char-misuse) // the sign is wanted
-    case code_int8: value.number = static_cast<uint32>(static_cast<int8>(*at)); break;
+    case code_int8: value.number = uint32(int8(*at)); break;
     case code_uint16:
         value.number = qFromLittleEndian<uint16>(at);
         size = 2;
         break;
     case code_int16:
-        value.number = static_cast<uint32>(qFromLittleEndian<int16>(at));
+        value.number = uint32(qFromLittleEndian<int16>(at));
         size = 2;
         break;
     case code_uint32:
@@ -98,7 +98,7 @@ void PlainEngine::decode(const Field &field, const char *&at, Value &value)
         size = 6;
         break;
     default:
-        value.bytes = QByteArray(at + 1, static_cast<uint8>(*at));
+        value.bytes = QByteArray(at + 1, uint8(*at));
         size = 1 + value.bytes.size();
         break;
     }
@@ -120,14 +120,14 @@ QString PlainEngine::piece(const Field &field, const Value &value)
     const uint32 number = value.number;
     switch (field.code) {
     case code_uint8: return field.text.arg(number, 8).arg(number, 2, 16, zero);
-    case code_int8: return field.text.arg(static_cast<int>(number), 8).arg(number, 2, 16, zero);
-    case code_int16: return field.text.arg(static_cast<int>(number), 8).arg(number, 4, 16, zero);
+    case code_int8: return field.text.arg(int(number), 8).arg(number, 2, 16, zero);
+    case code_int16: return field.text.arg(int(number), 8).arg(number, 4, 16, zero);
     case code_uint32: return field.text.arg(number, 8).arg(number, 8, 16, zero);
     case code_uint16:
-        if (field.is_result)
+        if (field.isResult)
             return field.text.arg(number, 4, 16, zero)
                 .arg(number == 0 ? QStringLiteral("green") : QStringLiteral("red"),
-                     error_text(static_cast<uint16>(number)));
+                     error_text(uint16(number)));
         return field.text.arg(number, 8).arg(number, 4, 16, zero);
     case code_bd_addr: {
         QString text = field.text;

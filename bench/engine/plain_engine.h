@@ -10,7 +10,7 @@
 class PlainEngine
 {
 public:
-    explicit PlainEngine(cls_ble &outlet);
+    explicit PlainEngine(cls_ble &engine);
 
     // Bytes from the device; they must be frames of known messages.
     void rx_data(const QByteArray &data);
@@ -19,7 +19,7 @@ private:
     struct Field
     {
         uint32 code;
-        bool is_result;
+        bool isResult;
         QString text; // the template
     };
     struct Message
@@ -36,14 +36,14 @@ private:
         QByteArray bytes;
     };
 
-    void take_frame(const QByteArray &frame);
-    const Message &message_of(const QByteArray &frame) const;
+    void takeFrame(const QByteArray &frame);
+    const Message &messageOf(const QByteArray &frame) const;
     static void decode(const Field &field, const char *&at, Value &value);
     static void *argument(const Field &field, Value &value);
     static QString piece(const Field &field, const Value &value);
 
-    cls_ble &m_outlet;
-    QByteArray m_buffer;
-    QVector<Message> m_responses[class_count];
-    QVector<Message> m_events[class_count];
+    cls_ble &outlet;
+    QByteArray buffer;
+    QVector<Message> responses[class_count];
+    QVector<Message> events[class_count];
 };

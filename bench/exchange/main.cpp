@@ -16,10 +16,10 @@ namespace {
 
 constexpr int rounds = 7;
 
-double our_rate()
+double ourRate()
 {
     Echo echo;
-    UartDev device(QString::fromLatin1(echo.slave_name()), nullptr);
+    UartDev device(QString::fromLatin1(echo.slaveName()), nullptr);
     if (!device.Open())
         qFatal("the port does not open");
     device.SetBaudrate(256000);
@@ -53,10 +53,9 @@ int main(int argc, char **argv)
     std::vector<double> bare;
     std::vector<double> ratios;
     for (int i = 0; i < rounds; ++i) {
-        bare.push_back(bare_rate());
-        ours.push_back(our_rate());
+        bare.push_back(bareRate());
+        ours.push_back(ourRate());
         ratios.push_back(ours.back() / bare.back());
     }
-    return print_figure(figure_name, median(ours), median(bare), median(ratios), Budget::AtLeast, 0.5) ? 0
-                                                                                                       : 1;
+    return printFigure(figure_name, median(ours), median(bare), median(ratios), Budget::atLeast, 0.5) ? 0 : 1;
 }

@@ -23,13 +23,13 @@
 namespace {
 
 constexpr int rounds = 5;
-constexpr int uart_chunk = 64;
-constexpr int load_address = 0x1000;
+constexpr int uartChunk = 64;
+constexpr int loadAddress = 0x1000;
 
-bool all_within = true;
+bool allWithin = true;
 
 // The event loop as the program has it, from the click to the signal that says whether it goes on.
-double run_ms(QPushButton *start, QEventLoop &loop)
+double runMs(QPushButton *start, QEventLoop &loop)
 {
     QTimer::singleShot(60000, &loop, [] { qFatal("an upload takes over a minute"); });
     QElapsedTimer clock;
@@ -39,7 +39,7 @@ double run_ms(QPushButton *start, QEventLoop &loop)
     return double(clock.nsecsElapsed()) / 1e6;
 }
 
-double elapsed_ms(const std::function<void()> &work)
+double elapsedMs(const std::function<void()> &work)
 {
     QElapsedTimer clock;
     clock.start();
@@ -58,7 +58,7 @@ public:
         QFile binary(path("image.bin"));
         QByteArray image(size, '\0');
         for (int i = 0; i < size; ++i)
-            image[i] = char(i * 2654435761U >> 24);
+            image[i] = char(uint(i) * 2654435761U >> 24);
         if (!binary.open(QIODevice::WriteOnly) || binary.write(image) != size)
             qFatal("no image written");
         binary.close();
@@ -76,26 +76,26 @@ private:
     QTemporaryDir folder;
 };
 
-void measure_loading(const Files &files)
+void measureLoading(const Files &files)
 {
     files.write(1 << 20);
     cls_ble engine;
     DFUDialog dialog(&engine);
     std::vector<double> ours, other, ratios;
     for (int i = 0; i < rounds; ++i) {
-        ours.push_back(elapsed_ms([&] {
+        ours.push_back(elapsedMs([&] {
             if (!dialog.loadHexFile(files.path("image.hex")))
                 qFatal("the image does not load");
         }));
-        other.push_back(elapsed_ms([&] {
+        other.push_back(elapsedMs([&] {
             files.convert({files.path("image.hex"), QStringLiteral("-intel")}, "copy.hex");
         }));
         ratios.push_back(ours.back() / other.back());
     }
-    const bool fast = print_limited("hex_load_1_mib_ms", median(ours), 100);
-    all_within = print_figure("hex_load_1_mib_beside_srec_cat_ms", median(ours), median(other),
-                              median(ratios), Budget::AtMost, 1) &&
-                 fast && all_within;
+    const bool fast = printLimited("hex_load_1_mib_ms", median(ours), 100);
+    allWithin = printFigure("hex_load_1_mib_beside_srec_cat_ms", median(ours), median(other), median(ratios),
+                            Budget::atMost, 1) &&
+                fast && allWithin;
 }
 
 // A window with the update dialog open, attached to a module.
@@ -114,10 +114,10 @@ public:
     }
 
     // Exchanges a second of an upload over the serial link.
-    double by_uart()
+    double byUart()
     {
         find<QPushButton>("pushButton")->click();
-        wait_until([this] { return logged("ble_evt_dfu_boot"); });
+        waitUntil([this] { return logged("ble_evt_dfu_boot"); });
         find<QLineEdit>("fileEdit")->setText(files.path("image.hex"));
         const auto *progress = find<QLabel>("infoText");
         QEventLoop loop;
@@ -126,20 +126,20 @@ public:
             if (on)
                 loop.quit();
         });
-        const double ms = run_ms(find<QPushButton>("uploadButton"), loop);
-        if (!progress->text().startsWith(QStringLiteral("Loaded:%1/").arg(uart_size - load_address)))
+        const double ms = runMs(find<QPushButton>("uploadButton"), loop);
+        if (!progress->text().startsWith(QStringLiteral("Loaded:%1/").arg(uartSize - loadAddress)))
             qFatal("the upload broke off: %s", qPrintable(progress->text()));
-        return double(uart_size - load_address) / uart_chunk / ms * 1000;
+        return double(uartSize - loadAddress) / uartChunk / ms * 1000;
     }
 
     // The same over the air, to a connected device.
-    double over_the_air()
+    double overTheAir()
     {
         const auto name = QStringLiteral("Updatable");
-        if (!scan_for(*window, name) || !connect_to(*window, name))
+        if (!scanFor(*window, name) || !connectTo(*window, name))
             qFatal("no connection");
         Panel(*window, name).find<QPushButton>("pushGATTDescriptors")->click();
-        wait_until([this] { return logged("ble_evt_attclient_procedure_completed"); });
+        waitUntil([this] { return logged("ble_evt_attclient_procedure_completed"); });
         find<QLineEdit>("fileOTAEdit")->setText(files.path("image.bin"));
         const auto *progress = find<QLabel>("labelOTAState");
         QEventLoop loop;
@@ -147,16 +147,16 @@ public:
             if (!on)
                 loop.quit();
         });
-        const double ms = run_ms(find<QPushButton>("pushOTAUpload"), loop);
+        const double ms = runMs(find<QPushButton>("pushOTAUpload"), loop);
         if (progress->text() != QStringLiteral("OTA Completed"))
             qFatal("the upload broke off: %s", qPrintable(progress->text()));
-        constexpr int chunks_a_block = 13; // of 256 bytes
-        return double(air_size) / 256 * chunks_a_block / ms * 1000;
+        constexpr int chunksABlock = 13; // of 256 bytes
+        return double(airSize) / 256 * chunksABlock / ms * 1000;
     }
 
     // Some thousand exchanges each.
-    static constexpr int uart_size = 448 * 1024;
-    static constexpr int air_size = 128 * 1024;
+    static constexpr int uartSize = 448 * 1024;
+    static constexpr int airSize = 128 * 1024;
 
 private:
     template <typename Widget>
@@ -179,16 +179,16 @@ private:
     DFUDialog *dialog = nullptr;
 };
 
-void measure_upload(const char *name, const Files &files, double (Upload::*upload)())
+void measureUpload(const char *name, const Files &files, double (Upload::*upload)())
 {
     std::vector<double> ours, bare, ratios;
     for (int i = 0; i < rounds; ++i) {
-        bare.push_back(bare_rate());
+        bare.push_back(bareRate());
         ours.push_back((Upload(files).*upload)());
         ratios.push_back(ours.back() / bare.back());
     }
-    all_within =
-        print_figure(name, median(ours), median(bare), median(ratios), Budget::AtLeast, 0.5) && all_within;
+    allWithin =
+        printFigure(name, median(ours), median(bare), median(ratios), Budget::atLeast, 0.5) && allWithin;
 }
 
 } // namespace
@@ -199,10 +199,10 @@ int main(int argc, char **argv)
     register_meta_types();
     QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
     const Files files;
-    measure_loading(files);
-    files.write(Upload::uart_size);
-    measure_upload("upload_by_uart_per_second", files, &Upload::by_uart);
-    files.write(Upload::air_size);
-    measure_upload("upload_over_the_air_per_second", files, &Upload::over_the_air);
-    return all_within ? 0 : 1;
+    measureLoading(files);
+    files.write(Upload::uartSize);
+    measureUpload("upload_by_uart_per_second", files, &Upload::byUart);
+    files.write(Upload::airSize);
+    measureUpload("upload_over_the_air_per_second", files, &Upload::overTheAir);
+    return allWithin ? 0 : 1;
 }

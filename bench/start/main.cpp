@@ -14,26 +14,26 @@
 namespace {
 
 constexpr int rounds = 11;
-constexpr qint64 patience_ms = 20000;
+constexpr qint64 patienceMs = 20000;
 
-QRgb watched_pixel()
+QRgb watchedPixel()
 {
     return QGuiApplication::primaryScreen()->grabWindow(0, 200, 200, 1, 1).toImage().pixel(0, 0);
 }
 
-void wait_for(bool painted, QRgb bare)
+void waitFor(bool painted, QRgb bare)
 {
     QElapsedTimer timer;
     timer.start();
-    while ((watched_pixel() != bare) != painted) {
-        if (timer.hasExpired(patience_ms))
+    while ((watchedPixel() != bare) != painted) {
+        if (timer.hasExpired(patienceMs))
             qFatal("the screen did not change");
     }
 }
 
-double start_ms(const QString &path)
+double startMs(const QString &path)
 {
-    const QRgb bare = watched_pixel();
+    const QRgb bare = watchedPixel();
     QProcess program;
     program.setProgram(path);
     program.setWorkingDirectory(QFileInfo(path).path());
@@ -41,11 +41,11 @@ double start_ms(const QString &path)
     QElapsedTimer timer;
     timer.start();
     program.start();
-    wait_for(true, bare);
+    waitFor(true, bare);
     const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
     program.kill();
     program.waitForFinished();
-    wait_for(false, bare);
+    waitFor(false, bare);
     return milliseconds;
 }
 
@@ -59,9 +59,9 @@ int main(int argc, char **argv)
     std::vector<double> empty;
     std::vector<double> ratios;
     for (int i = 0; i < rounds; ++i) {
-        empty.push_back(start_ms(QStringLiteral(EMPTY_PROGRAM)));
-        ours.push_back(start_ms(QStringLiteral(VORSEL_PROGRAM)));
+        empty.push_back(startMs(QStringLiteral(EMPTY_PROGRAM)));
+        ours.push_back(startMs(QStringLiteral(VORSEL_PROGRAM)));
         ratios.push_back(ours.back() / empty.back());
     }
-    return print_figure("start_ms", median(ours), median(empty), median(ratios), Budget::AtMost, 2) ? 0 : 1;
+    return printFigure("start_ms", median(ours), median(empty), median(ratios), Budget::atMost, 2) ? 0 : 1;
 }

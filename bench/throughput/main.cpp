@@ -17,12 +17,12 @@
 namespace {
 
 constexpr int rounds = 5;
-constexpr int write_size = 20;
-constexpr int run_ms = 1000;
+constexpr int writeSize = 20;
+constexpr int runMs = 1000;
 constexpr int handle = 37; // takes such writes
 
 // To a device in reach, with the log's lines switched off as during an update.
-double writes_per_second()
+double writesPerSecond()
 {
     SimulatedModule module;
     if (!module.start({QStringLiteral("--quiet")}))
@@ -30,7 +30,7 @@ double writes_per_second()
     Window window;
     window.attach();
     const auto name = QStringLiteral("Everything");
-    if (!scan_for(window, name) || !connect_to(window, name))
+    if (!scanFor(window, name) || !connectTo(window, name))
         qFatal("no connection");
     window.find<QCheckBox>("checkLogHex")->setChecked(false);
     window.find<QCheckBox>("checkLogText")->setChecked(false);
@@ -45,14 +45,14 @@ double writes_per_second()
     QElapsedTimer clock;
     clock.start();
     enable->click();
-    QTimer::singleShot(run_ms, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    QTimer::singleShot(runMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec();
     const double seconds = double(clock.nsecsElapsed()) / 1e9;
     const QString text = dialog->findChild<QLabel *>(QStringLiteral("labelThroughput"))->text();
     enable->click();
     if (!text.startsWith(QStringLiteral("Sent:")))
         qFatal("the test broke off: %s", qPrintable(text));
-    return text.mid(5).section(QLatin1Char(' '), 0, 0).toDouble() / write_size / seconds;
+    return text.mid(5).section(QLatin1Char(' '), 0, 0).toDouble() / writeSize / seconds;
 }
 
 } // namespace
@@ -64,12 +64,12 @@ int main(int argc, char **argv)
     QDir::setCurrent(QStringLiteral(VORSEL_START_DIR));
     std::vector<double> ours, bare, ratios;
     for (int i = 0; i < rounds; ++i) {
-        bare.push_back(bare_rate());
-        ours.push_back(writes_per_second());
+        bare.push_back(bareRate());
+        ours.push_back(writesPerSecond());
         ratios.push_back(ours.back() / bare.back());
     }
-    return print_figure("throughput_per_second", median(ours), median(bare), median(ratios), Budget::AtLeast,
-                        0.5)
+    return printFigure("throughput_per_second", median(ours), median(bare), median(ratios), Budget::atLeast,
+                       0.5)
                ? 0
                : 1;
 }

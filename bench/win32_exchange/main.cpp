@@ -9,25 +9,25 @@ namespace {
 
 constexpr int rounds = 7;
 
-double our_rate()
+double ourRate()
 {
-    open_line line;
+    openLine line;
     peer("echo");
-    const stopwatch watch;
+    const Stopwatch watch;
     for (int count = 0; count < exchanges; ++count) {
         char got[sizeof hello] = {};
         if (line.write(std::string(hello, sizeof hello)) != whole || line.read(got, sizeof got) != whole ||
             std::memcmp(got, hello, sizeof got) != 0)
-            give_up("an answer is missing");
+            giveUp("an answer is missing");
     }
     return exchanges / watch.seconds();
 }
 
-double their_rate()
+double theirRate()
 {
     peer("plug");
     peer("echo");
-    return bare_rate(com7);
+    return bareRate(com7);
 }
 
 } // namespace
@@ -36,11 +36,11 @@ int main()
 {
     std::vector<double> ours, bare, ratios;
     for (int round = 0; round < rounds; ++round) {
-        bare.push_back(their_rate());
-        ours.push_back(our_rate());
+        bare.push_back(theirRate());
+        ours.push_back(ourRate());
         ratios.push_back(ours.back() / bare.back());
     }
-    const bool kept = print_figure("win32_exchange_per_second", median(ours), median(bare), median(ratios),
-                                   Budget::AtLeast, 0.5);
+    const bool kept = printFigure("win32_exchange_per_second", median(ours), median(bare), median(ratios),
+                                  Budget::atLeast, 0.5);
     return kept ? 0 : 1;
 }

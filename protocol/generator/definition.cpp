@@ -6,18 +6,18 @@
 
 namespace {
 
-const FieldType field_types[] = {
+const FieldType fieldTypes[] = {
     {"uint8", "uint8", 1, 2},      {"int8", "int8", 1, 3},     {"uint16", "uint16", 2, 4},
     {"int16", "int16", 2, 5},      {"uint32", "uint32", 4, 6}, {"uint8array", "QByteArray", 1, 8},
     {"bd_addr", "bd_addr", 6, 10},
 };
 
 // A record holds a 4-bit code a field in 32 bits.
-constexpr int most_fields = 8;
+constexpr int mostFields = 8;
 
-const FieldType *find_type(const QString &name)
+const FieldType *findType(const QString &name)
 {
-    for (const FieldType &type : field_types) {
+    for (const FieldType &type : fieldTypes) {
         if (name == QLatin1String(type.name))
             return &type;
     }
@@ -41,12 +41,12 @@ QVector<QDomElement> children(const QDomElement &parent, const char *tag)
 class Reader
 {
 public:
-    explicit Reader(QString *error)
-        : m_error(error)
+    explicit Reader(QString *errorText)
+        : error(errorText)
     {
     }
 
-    MessageClass message_class(const QDomElement &element)
+    MessageClass messageClass(const QDomElement &element)
     {
         MessageClass result;
         result.name = name(element);
@@ -64,8 +64,8 @@ public:
 private:
     void fail(const QDomElement &element, const QString &what)
     {
-        if (m_error->isEmpty())
-            *m_error = QStringLiteral("line %1: %2").arg(element.lineNumber()).arg(what);
+        if (error->isEmpty())
+            *error = QStringLiteral("line %1: %2").arg(element.lineNumber()).arg(what);
     }
 
     // Names become part of C++ names.
@@ -99,7 +99,7 @@ private:
                 fail(e, QStringLiteral("a field behind an array"));
             result.fields.append(field(e));
         }
-        if (result.fields.size() > most_fields)
+        if (result.fields.size() > mostFields)
             fail(element, QStringLiteral("more than eight fields"));
         return result;
     }
@@ -108,13 +108,13 @@ private:
     {
         Field result;
         result.name = name(element);
-        result.type = find_type(attribute(element, "type"));
-        result.is_result = attribute(element, "show") == QLatin1String("result");
+        result.type = findType(attribute(element, "type"));
+        result.isResult = attribute(element, "show") == QLatin1String("result");
         if (!result.type) {
             fail(element, QStringLiteral("unknown type"));
-            result.type = &field_types[0];
+            result.type = &fieldTypes[0];
         }
-        if (result.is_result && qstrcmp(result.type->name, "uint16") != 0)
+        if (result.isResult && qstrcmp(result.type->name, "uint16") != 0)
             fail(element, QStringLiteral("a result code has 16 bits"));
         return result;
     }
@@ -130,12 +130,12 @@ private:
         return result;
     }
 
-    QString *m_error;
+    QString *error;
 };
 
 } // namespace
 
-Definition read_definition(const QString &path, QString *error)
+Definition readDefinition(const QString &path, QString *error)
 {
     Definition definition;
     QFile file(path);
@@ -147,7 +147,7 @@ Definition read_definition(const QString &path, QString *error)
     }
     Reader reader(error);
     for (const QDomElement &e : children(document.documentElement(), "class"))
-        definition.append(reader.message_class(e));
+        definition.append(reader.messageClass(e));
     if (definition.isEmpty() && error->isEmpty())
         *error = QStringLiteral("no class in it");
     return definition;

@@ -17,7 +17,7 @@ struct Field
 {
     const FieldType *type = nullptr;
     QString name;
-    bool is_result = false;
+    bool isResult = false;
 };
 
 struct Message
@@ -46,4 +46,4 @@ using Definition = QVector<MessageClass>;
 // Reads and checks the definition: names are lower-case identifiers, message indexes count up from 0, types
 // are known, arrays come last, no message has more than 8 fields, result codes are 16-bit. On a fault `error`
 // says what and where.
-Definition read_definition(const QString &path, QString *error);
+Definition readDefinition(const QString &path, QString *error);

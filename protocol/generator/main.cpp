@@ -13,9 +13,9 @@ int main(int argc, char **argv)
         return 2;
     }
     QString error;
-    const Definition definition = read_definition(QString::fromLocal8Bit(argv[1]), &error);
+    const Definition definition = readDefinition(QString::fromLocal8Bit(argv[1]), &error);
     if (error.isEmpty())
-        error = write_sources(definition, QString::fromLocal8Bit(argv[2]));
+        error = writeSources(definition, QString::fromLocal8Bit(argv[2]));
     if (!error.isEmpty()) {
         std::fprintf(stderr, "%s: %s\n", argv[1], qPrintable(error));
         return 1;

@@ -1,5 +1,5 @@
 #include "simulator/line/hostline.h"
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 
 #include <QWinEventNotifier>
 

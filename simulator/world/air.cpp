@@ -53,7 +53,7 @@ void Air::setInRange(const RemoteDevice &device, bool inRange)
 bool Air::move(const DeviceAddress &address, bool inRange)
 {
     const RemoteDevice *device = find(address);
-    if (device == nullptr)
+    if (!device)
         return false;
     stateOf(*device).wanders = false;
     setInRange(*device, inRange);

@@ -8,7 +8,7 @@
 
 #include <ctime>
 
-/// A definition file of literal content, there for as long as this object.
+// A definition file of literal content, there for as long as this object.
 class DefinitionFile
 {
 public:
@@ -19,24 +19,24 @@ public:
             qFatal("no definition file at %s", qPrintable(path()));
     }
 
-    QString path() const { return m_directory.filePath(QStringLiteral("definitions.xml")); }
+    QString path() const { return directory.filePath(QStringLiteral("definitions.xml")); }
 
 private:
-    QTemporaryDir m_directory;
+    QTemporaryDir directory;
 };
 
-/// The path of a file beside the tests, or of the real definition file.
-inline QString data_file(const QByteArray &name)
+// The path of a file beside the tests, or of the real definition file.
+inline QString dataFile(const QByteArray &name)
 {
     return name == "bleapi.xml" ? QStringLiteral(VORSEL_DEFINITION_FILE)
                                 : QStringLiteral(TEST_DATA "/") + QString::fromLatin1(name);
 }
 
-/// The lines of a table beside the tests. "{3:ab}" stands for "ababab", "@" in there for the number of the
-/// repetition, and "\t" and "\uXXXX" for characters.
-inline QStringList table_lines(const QByteArray &name)
+// The lines of a table beside the tests. "{3:ab}" stands for "ababab", "@" in there for the number of the
+// repetition, and "\t" and "\uXXXX" for characters.
+inline QStringList tableLines(const QByteArray &name)
 {
-    QFile file(data_file(name));
+    QFile file(dataFile(name));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         qFatal("no table %s", name.constData());
     const auto decoded = [](QString text) {
@@ -52,9 +52,9 @@ inline QStringList table_lines(const QByteArray &name)
         for (const QString &part : parts.mid(1)) {
             const int count = part.section(u':', 0, 0).toInt();
             const QString piece = decoded(part.section(u'}', 0, 0).section(u':', 1));
-            const bool is_numbered = piece.contains(u'@');
-            line += is_numbered ? QString() : piece.repeated(count);
-            for (int i = 0; i < count && is_numbered; ++i)
+            const bool isNumbered = piece.contains(u'@');
+            line += isNumbered ? QString() : piece.repeated(count);
+            for (int i = 0; i < count && isNumbered; ++i)
                 line += QString(piece).replace(u'@', QString::number(i));
             line += decoded(part.section(u'}', 1));
         }
@@ -62,11 +62,11 @@ inline QStringList table_lines(const QByteArray &name)
     return lines;
 }
 
-/// Milliseconds of processor time, since a busy machine makes the clock on the wall say nothing.
+// Milliseconds of processor time, since a busy machine makes the clock on the wall say nothing.
 template <typename Work>
-int milliseconds_of(const Work &work)
+int millisecondsOf(const Work &work)
 {
     const std::clock_t start = std::clock();
     work();
-    return static_cast<int>((std::clock() - start) * 1000 / CLOCKS_PER_SEC);
+    return int((std::clock() - start) * 1000 / CLOCKS_PER_SEC);
 }

@@ -43,14 +43,14 @@ private Q_SLOTS:
     {
         CommandParser parser;
         QCOMPARE(parser.device_id, 0);
-        QCOMPARE(parser.loadDefinitions(data_file("shape.xml")), 0);
+        QCOMPARE(parser.loadDefinitions(dataFile("shape.xml")), 0);
         QCOMPARE(parser.device_name, QStringLiteral("dev"));
         QCOMPARE(parser.device_id, 12);
         QCOMPARE(parser.document.documentElement().tagName(), QStringLiteral("anything"));
         QStringList found = shown(parser.classes);
         for (auto it = parser.constants.cbegin(); it != parser.constants.cend(); ++it)
             found += QStringLiteral("%1=%2").arg(it.key()).arg(it.value());
-        QCOMPARE(found, table_lines("shape.txt"));
+        QCOMPARE(found, tableLines("shape.txt"));
     }
 
     void nestedElementsAreFoundForEachOwner()
@@ -69,7 +69,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QString>("device");
-        for (const QString &line : table_lines("files.txt")) {
+        for (const QString &line : tableLines("files.txt")) {
             const int device = line.indexOf(u';') + 2, content = line.indexOf(u';', device) + 2;
             if (!line.startsWith(u'#'))
                 QTest::newRow(qPrintable(line.left(device - 2)))
@@ -85,16 +85,16 @@ private Q_SLOTS:
         CommandParser parser;
         QSignalSpy spy(&parser, &CommandParser::log_message);
         int result = 1;
-        const int time = milliseconds_of([&] { result = parser.loadDefinitions(file.path()); });
+        const int time = millisecondsOf([&] { result = parser.loadDefinitions(file.path()); });
         QVERIFY2(time < 5'000, QByteArray::number(time).constData());
-        const bool is_refused = device.isEmpty();
-        QCOMPARE(result, is_refused ? -1 : 0);
-        QCOMPARE(spy.count(), is_refused ? 1 : 0);
-        if (is_refused)
+        const bool isRefused = device.isEmpty();
+        QCOMPARE(result, isRefused ? -1 : 0);
+        QCOMPARE(spy.count(), isRefused ? 1 : 0);
+        if (isRefused)
             QCOMPARE(spy.at(0).at(0).toString(), file.path() + QStringLiteral(" file read failed"));
-        QVERIFY(!is_refused || parser.classes.isEmpty());
+        QVERIFY(!isRefused || parser.classes.isEmpty());
         QCOMPARE(QStringLiteral("%1 %2").arg(parser.device_name).arg(parser.device_id),
-                 is_refused ? QStringLiteral(" 0") : device);
+                 isRefused ? QStringLiteral(" 0") : device);
     }
 
     void noFiles()
@@ -117,7 +117,7 @@ private Q_SLOTS:
         const DefinitionFile bad("<api device_name='other'><class>");
         CommandParser parser;
         QCOMPARE(parser.loadDefinitions(bad.path()), -1);
-        QCOMPARE(parser.loadDefinitions(data_file("shape.xml")), 0);
+        QCOMPARE(parser.loadDefinitions(dataFile("shape.xml")), 0);
         QCOMPARE(parser.loadDefinitions(bad.path()), -1);
         QCOMPARE(parser.device_name, QStringLiteral("dev"));
         QCOMPARE(parser.classes.size(), 2);
@@ -135,19 +135,19 @@ private Q_SLOTS:
         const auto load = [&](CommandParser &parser, int count) {
             const DefinitionFile file("<a><class name='system'>" + command.repeated(count) +
                                       "<command name='last'/></class></a>");
-            return milliseconds_of([&] { result |= parser.loadDefinitions(file.path()); });
+            return millisecondsOf([&] { result |= parser.loadDefinitions(file.path()); });
         };
         const int count = 1'000'000 / command.size();
         CommandParser tenth, parser;
-        const int tenth_time = load(tenth, count / 10);
+        const int tenthTime = load(tenth, count / 10);
         const int time = load(parser, count);
-        QVERIFY2(time < 30 * qMax(tenth_time, 50), "loading is not linear");
+        QVERIFY2(time < 30 * qMax(tenthTime, 50), "loading is not linear");
         QCOMPARE(result, 0);
         QCOMPARE(parser.classes.value(0).commands.size(), count + 1);
         QString message;
         QByteArray packet;
         const int parsing =
-            milliseconds_of([&] { packet = parser.parseLine(QStringLiteral("system_last"), message); });
+            millisecondsOf([&] { packet = parser.parseLine(QStringLiteral("system_last"), message); });
         QCOMPARE(packet, QByteArray(4, '\0'));
         QVERIFY2(parsing < 1000, QByteArray::number(parsing).constData());
     }

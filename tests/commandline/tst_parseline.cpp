@@ -17,7 +17,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message");
         QString definitions;
         int number = 0;
-        for (const QString &row : table_lines("lines.txt")) {
+        for (const QString &row : tableLines("lines.txt")) {
             ++number;
             if (row.startsWith(u'@'))
                 definitions = row.mid(2);
@@ -36,7 +36,7 @@ private Q_SLOTS:
         const DefinitionFile file(latin1);
         CommandParser parser;
         if (!latin1.isEmpty())
-            QCOMPARE(parser.loadDefinitions(latin1.startsWith('<') ? file.path() : data_file(latin1)), 0);
+            QCOMPARE(parser.loadDefinitions(latin1.startsWith('<') ? file.path() : dataFile(latin1)), 0);
         QString message;
         QTEST(parser.parseLine(line, message), "packet");
         if (latin1 == "types.xml")
@@ -50,7 +50,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("size");
         QTest::addColumn<QByteArray>("start");
         QTest::addColumn<QString>("reason");
-        for (const QString &line : table_lines("long_lines.txt")) {
+        for (const QString &line : tableLines("long_lines.txt")) {
             const QStringList row = line.split(QStringLiteral("; "));
             if (!line.startsWith(u'#'))
                 QTest::newRow(qPrintable(row.at(0)))
@@ -69,7 +69,7 @@ private Q_SLOTS:
         QFETCH(QString, reason);
         QString message;
         QByteArray packet;
-        const int time = milliseconds_of([&] { packet = parser.parseLine(line, message); });
+        const int time = millisecondsOf([&] { packet = parser.parseLine(line, message); });
         QVERIFY2(time < 5000, QByteArray::number(time).constData());
         QTEST(int(packet.size()), "size");
         QCOMPARE(packet.left(start.size()), start);
@@ -87,13 +87,13 @@ private Q_SLOTS:
         for (const int type : {-1, 0, 10, 11, 12, 4711}) {
             QCOMPARE((ApiParam{{}, type}).parseArgument(text, message), QByteArray());
             QCOMPARE(message, QString());
-            QCOMPARE(*api_type_row(type).name == '\0', type < 0 || type > 11); // outside of the table
+            QCOMPARE(*apiTypeRow(type).name == '\0', type < 0 || type > 11); // outside of the table
         }
     }
 
     void addresses()
     {
-        for (const QString &line : table_lines("addresses.txt")) {
+        for (const QString &line : tableLines("addresses.txt")) {
             if (line.startsWith(u'#'))
                 continue;
             QStringList row = line.split(QStringLiteral("; "));
@@ -111,7 +111,7 @@ private Q_SLOTS:
     {
         QString text = QStringLiteral("0:").repeated(500'000);
         int cursor = text.size();
-        const int time = milliseconds_of(
+        const int time = millisecondsOf(
             [&] { QCOMPARE(AddressValidator().validate(text, cursor), QValidator::Acceptable); });
         QVERIFY2(time < 1000, QByteArray::number(time).constData());
         QCOMPARE(text, QStringLiteral("00:00:00:00:00:00"));

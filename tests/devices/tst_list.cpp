@@ -62,7 +62,7 @@ struct Column : DeviceList
         QByteArray all;
         for (int i = 0; i < 6 * table->rowCount(); ++i) {
             const auto *const cell = table->item(i / 6, i % 6);
-            all += (cell != nullptr ? cell->text().toLatin1() : "") + (i % 6 < 5 ? "," : "|");
+            all += (cell ? cell->text().toLatin1() : "") + (i % 6 < 5 ? "," : "|");
         }
         return all;
     }

@@ -12,18 +12,18 @@ public:
     {
         for (DeviceListItem *item : window.widget().findChildren<DeviceListItem *>()) {
             if (item->findChild<QLabel *>("address"_s)->text() == name)
-                m_item = item;
+                found = item;
         }
     }
 
-    bool exists() const { return m_item != nullptr; }
-    DeviceListItem *widget() const { return m_item; }
+    bool exists() const { return found != nullptr; }
+    DeviceListItem *widget() const { return found; }
     QString status() const { return find<QLabel>("status")->text(); }
 
     template <typename Widget>
     Widget *find(const char *name) const
     {
-        auto *widget = m_item ? m_item->findChild<Widget *>(QLatin1String(name)) : nullptr;
+        auto *widget = found ? found->findChild<Widget *>(QLatin1String(name)) : nullptr;
         if (!widget)
             qFatal("no %s", name);
         return widget;
@@ -32,9 +32,9 @@ public:
     // The raw value of the attribute with that handle.
     QString raw(int handle) const
     {
-        constexpr int raw_column = 4;
-        const int row = row_of(handle);
-        const QTableWidgetItem *item = row < 0 ? nullptr : table()->item(row, raw_column);
+        constexpr int rawColumn = 4;
+        const int row = rowOf(handle);
+        const QTableWidgetItem *item = row < 0 ? nullptr : table()->item(row, rawColumn);
         return item ? item->text() : QString();
     }
 
@@ -44,7 +44,7 @@ public:
         table()->clearSelection();
         if (handle == 0)
             return;
-        const int row = row_of(handle);
+        const int row = rowOf(handle);
         if (row < 0)
             qFatal("no row of handle %d", handle);
         const QTableWidgetItem *item = table()->item(row, 0);
@@ -56,7 +56,7 @@ public:
     QTableWidget *table() const { return find<QTableWidget>("tableGATT"); }
 
 private:
-    int row_of(int handle) const
+    int rowOf(int handle) const
     {
         for (int row = 0; row < table()->rowCount(); ++row) {
             if (table()->item(row, 0)->text().toInt() == handle)
@@ -65,5 +65,5 @@ private:
         return -1;
     }
 
-    DeviceListItem *m_item = nullptr;
+    DeviceListItem *found = nullptr;
 };

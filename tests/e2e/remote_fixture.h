@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-inline QByteArray read_file(const QString &path)
+inline QByteArray readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -42,13 +42,13 @@ protected:
         window->attach();
     }
 
-    void scan_for(const QString &name) { QVERIFY2(::scan_for(*window, name), qPrintable(name)); }
+    void scanFor(const QString &name) { QVERIFY2(::scanFor(*window, name), qPrintable(name)); }
 
-    void connect_to(const QString &name)
+    void connectTo(const QString &name)
     {
         const Panel panel(*window, name);
         place = panel.widget();
-        QVERIFY2(::connect_to(*window, name), qPrintable(name));
+        QVERIFY2(::connectTo(*window, name), qPrintable(name));
         QCOMPARE(panel.status(), "Connected handle:0x0"_s);
         QCOMPARE(panel.find<QPushButton>("pushConnect")->text(), "Disconnect"_s);
     }
@@ -67,7 +67,7 @@ protected:
     void press(const QString &shortcut)
     {
         QApplication::setActiveWindow(&window->widget()); // as there is no window manager to do it
-        const int key = QKeySequence(shortcut)[0];
+        const auto key = uint(QKeySequence(shortcut)[0]);
         QTest::keyClick(&window->widget(), Qt::Key(key & ~Qt::KeyboardModifierMask),
                         Qt::KeyboardModifiers(key & Qt::KeyboardModifierMask));
     }
@@ -101,7 +101,7 @@ protected:
         }
     }
 
-    void play_row()
+    void playRow()
     {
         QFETCH(QString, steps);
         start();
@@ -114,16 +114,16 @@ protected:
         for (const QString &step : steps.split(u';')) {
             const QString name = step.section(QRegularExpression("[=?~!]"_s), 0, 0);
             if (name == step)
-                play_one(step, step.section(u' ', 0, 0), step.section(u' ', 1));
+                playOne(step, step.section(u' ', 0, 0), step.section(u' ', 1));
             else
-                play_value(name, step[name.size()], step.mid(name.size() + 1));
+                playValue(name, step[name.size()], step.mid(name.size() + 1));
             if (QTest::currentTestFailed())
                 QFAIL(qPrintable(step));
         }
     }
 
     // What the module wrote of its traffic, "<-" from the host and "->" to it.
-    bool on_wire(const QByteArray &text) { return module.output().contains(text); }
+    bool onWire(const QByteArray &text) { return module.output().contains(text); }
     bool logged(const QString &text) { return window->log().join(u'\n').contains(text); }
 
     SimulatedModule module;
@@ -131,7 +131,7 @@ protected:
     QWidget *place = nullptr; // the dialog or panel that is used
 
 private:
-    void play_one(const QString &step, const QString &word, const QString &rest)
+    void playOne(const QString &step, const QString &word, const QString &rest)
     {
         const int count = rest.section(u' ', 0, 0).toInt();
         const QString counted = rest.section(u' ', 1);
@@ -144,19 +144,19 @@ private:
             {"press"_s, [&] { press(rest); }},
             {"open"_s, [&] { open(rest); }},
             {"close"_s, [&] { close(); }},
-            {"scan"_s, [&] { scan_for(rest); }},
-            {"connect"_s, [&] { connect_to(rest); }},
-            {"panel"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(found(), answer_ms); }},
-            {"panels"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(panels(), count, answer_ms); }},
+            {"scan"_s, [&] { scanFor(rest); }},
+            {"connect"_s, [&] { connectTo(rest); }},
+            {"panel"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(found(), answerMs); }},
+            {"panels"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(panels(), count, answerMs); }},
             {"select"_s, [&] { panel().select(count); }},
             {"send"_s, [&] { window->send(bytes.constData()); }},
             {"module"_s, [&] { module.control(bytes); }},
             {"stop"_s, [&] { module.stop(); }},
             {"start"_s, [&] { QVERIFY(module.start(rest.split(u' ', Qt::SkipEmptyParts))); }},
-            {"wire"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(on_wire(bytes), answer_ms); }},
-            {"times"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(told(), count, answer_ms); }},
-            {"logged"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(lines(), count, answer_ms); }},
-            {"log"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(logged(rest), answer_ms); }},
+            {"wire"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(onWire(bytes), answerMs); }},
+            {"times"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(told(), count, answerMs); }},
+            {"logged"_s, [&] { QTRY_COMPARE_WITH_TIMEOUT(lines(), count, answerMs); }},
+            {"log"_s, [&] { QTRY_VERIFY_WITH_TIMEOUT(logged(rest), answerMs); }},
             {"picture"_s, [&] { picture(place->window(), rest); }},
         };
         if (words.contains(word))
@@ -169,7 +169,7 @@ private:
 
     Panel panel() { return Panel(*window, text("address")); }
 
-    QString value_of(const QString &name)
+    QString valueOf(const QString &name)
     {
         if (name == QLatin1String("log"))
             return window->log().join(u'|');
@@ -178,14 +178,14 @@ private:
         return name.startsWith("raw "_s) ? panel().raw(name.section(u' ', 1).toInt()) : shown(find(name));
     }
 
-    void play_value(const QString &name, QChar sign, const QString &value)
+    void playValue(const QString &name, QChar sign, const QString &value)
     {
         if (sign == u'?')
-            QTRY_COMPARE_WITH_TIMEOUT(value_of(name), value, answer_ms);
+            QTRY_COMPARE_WITH_TIMEOUT(valueOf(name), value, answerMs);
         else if (sign == u'!')
-            QTRY_VERIFY_WITH_TIMEOUT(value_of(name) != value, answer_ms);
+            QTRY_VERIFY_WITH_TIMEOUT(valueOf(name) != value, answerMs);
         else if (sign == u'~')
-            QTRY_VERIFY_WITH_TIMEOUT(value_of(name).contains(value), answer_ms);
+            QTRY_VERIFY_WITH_TIMEOUT(valueOf(name).contains(value), answerMs);
         else if (qobject_cast<QSpinBox *>(find(name)))
             type(find(name), value); // Return would press a dialog's button
         else

@@ -7,32 +7,32 @@ SimulatedModule::~SimulatedModule()
 
 bool SimulatedModule::start(const QStringList &options)
 {
-    m_output.clear();
-    m_process.start(QStringLiteral(VORSEL_MODULE), connect_line() + options);
-    while (!m_output.contains("ready: ")) {
-        if (!m_process.waitForReadyRead(20000))
+    received.clear();
+    process.start(QStringLiteral(VORSEL_MODULE), connectLine() + options);
+    while (!received.contains("ready: ")) {
+        if (!process.waitForReadyRead(20000))
             return false;
-        m_output += m_process.readAllStandardOutput();
+        received += process.readAllStandardOutput();
     }
     return true;
 }
 
 void SimulatedModule::stop()
 {
-    if (m_process.state() == QProcess::NotRunning)
+    if (process.state() == QProcess::NotRunning)
         return;
     control("quit");
-    m_process.waitForFinished();
+    process.waitForFinished();
 }
 
 void SimulatedModule::control(const QByteArray &line)
 {
-    m_process.write(line + '\n');
-    m_process.waitForBytesWritten();
+    process.write(line + '\n');
+    process.waitForBytesWritten();
 }
 
 QByteArray SimulatedModule::output()
 {
-    m_output += m_process.readAllStandardOutput();
-    return m_output;
+    received += process.readAllStandardOutput();
+    return received;
 }

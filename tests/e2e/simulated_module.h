@@ -20,9 +20,9 @@ public:
 
 private:
     // Makes the line for a module to come, and gives the options that tell it where it is.
-    QStringList connect_line();
+    QStringList connectLine();
 
-    QTemporaryDir m_runtime;
-    QProcess m_process;
-    QByteArray m_output;
+    QTemporaryDir runtime;
+    QProcess process;
+    QByteArray received;
 };

@@ -3,17 +3,17 @@
 
 #include "tests/e2e/remote_fixture.h"
 
-class tst_devices : public RemoteFixture
+class TestDevices : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void steps_data() { rows("devices"); }
-    void steps() { play_row(); }
-    void twice_the_font_size();
+    void steps() { playRow(); }
+    void twiceTheFontSize();
 };
 
-void tst_devices::twice_the_font_size()
+void TestDevices::twiceTheFontSize()
 {
     const QFont usual = QApplication::font();
     QFont large = usual;
@@ -29,5 +29,5 @@ void tst_devices::twice_the_font_size()
     QApplication::setFont(usual);
 }
 
-QTEST_MAIN(tst_devices)
+QTEST_MAIN(TestDevices)
 #include "tst_devices.moc"

@@ -4,23 +4,23 @@
 
 #include <QDomDocument>
 
-class tst_exchange : public RemoteFixture
+class TestExchange : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void steps_data() { rows("exchange"); }
-    void steps() { play_row(); }
-    void every_command_is_answered();
-    void busy_port_stays_unattached();
-    void misbehaving_module_data();
-    void misbehaving_module();
-    void huge_line();
+    void steps() { playRow(); }
+    void everyCommandIsAnswered();
+    void busyPortStaysUnattached();
+    void misbehavingModule_data();
+    void misbehavingModule();
+    void hugeLine();
 };
 
 // Every command of the definition file as a typed line with zeros for its fields. Those that restart the
 // module come last, one by one.
-static QStringList all_commands()
+static QStringList allCommands()
 {
     QStringList calm;
     QStringList restarts;
@@ -45,36 +45,36 @@ static QStringList all_commands()
     return calm + restarts;
 }
 
-void tst_exchange::every_command_is_answered()
+void TestExchange::everyCommandIsAnswered()
 {
     start();
-    auto *text_shown = find<QCheckBox>("checkLogText"_s);
-    const QStringList commands = all_commands();
+    auto *textShown = find<QCheckBox>("checkLogText"_s);
+    const QStringList commands = allCommands();
     QCOMPARE(commands.size(), 116);
     for (const QString &command : commands) {
         window->click("pushLogClear");
-        text_shown->setChecked(true);
+        textShown->setChecked(true);
         window->send(qPrintable(command));
         // The answer to dfu_flash_set_address quiets the log before its own line comes.
         const QString answer = "ble_rsp_"_s + command.section(u' ', 0, 0);
-        QTRY_VERIFY2_WITH_TIMEOUT(logged(answer) || !text_shown->isChecked(), qPrintable(command), answer_ms);
-        QCOMPARE(text_shown->isChecked(), command != "dfu_flash_set_address 0"_s);
+        QTRY_VERIFY2_WITH_TIMEOUT(logged(answer) || !textShown->isChecked(), qPrintable(command), answerMs);
+        QCOMPARE(textShown->isChecked(), command != "dfu_flash_set_address 0"_s);
     }
 }
 
-void tst_exchange::busy_port_stays_unattached()
+void TestExchange::busyPortStaysUnattached()
 {
     if (QSysInfo::productType() == QLatin1String("windows"))
         QSKIP("Wine lets two open one port");
     start();
     Window second;
     second.attach();
-    QCOMPARE(second.attach_text(), "Attach"_s);
-    QCOMPARE(second.device_text(), "Disconnected"_s);
+    QCOMPARE(second.attachText(), "Attach"_s);
+    QCOMPARE(second.deviceText(), "Disconnected"_s);
     play("send system_hello;logged 1 RX: 00000001"_s);
 }
 
-void tst_exchange::misbehaving_module_data()
+void TestExchange::misbehavingModule_data()
 {
     QTest::addColumn<QStringList>("options");
     for (const char *row :
@@ -82,7 +82,7 @@ void tst_exchange::misbehaving_module_data()
         QTest::newRow(row) << QString::fromLatin1(row).split(u' ');
 }
 
-void tst_exchange::misbehaving_module()
+void TestExchange::misbehavingModule()
 {
     QFETCH(QStringList, options);
     start(options);
@@ -95,13 +95,13 @@ void tst_exchange::misbehaving_module()
         ++sent;
         return answers() >= 20;
     };
-    QTRY_VERIFY_WITH_TIMEOUT(answered(), answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(answered(), answerMs);
     QVERIFY(answers() <= sent);
     window->click("pushConnectDev");
-    QCOMPARE(window->device_text(), "Disconnected"_s);
+    QCOMPARE(window->deviceText(), "Disconnected"_s);
 }
 
-void tst_exchange::huge_line()
+void TestExchange::hugeLine()
 {
     start();
     auto *line = find<QLineEdit>("lineCommand"_s);
@@ -114,5 +114,5 @@ void tst_exchange::huge_line()
     play("send system_hello;logged 1 RX: 00000001"_s);
 }
 
-QTEST_MAIN(tst_exchange)
+QTEST_MAIN(TestExchange)
 #include "tst_exchange.moc"

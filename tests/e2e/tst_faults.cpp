@@ -14,7 +14,7 @@ namespace {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int turn_limit_ms = 10000;
 #else
-constexpr int turn_limit_ms = 2000;
+constexpr int turnLimitMs = 2000;
 #endif
 
 // The longest time between two turns of the event loop.
@@ -22,22 +22,34 @@ struct TurnWatch
 {
     TurnWatch()
     {
-        m_timer.callOnTimeout([this] { worst(); });
-        m_timer.start(5);
+        timer.callOnTimeout([this] { worst(); });
+        timer.start(5);
     }
     void restart()
     {
-        m_since.start();
-        m_worst = 0;
+        since.start();
+        longest = 0;
     }
-    qint64 worst() { return m_worst = std::max(m_worst, m_since.restart()); }
-    QTimer m_timer;
-    QElapsedTimer m_since;
-    qint64 m_worst = 0;
+    qint64 worst() { return longest = std::max(longest, since.restart()); }
+    QTimer timer;
+    QElapsedTimer since;
+    qint64 longest = 0;
 };
 
 // A line of the table.
-enum Column { Name, From, First, Tool, Fields, Selected, Button, Signs, Shown, Result, Faults };
+enum Column {
+    nameColumn,
+    fromColumn,
+    firstColumn,
+    toolColumn,
+    fieldsColumn,
+    selectedColumn,
+    buttonColumn,
+    signsColumn,
+    shownColumn,
+    resultColumn,
+    faultsColumn
+};
 enum Outcome { done, stands, either };
 
 // "COUNT rows" and the cells of the last one.
@@ -46,14 +58,14 @@ QString summary(const QTableWidget &table)
     QString text = "%1 rows"_s.arg(table.rowCount());
     for (int column = 0; column < table.columnCount(); ++column) {
         const auto *const item = table.item(table.rowCount() - 1, column);
-        if (item != nullptr && !item->text().isEmpty())
+        if (item && !item->text().isEmpty())
             text += u' ' + item->text();
     }
     return text;
 }
 
 // What the module says of such a setting when it has come to pass, as a regular expression.
-QString sign_of(const QString &setting)
+QString signOf(const QString &setting)
 {
     const QString name = setting.section(u' ', 1).section(u'=', 0, 0);
     const QString code = setting.section("=0x"_s, 1).left(4);
@@ -75,7 +87,7 @@ QString sign_of(const QString &setting)
 
 } // namespace
 
-class tst_faults : public RemoteFixture
+class TestFaults : public RemoteFixture
 {
     Q_OBJECT
 
@@ -90,27 +102,27 @@ private:
     // Where the procedure's widgets are.
     QWidget *used()
     {
-        if (place == nullptr && panel().exists())
+        if (!place && panel().exists())
             return panel().widget();
-        return place != nullptr ? place : &window->widget();
+        return place ? place : &window->widget();
     }
-    bool wait(const std::function<bool()> &condition) { return QTest::qWaitFor(condition, answer_ms); }
-    void click_panel(const QString &button)
+    bool wait(const std::function<bool()> &condition) { return QTest::qWaitFor(condition, answerMs); }
+    void clickPanel(const QString &button)
     {
         place = panel().widget();
         click(button);
         place = nullptr;
     }
-    void show_text(bool on) { find<QCheckBox>("checkLogText"_s)->setChecked(on); }
+    void showText(bool on) { find<QCheckBox>("checkLogText"_s)->setChecked(on); }
     QString file(const char *name) { return folder.filePath(QLatin1String(name)); }
-    void replace_module(const QStringList &options = {});
+    void replaceModule(const QStringList &options = {});
     bool answers(const char *sign);
     bool reach(const QString &start);
-    bool make_ready();
+    bool makeReady();
     void begin();
-    bool is_done();
-    bool gets_done();
-    bool is_right();
+    bool isDone();
+    bool getsDone();
+    bool isRight();
     int connects() { return module.output().count("cmd gap_connect_direct"); }
 
     QTemporaryDir folder;
@@ -120,7 +132,7 @@ private:
     QString device;
 };
 
-void tst_faults::initTestCase()
+void TestFaults::initTestCase()
 {
     RemoteFixture::initTestCase();
     const auto write = [this](const char *name, const QByteArray &bytes) {
@@ -141,13 +153,13 @@ void tst_faults::initTestCase()
 }
 
 // The window goes through all rows, and the next one finds what the last one left.
-void tst_faults::cleanup()
+void TestFaults::cleanup()
 {
     if (QTest::currentTestFailed())
         RemoteFixture::cleanup();
 }
 
-void tst_faults::fault_data()
+void TestFaults::fault_data()
 {
     QTest::addColumn<QStringList>("procedure");
     QTest::addColumn<QString>("setting"); // a line to the module's control input
@@ -164,14 +176,14 @@ void tst_faults::fault_data()
         const QChar mark = setting[0];
         const Outcome outcome = mark == u'!' ? stands : mark == u'?' ? either : done;
         const QString line = setting.mid(outcome == done ? 0 : 1);
-        QTest::addRow("%s, %s", qPrintable(procedure[Name]), qPrintable(line))
+        QTest::addRow("%s, %s", qPrintable(procedure[nameColumn]), qPrintable(line))
             << procedure << line << int(outcome);
     };
-    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, Faults + 1)) {
+    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, faultsColumn + 1)) {
         procedure.clear();
         for (const QString &column : row)
             procedure << column.trimmed();
-        const QStringList settings = procedure[Faults].split(u';');
+        const QStringList settings = procedure[faultsColumn].split(u';');
         for (const char *setting : {"split 1", "join 3", "late 20", "unknown 1", "?unasked 1", "?junk 3"})
             if (!settings.contains(u'-' + QLatin1String(setting)))
                 add(QLatin1String(setting));
@@ -183,13 +195,13 @@ void tst_faults::fault_data()
 
 // Sends until an answer is seen: what is left of a broken frame first swallows whole ones. Answers of the
 // same sizes over and over could be cut at the same wrong places for ever.
-bool tst_faults::answers(const char *sign)
+bool TestFaults::answers(const char *sign)
 {
     const auto seen = [&] { return window->log().filter(QLatin1String(sign)).size(); };
     const int before = seen();
     return wait([&] {
         // An upload that stands has switched it off, or does once an answer on its way is there.
-        show_text(true);
+        showText(true);
         for (int i = 0; i < 3; ++i) {
             const char *const lines[] = {"system_hello", "system_get_info", "system_address_get"};
             window->send(lines[random.bounded(3)]);
@@ -199,12 +211,12 @@ bool tst_faults::answers(const char *sign)
 }
 
 // What a user does: closes the tool, detaches, takes another module and attaches it.
-void tst_faults::replace_module(const QStringList &options)
+void TestFaults::replaceModule(const QStringList &options)
 {
-    if (place != nullptr)
+    if (place)
         place->close();
     place = nullptr;
-    if (window && window->attach_text() == QLatin1String("Detach"))
+    if (window && window->attachText() == QLatin1String("Detach"))
         window->click("pushConnectDev");
     QCoreApplication::processEvents(); // what the old one said last
     module.stop();
@@ -215,50 +227,50 @@ void tst_faults::replace_module(const QStringList &options)
     window->click("pushLogClear");
     window->click("pushDevRefresh");
     window->attach();
-    QCOMPARE(window->attach_text(), "Detach"_s);
+    QCOMPARE(window->attachText(), "Detach"_s);
     QVERIFY(answers("address:c0:01:02:03:04:05")); // nothing that is cut wrongly looks so
 }
 
-bool tst_faults::reach(const QString &start)
+bool TestFaults::reach(const QString &start)
 {
     window->click("pushClearDevices");
     window->find<QRadioButton>("radioScanObservation")->click();
     device = start == QLatin1String("updatable") ? "Updatable"_s : "Everything"_s;
     if (start == QLatin1String("attached"))
         return true;
-    show_text(false); // what is not looked for takes long to log
+    showText(false); // what is not looked for takes long to log
     find<QCheckBox>("checkLogHex"_s)->setChecked(false);
     window->click("pushStartScan");
     if (!wait([this] { return panel().exists(); }))
         return false;
     window->click("pushStopScan");
-    if (!wait([this] { return on_wire("rsp gap_end_procedure"); }))
+    if (!wait([this] { return onWire("rsp gap_end_procedure"); }))
         return false;
     QCoreApplication::processEvents();
-    show_text(true);
+    showText(true);
     if (start == QLatin1String("found"))
         return true;
-    click_panel("pushConnect"_s);
+    clickPanel("pushConnect"_s);
     if (!wait([this] { return panel().status() == QLatin1String("Connected handle:0x0"); }))
         return false;
     panel().find<QPushButton>("pushShow")->setChecked(true);
     if (start == QLatin1String("connected"))
         return true;
-    click_panel("pushGATTDescriptors"_s);
+    clickPanel("pushGATTDescriptors"_s);
     return wait([this] { return logged("ble_evt_attclient_procedure_completed"_s); });
 }
 
-bool tst_faults::make_ready()
+bool TestFaults::makeReady()
 {
-    if (!reach(tried[From]))
+    if (!reach(tried[fromColumn]))
         return false;
-    const QString line = tried[First];
+    const QString line = tried[firstColumn];
     if (!line.isEmpty()) {
         window->send(qPrintable(line));
         if (!wait([&] { return logged("ble_rsp_"_s + line.section(u' ', 0, 0)); }))
             return false;
     }
-    const QStringList tool = tried[Tool].split(u' ', Qt::SkipEmptyParts); // action, dialog, page
+    const QStringList tool = tried[toolColumn].split(u' ', Qt::SkipEmptyParts); // action, dialog, page
     if (!tool.isEmpty()) {
         window->trigger(qPrintable(tool[0]));
         place = window->widget().findChild<QDialog *>(tool[1]);
@@ -268,42 +280,42 @@ bool tst_faults::make_ready()
     return true;
 }
 
-void tst_faults::begin()
+void TestFaults::begin()
 {
     window->click("pushLogClear");
-    if (tried[Selected] == QLatin1String("clear"))
-        click_panel("pushGATTClear"_s);
-    else if (!tried[Selected].isEmpty())
-        panel().select(tried[Selected].toInt());
-    for (const QString &field : tried[Fields].split(u';', Qt::SkipEmptyParts)) {
+    if (tried[selectedColumn] == QLatin1String("clear"))
+        clickPanel("pushGATTClear"_s);
+    else if (!tried[selectedColumn].isEmpty())
+        panel().select(tried[selectedColumn].toInt());
+    for (const QString &field : tried[fieldsColumn].split(u';', Qt::SkipEmptyParts)) {
         const QString value = field.section(u'=', 1);
         auto *const edit = used()->findChild<QWidget *>(field.section(u'=', 0, 0));
-        const bool is_file = value.contains(u'.');
+        const bool isFile = value.contains(u'.');
         edit->setProperty(qobject_cast<QSpinBox *>(edit) ? "value" : "text",
-                          is_file ? folder.filePath(value) : value);
+                          isFile ? folder.filePath(value) : value);
     }
-    QTest::mouseClick(used()->findChild<QPushButton *>(tried[Button]), Qt::LeftButton);
+    QTest::mouseClick(used()->findChild<QPushButton *>(tried[buttonColumn]), Qt::LeftButton);
 }
 
-bool tst_faults::is_done()
+bool TestFaults::isDone()
 {
-    const QStringList signs = tried[Signs].split(u';', Qt::SkipEmptyParts);
+    const QStringList signs = tried[signsColumn].split(u';', Qt::SkipEmptyParts);
     const QStringList log = window->log();
-    const bool is_logged = std::any_of(log.begin(), log.end(), [&signs](const QString &line) {
+    const bool isLogged = std::any_of(log.begin(), log.end(), [&signs](const QString &line) {
         return std::all_of(signs.begin(), signs.end(), [&](const QString &s) { return line.contains(s); });
     });
-    const QStringList shown = tried[Shown].split(u'=');
+    const QStringList shown = tried[shownColumn].split(u'=');
     const auto *const label = used()->findChild<QLabel *>(shown[0]);
-    return (signs.isEmpty() || is_logged) &&
+    return (signs.isEmpty() || isLogged) &&
            (shown.size() < 2 || (label && label->text().startsWith(shown[1])));
 }
 
 // What the procedure has left: a table, the value of an attribute, a part of the module's memory, or what the
 // module answers to a command.
-bool tst_faults::is_right()
+bool TestFaults::isRight()
 {
-    const QString what = tried[Result].section(u'=', 0, 0).trimmed();
-    QString expected = tried[Result].section(u'=', 1).trimmed(), found;
+    const QString what = tried[resultColumn].section(u'=', 0, 0).trimmed();
+    QString expected = tried[resultColumn].section(u'=', 1).trimmed(), found;
     const QString word = what.section(u' ', 0, 0), rest = what.section(u' ', 1);
     if (word.startsWith(QLatin1String("dump"))) {
         const QString dump = file("dump.bin");
@@ -311,8 +323,8 @@ bool tst_faults::is_right()
         module.control("%1 %2 %3"_s.arg(word, dump, rest).toLocal8Bit());
         if (!wait([&] { return QFile::exists(dump); }))
             return false;
-        found = QString::fromLatin1(read_file(dump).toHex());
-        expected = QString::fromLatin1(read_file(folder.filePath(expected)).toHex());
+        found = QString::fromLatin1(readFile(dump).toHex());
+        expected = QString::fromLatin1(readFile(folder.filePath(expected)).toHex());
     } else if (word == QLatin1String("table")) {
         found = summary(*used()->findChild<QTableWidget *>());
     } else if (word == QLatin1String("title")) {
@@ -328,7 +340,7 @@ bool tst_faults::is_right()
     return found == expected && !expected.isEmpty();
 }
 
-bool tst_faults::gets_done()
+bool TestFaults::getsDone()
 {
     begin();
     return wait([this] {
@@ -339,57 +351,57 @@ bool tst_faults::gets_done()
             answers("ble_rsp_system_hello");
             begin();
         }
-        return is_done();
+        return isDone();
     });
 }
 
-void tst_faults::fault()
+void TestFaults::fault()
 {
     QFETCH(QStringList, procedure);
     QFETCH(QString, setting);
     QFETCH(int, outcome);
     const QByteArray line = setting.toLatin1();
-    const bool ends = line.startsWith("hang-up"), is_unplugged = line.startsWith("unplug");
+    const bool ends = line.startsWith("hang-up"), isUnplugged = line.startsWith("unplug");
     tried = procedure;
-    QCOMPARE(procedure.size(), Faults + 1);
-    const int connects_once = tried[From] == QLatin1String("attached") ? 0 : 1;
+    QCOMPARE(procedure.size(), faultsColumn + 1);
+    const int connectsOnce = tried[fromColumn] == QLatin1String("attached") ? 0 : 1;
     // A device that answers at once has done so before its connection ends.
-    replace_module(ends ? QStringList{"--answer-delay"_s, "500"_s} : QStringList());
-    QVERIFY(!QTest::currentTestFailed() && make_ready());
+    replaceModule(ends ? QStringList{"--answer-delay"_s, "500"_s} : QStringList());
+    QVERIFY(!QTest::currentTestFailed() && makeReady());
     const int before = module.output().size();
-    const auto has_said = [&](const QString &sign) {
+    const auto hasSaid = [&](const QString &sign) {
         const QRegularExpression pattern(sign);
         return wait([&] { return QString::fromLatin1(module.output().mid(before)).contains(pattern); });
     };
     if (ends) {
         begin();
-        QVERIFY(has_said("<- "_s));
+        QVERIFY(hasSaid("<- "_s));
     }
     module.control(line);
-    QVERIFY(wait([&] { return on_wire("-- obeyed: " + line); }));
+    QVERIFY(wait([&] { return onWire("-- obeyed: " + line); }));
     if (!ends)
         begin();
     if (outcome == done) {
-        QVERIFY(wait([this] { return is_done(); }));
-        QVERIFY(is_right());
+        QVERIFY(wait([this] { return isDone(); }));
+        QVERIFY(isRight());
     }
-    QVERIFY(has_said(sign_of(setting)));
-    if (is_unplugged)
+    QVERIFY(hasSaid(signOf(setting)));
+    if (isUnplugged)
         window->send("system_hello"); // written to nobody
     else
         QVERIFY(answers("ble_rsp_system_hello"));
-    QVERIFY(outcome != stands || !is_done());
-    QCOMPARE(connects(), connects_once);
-    QVERIFY2(turns.worst() < turn_limit_ms, qPrintable(QString::number(turns.worst())));
+    QVERIFY(outcome != stands || !isDone());
+    QCOMPARE(connects(), connectsOnce);
+    QVERIFY2(turns.worst() < turnLimitMs, qPrintable(QString::number(turns.worst())));
     if (outcome == done)
         return;
 
-    replace_module();
-    QVERIFY(!QTest::currentTestFailed() && make_ready() && gets_done());
-    QVERIFY(is_right());
-    QCOMPARE(connects(), connects_once);
-    QVERIFY2(turns.worst() < turn_limit_ms, qPrintable(QString::number(turns.worst())));
+    replaceModule();
+    QVERIFY(!QTest::currentTestFailed() && makeReady() && getsDone());
+    QVERIFY(isRight());
+    QCOMPARE(connects(), connectsOnce);
+    QVERIFY2(turns.worst() < turnLimitMs, qPrintable(QString::number(turns.worst())));
 }
 
-QTEST_MAIN(tst_faults)
+QTEST_MAIN(TestFaults)
 #include "tst_faults.moc"

@@ -8,11 +8,11 @@
 
 namespace {
 
-constexpr int image_size = 128 * 1024;
-constexpr int load_address = 0x1000; // what is below is not sent over the serial link
-constexpr int upload_ms = 240000;
+constexpr int imageSize = 128 * 1024;
+constexpr int loadAddress = 0x1000; // what is below is not sent over the serial link
+constexpr int uploadMs = 240000;
 
-QByteArray intel_hex(const QByteArray &image)
+QByteArray intelHex(const QByteArray &image)
 {
     QByteArray text;
     const auto record = [&text](int address, int type, const QByteArray &data) {
@@ -34,20 +34,20 @@ QByteArray intel_hex(const QByteArray &image)
 
 } // namespace
 
-class tst_firmware : public RemoteFixture
+class TestFirmware : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void init();
-    void by_uart();
-    void over_the_air_data();
-    void over_the_air();
-    void by_usb();
-    void read_flash();
+    void byUart();
+    void overTheAir_data();
+    void overTheAir();
+    void byUsb();
+    void readFlash();
 
 private:
-    bool is_text_logged() { return find<QCheckBox>("checkLogText"_s)->isChecked(); }
+    bool isTextLogged() { return find<QCheckBox>("checkLogText"_s)->isChecked(); }
     QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
     QByteArray dumped(const QByteArray &command, int size);
 
@@ -55,56 +55,56 @@ private:
     QByteArray image;
 };
 
-void tst_firmware::init()
+void TestFirmware::init()
 {
     QRandomGenerator random(1);
-    image.resize(image_size);
+    image.resize(imageSize);
     for (char &byte : image)
         byte = char(random.bounded(256));
     QFile file(path("image.bin"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == image_size);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(image) == imageSize);
 }
 
 // What the module writes to a file at a control line's word, of that size.
-QByteArray tst_firmware::dumped(const QByteArray &command, int size)
+QByteArray TestFirmware::dumped(const QByteArray &command, int size)
 {
     const QString file = path("dump.bin");
     QFile::remove(file);
     module.control(command + ' ' + file.toLocal8Bit() + (command == "dump" ? " 1000 1f000" : ""));
-    const auto is_written = [&] { return QFileInfo(file).size() == size; };
-    return QTest::qWaitFor(is_written, answer_ms) ? read_file(file) : QByteArray();
+    const auto isWritten = [&] { return QFileInfo(file).size() == size; };
+    return QTest::qWaitFor(isWritten, answerMs) ? readFile(file) : QByteArray();
 }
 
-void tst_firmware::by_uart()
+void TestFirmware::byUart()
 {
     QFile file(path("image.hex"));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(intel_hex(image)) > 0 && file.flush());
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(intelHex(image)) > 0 && file.flush());
     start({"--quiet"_s});
     play("actionDFU;open DFUDialog;tabWidget=1;pushButton;log ble_evt_dfu_boot;fileEdit="_s +
          path("image.hex"));
-    QSignalSpy log_switched(find("checkLogHex"_s), SIGNAL(toggled(bool)));
+    QSignalSpy logSwitched(find("checkLogHex"_s), SIGNAL(toggled(bool)));
     click("uploadButton"_s);
-    QVERIFY(log_switched.wait(answer_ms));
-    QVERIFY(!is_text_logged());
-    QVERIFY(log_switched.wait(upload_ms)); // by events: the test's other waits would slow the upload down
-    QVERIFY(is_text_logged());
+    QVERIFY(logSwitched.wait(answerMs));
+    QVERIFY(!isTextLogged());
+    QVERIFY(logSwitched.wait(uploadMs)); // by events: the test's other waits would slow the upload down
+    QVERIFY(isTextLogged());
     play("log ble_evt_system_boot;infoText~Loaded:126976/126976 (;picture firmware-uart"_s);
-    QVERIFY(dumped("dump", image_size - load_address) == image.mid(load_address));
+    QVERIFY(dumped("dump", imageSize - loadAddress) == image.mid(loadAddress));
 }
 
-void tst_firmware::over_the_air_data()
+void TestFirmware::overTheAir_data()
 {
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<QString>("discovery");
     QTest::addColumn<int>("size"); // bytes
     QTest::newRow("found by its declarations")
-        << QStringList{"--quiet"_s} << "pushGATTCharacteristicDiscover"_s << image_size;
+        << QStringList{"--quiet"_s} << "pushGATTCharacteristicDiscover"_s << imageSize;
     QTest::newRow("buffers run full")
         << QStringList{"--quiet"_s, "--result"_s, "attclient_write_command=0x0182@5"_s}
-        << "pushGATTDescriptors"_s << image_size / 8;
+        << "pushGATTDescriptors"_s << imageSize / 8;
 }
 
-void tst_firmware::over_the_air()
+void TestFirmware::overTheAir()
 {
     QFETCH(QStringList, options);
     QFETCH(QString, discovery);
@@ -117,33 +117,33 @@ void tst_firmware::over_the_air()
     play("actionDFU;open DFUDialog;tabWidget=2;spinOTAConnection?0;fileOTAEdit="_s + path("ota.bin"));
     click("pushOTAUpload"_s);
     QCOMPARE(text("labelOTAState"), "Power on memory"_s);
-    QVERIFY(!is_text_logged());
-    QVERIFY(QSignalSpy(place, SIGNAL(ota_running(bool))).wait(upload_ms));
+    QVERIFY(!isTextLogged());
+    QVERIFY(QSignalSpy(place, SIGNAL(ota_running(bool))).wait(uploadMs));
     QCOMPARE(text("labelOTAState"), "OTA Completed"_s);
-    QVERIFY(is_text_logged());
+    QVERIFY(isTextLogged());
     play("picture firmware-ota"_s);
     QVERIFY(dumped("dump-ota", size) == image.left(size));
 }
 
-void tst_firmware::by_usb()
+void TestFirmware::byUsb()
 {
     start();
     play("actionDFU;open DFUDialog;tabWidget=0;pushBootUSB"_s);
-    QCOMPARE(window->device_text(), "Disconnected"_s);
+    QCOMPARE(window->deviceText(), "Disconnected"_s);
     play("wire dfu_boot;fileEditUSB="_s + path("image.bin"));
     play("pushButton_2;outputTextUSB~Finished;picture firmware-usb"_s);
     QVERIFY(text("outputTextUSB").contains("2458:FFFE "_s + path("image.bin")));
 }
 
-void tst_firmware::read_flash()
+void TestFirmware::readFlash()
 {
     start();
     play("actionMagic;actionFlash;open FlashMem"_s);
     play("savefileName=%1;saveaddressEdit=1000;savesizeEdit=1010;readButton"_s.arg(path("read.bin")));
-    QTRY_COMPARE_WITH_TIMEOUT(QFileInfo(path("read.bin")).size(), 0x1010, answer_ms);
-    QVERIFY(dumped("dump", image_size - load_address).startsWith(read_file(path("read.bin"))));
+    QTRY_COMPARE_WITH_TIMEOUT(QFileInfo(path("read.bin")).size(), 0x1010, answerMs);
+    QVERIFY(dumped("dump", imageSize - loadAddress).startsWith(readFile(path("read.bin"))));
     play("lineAddress=1f800;pushErase;wire <- 00 01 01 06 3f;picture firmware-flash"_s);
 }
 
-QTEST_MAIN(tst_firmware)
+QTEST_MAIN(TestFirmware)
 #include "tst_firmware.moc"

@@ -8,21 +8,21 @@
 namespace {
 
 // The length of an element of advertising data counts its type and is read as a signed byte.
-constexpr int longest_name = 126;
-constexpr int longest_on_wire = 242; // in a frame of 255 bytes payload
+constexpr int longestName = 126;
+constexpr int longestOnWire = 242; // in a frame of 255 bytes payload
 
 } // namespace
 
-class tst_hostile : public RemoteFixture
+class TestHostile : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void remote_name_data();
-    void remote_name();
-    void outside_tool();
-    void definition_file();
+    void remoteName_data();
+    void remoteName();
+    void outsideTool();
+    void definitionFile();
 
 private:
     QString file(const char *name) { return folder.filePath(QLatin1String(name)); }
@@ -31,7 +31,7 @@ private:
     QTemporaryDir folder;
 };
 
-void tst_hostile::initTestCase()
+void TestHostile::initTestCase()
 {
     RemoteFixture::initTestCase();
     QImage picture(40, 40, QImage::Format_RGB32);
@@ -39,7 +39,7 @@ void tst_hostile::initTestCase()
     QVERIFY(picture.save(file("magenta.png")));
 }
 
-void tst_hostile::remote_name_data()
+void TestHostile::remoteName_data()
 {
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<QString>("seen");
@@ -57,27 +57,27 @@ void tst_hostile::remote_name_data()
     add("right to left", "\u05d0\u05d1\u200f 1");
     add("stacked marks", "a" + QByteArray("\u0301").repeated(60));
     add("not UTF-8", "\xff\xfe\xc3");
-    add("longest", QByteArray("W").repeated(longest_name));
-    add("too long", QByteArray("W").repeated(longest_name + 1), "plain"_s);
-    add("longest on the wire", QByteArray("W").repeated(longest_on_wire), "plain"_s);
+    add("longest", QByteArray("W").repeated(longestName));
+    add("too long", QByteArray("W").repeated(longestName + 1), "plain"_s);
+    add("longest on the wire", QByteArray("W").repeated(longestOnWire), "plain"_s);
 }
 
-void tst_hostile::advertise(const QByteArray &name)
+void TestHostile::advertise(const QByteArray &name)
 {
     const QByteArray data = char(name.size() + 1) + QByteArray("\t") + name;
     const QByteArray payload = QByteArray::fromHex("ce00010203040506 00ff") + char(data.size()) + data;
     module.control("send-hex 80" + QByteArray(1, char(payload.size())).toHex() + "0600" + payload.toHex());
-    QTRY_VERIFY_WITH_TIMEOUT(logged(QString::fromLatin1(name.toHex())), answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(logged(QString::fromLatin1(name.toHex())), answerMs);
     QCoreApplication::processEvents();
 }
 
 // The label has the name as it was sent, shows it as an ordinary label would, and on its own place alone.
-void tst_hostile::remote_name()
+void TestHostile::remoteName()
 {
     QFETCH(QByteArray, name);
     QFETCH(QString, seen);
     start();
-    QTRY_VERIFY_WITH_TIMEOUT(on_wire("-- attached"), answer_ms); // before that the module has nobody to tell
+    QTRY_VERIFY_WITH_TIMEOUT(onWire("-- attached"), answerMs); // before that the module has nobody to tell
     advertise("plain");
     const Panel panel(*window, "plain"_s);
     QVERIFY(panel.exists());
@@ -86,7 +86,7 @@ void tst_hostile::remote_name()
     const QRect own = label->geometry(), beside = neighbour->geometry();
     advertise(name);
     const QString sent = QString::fromUtf8(name.constData(), name.size()); // with zero bytes
-    QCOMPARE(label->text(), name.size() > longest_name ? seen : sent);
+    QCOMPARE(label->text(), name.size() > longestName ? seen : sent);
     QCOMPARE(label->geometry(), own);
     QCOMPARE(neighbour->geometry(), beside);
     QLabel ordinary(label->parentWidget());
@@ -99,7 +99,7 @@ void tst_hostile::remote_name()
     QVERIFY(!logged("<"_s));
 }
 
-void tst_hostile::outside_tool()
+void TestHostile::outsideTool()
 {
     start();
     play("actionDFU;open DFUDialog;tabWidget=0;lineVID=<b>"_s);
@@ -110,7 +110,7 @@ void tst_hostile::outside_tool()
 }
 
 // The names of the file are in tooltips, which are HTML.
-void tst_hostile::definition_file()
+void TestHostile::definitionFile()
 {
     const QString here = QDir::currentPath();
     QVERIFY(QDir(folder.path()).mkpath("api"_s) && QDir(folder.path()).mkpath("cwd"_s));
@@ -138,5 +138,5 @@ void tst_hostile::definition_file()
     }
 }
 
-QTEST_MAIN(tst_hostile)
+QTEST_MAIN(TestHostile)
 #include "tst_hostile.moc"

@@ -5,34 +5,34 @@
 #include <QInputDialog>
 #include <QTimer>
 
-class tst_tools : public RemoteFixture
+class TestTools : public RemoteFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void steps_data() { rows("tools"); }
-    void steps() { play_row(); }
-    void radio_test();
+    void steps() { playRow(); }
+    void radioTest();
     void security();
     void throughput();
 };
 
 // A test that is waited for by what it counts.
-void tst_tools::radio_test()
+void TestTools::radioTest()
 {
     start();
     play("press Ctrl+R;open Bletest;spinFreq=2441;pushTestRX;wire <- 00 01 08 01 13;spinFreq?2440"_s);
-    QTRY_VERIFY_WITH_TIMEOUT((click("pushTestEnd"_s), text("labelRXpackets").toInt() == 0), answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT((click("pushTestEnd"_s), text("labelRXpackets").toInt() == 0), answerMs);
     click("pushTestRX"_s);
     QElapsedTimer clock;
     clock.start();
-    QTRY_VERIFY_WITH_TIMEOUT(clock.elapsed() > 100, answer_ms); // 160 packets are sent in this time
+    QTRY_VERIFY_WITH_TIMEOUT(clock.elapsed() > 100, answerMs); // 160 packets are sent in this time
     click("pushTestEnd"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(text("labelRXpackets").toInt() > 50, answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(text("labelRXpackets").toInt() > 50, answerMs);
     play("pushTestTX;pushTestReset;wire -> 00 00 08 03;picture tools-radio-test;close"_s);
 }
 
-void tst_tools::security()
+void TestTools::security()
 {
     start();
     play("scan Door lock;connect Door lock"_s); // shows its passkey
@@ -65,14 +65,14 @@ void tst_tools::security()
     close();
 }
 
-void tst_tools::throughput()
+void TestTools::throughput()
 {
     start({"--result"_s, "attclient_write_command=0x0182@5"_s});
     // The attribute takes write commands.
     play("scan Everything;connect Everything;press Ctrl+Alt+Shift+T;open ThroughputDialog;spinAttribute0=37;"
          "pushEnable0"_s);
     const auto sent = [this] { return text("labelThroughput").mid(5).section(u' ', 0, 0).toInt(); };
-    QTRY_VERIFY_WITH_TIMEOUT(sent() >= 100 * 20, answer_ms);
+    QTRY_VERIFY_WITH_TIMEOUT(sent() >= 100 * 20, answerMs);
     play("picture tools-throughput;close"_s);
     const QString last = text("labelThroughput");
     // Behind the last write's answer.
@@ -80,5 +80,5 @@ void tst_tools::throughput()
     QCOMPARE(text("labelThroughput"), last);
 }
 
-QTEST_MAIN(tst_tools)
+QTEST_MAIN(TestTools)
 #include "tst_tools.moc"

@@ -6,7 +6,7 @@
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int answer_ms = 60000;
 #else
-constexpr int answer_ms = 20000;
+constexpr int answerMs = 20000;
 #endif
 
 // The main window as its user has it: shown, clicked and typed into.
@@ -15,16 +15,16 @@ class Window
 public:
     Window()
     {
-        m_window.show();
-        if (!QTest::qWaitForWindowExposed(&m_window))
+        window.show();
+        if (!QTest::qWaitForWindowExposed(&window))
             qFatal("the window does not open");
-        m_window.activateWindow();
+        window.activateWindow();
     }
 
     // A window that closes leaves an attached port to the end of the process; the next test wants it free.
     ~Window()
     {
-        if (attach_text() == "Detach"_s)
+        if (attachText() == "Detach"_s)
             click("pushConnectDev");
     }
 
@@ -34,7 +34,7 @@ public:
     template <typename Widget>
     Widget *find(const char *name)
     {
-        auto *widget = m_window.findChild<Widget *>(QLatin1String(name));
+        auto *widget = window.findChild<Widget *>(QLatin1String(name));
         if (!widget)
             qFatal("no %s", name);
         return widget;
@@ -66,8 +66,8 @@ public:
 
     void trigger(const char *action) { find<QAction>(action)->trigger(); }
 
-    QString device_text() { return find<QLabel>("labelDev")->text(); }
-    QString attach_text() { return find<QPushButton>("pushConnectDev")->text(); }
+    QString deviceText() { return find<QLabel>("labelDev")->text(); }
+    QString attachText() { return find<QPushButton>("pushConnectDev")->text(); }
 
     // The log as its copy button gives it, without stamps and empty lines.
     QStringList log()
@@ -81,8 +81,8 @@ public:
         return lines;
     }
 
-    MainWindow &widget() { return m_window; }
+    MainWindow &widget() { return window; }
 
 private:
-    MainWindow m_window;
+    MainWindow window;
 };

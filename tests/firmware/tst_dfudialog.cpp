@@ -204,7 +204,7 @@ private:
     {
         QTimer::singleShot(10, this, [this, act] {
             auto *const modal = qobject_cast<Dialog *>(QApplication::activeModalWidget());
-            if (modal != nullptr)
+            if (modal)
                 act(modal);
             else
                 atModal<Dialog>(act);

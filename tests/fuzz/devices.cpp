@@ -27,13 +27,13 @@ void check(const DeviceListItem &panel)
 {
     for (const char *name : {"address", "status", "rssi"}) {
         const auto *label = panel.findChild<QLabel *>(QLatin1String(name));
-        REQUIRE(label != nullptr && label->textFormat() == Qt::PlainText && label->text().size() < 20'000);
+        REQUIRE(label && label->textFormat() == Qt::PlainText && label->text().size() < 20'000);
     }
     const auto *const table = panel.findChild<QTableWidget *>();
     int last = 0;
     for (int row = 0; row < table->rowCount(); ++row) {
         const QTableWidgetItem *handle = table->item(row, 0);
-        REQUIRE(handle != nullptr && handle->text().toInt() > last);
+        REQUIRE(handle && handle->text().toInt() > last);
         last = handle->text().toInt();
     }
 }

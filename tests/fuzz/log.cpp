@@ -34,7 +34,7 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
     view->clearLog();
     view->scroll((how & 1) != 0);
     QList<QStringList> expected;
-    qint64 chartSize = 0;
+    qint64 chartBytes = 0;
     QString chart;
     for (const QString &line : lines) {
         const QStringList pieces = line.split(QChar(1));
@@ -42,9 +42,9 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
         isWhole ? view->addLine(stamp, line) : view->addLine(stamp, pieces);
         expected += isWhole ? QStringList(stamp + line + QLatin1String("<br>")) : QStringList(stamp) + pieces;
         const qint64 before = chart.size();
-        append_to_chart(chart, expected.last());
-        REQUIRE(chart.size() - before <= chart_size(expected.last()));
-        chartSize += chart_size(expected.last());
+        appendToChart(chart, expected.last());
+        REQUIRE(chart.size() - before <= chartSize(expected.last()));
+        chartBytes += chartSize(expected.last());
     }
     if ((how & 2) != 0) {
         QCoreApplication::processEvents();
@@ -54,8 +54,8 @@ int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
 
     view->copy();
     const QMimeData *const copied = QApplication::clipboard()->mimeData();
-    REQUIRE(copied != nullptr && copied->hasText() && copied->html().count(stamp) >= lines.size());
+    REQUIRE(copied && copied->hasText() && copied->html().count(stamp) >= lines.size());
     view->copyFlowChart();
-    REQUIRE(QApplication::clipboard()->text() == chart && chart.size() <= chartSize);
+    REQUIRE(QApplication::clipboard()->text() == chart && chart.size() <= chartBytes);
     return 0;
 }

@@ -17,7 +17,7 @@ inline QString stamp(int index)
 }
 
 // What stands on the line that ShownLog::add() gives this index.
-inline QString shown_text(int index)
+inline QString shownText(int index)
 {
     return "2026.01.02 03:04:05.%1 line %2"_s.arg(index % 1000, 3, 10, QLatin1Char('0')).arg(index);
 }
@@ -29,20 +29,20 @@ inline void settle()
         QCoreApplication::processEvents();
 }
 
-inline void set_up_line(QGraphicsTextItem &item)
+inline void setUpLine(QGraphicsTextItem &item)
 {
     item.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
 }
 
 // The height of an empty line, as the toolkit itself gives it.
-inline double stock_pitch()
+inline double stockPitch()
 {
     QGraphicsTextItem item;
-    set_up_line(item);
+    setUpLine(item);
     return item.boundingRect().height();
 }
 
-inline void show_view(QWidget &view)
+inline void showView(QWidget &view)
 {
     view.resize(500, 300);
     view.show();
@@ -56,7 +56,7 @@ public:
     explicit ShownLog(int lines = 0, bool follow = true)
     {
         scroll(follow);
-        show_view(*this);
+        showView(*this);
         add(lines);
     }
 
@@ -67,22 +67,22 @@ public:
         settle();
     }
 
-    void scroll_to(int value)
+    void scrollTo(int value)
     {
         verticalScrollBar()->setValue(value);
         settle();
     }
 
     int end() const { return verticalScrollBar()->maximum(); }
-    bool is_at_end() const { return verticalScrollBar()->value() == end(); }
-    int item_count() const { return scene->items().size(); }
+    bool isAtEnd() const { return verticalScrollBar()->value() == end(); }
+    int itemCount() const { return scene->items().size(); }
 
     // The item of a line, or null if the line has none now.
     QGraphicsTextItem *item(int index) const
     {
         const auto items = scene->items();
         for (QGraphicsItem *each : items) {
-            if (each->y() == index * stock_pitch())
+            if (each->y() == index * stockPitch())
                 return qgraphicsitem_cast<QGraphicsTextItem *>(each);
         }
         return nullptr;

@@ -40,10 +40,10 @@ private Q_SLOTS:
             view.addLine(stamp(i), QStringList{html, html});
         }
         view.add(1);
-        QCOMPARE(view.text(2 * times), shown_text(2 * times));
-        QVERIFY(view.scene->sceneRect().height() >= (2 * times + 1) * stock_pitch());
+        QCOMPARE(view.text(2 * times), shownText(2 * times));
+        QVERIFY(view.scene->sceneRect().height() >= (2 * times + 1) * stockPitch());
         for (const int value : {view.end(), 0}) {
-            view.scroll_to(value);
+            view.scrollTo(value);
             QVERIFY(!view.viewport()->grab().isNull());
         }
         QVERIFY(view.item(0));
@@ -91,28 +91,28 @@ private Q_SLOTS:
             if (i % 20 == 19)
                 settle();
         }
-        QVERIFY(view.scene->sceneRect().height() > 700 * stock_pitch());
-        QVERIFY(view.is_at_end());
-        view.scroll_to(static_cast<int>(400 * stock_pitch()));
-        QVERIFY2(view.item_count() < 400, qPrintable(QString::number(view.item_count())));
+        QVERIFY(view.scene->sceneRect().height() > 700 * stockPitch());
+        QVERIFY(view.isAtEnd());
+        view.scrollTo(int(400 * stockPitch()));
+        QVERIFY2(view.itemCount() < 400, qPrintable(QString::number(view.itemCount())));
     }
 
     void millionLines()
     {
         constexpr int count = 1'000'001;
-        const double pitch = stock_pitch();
+        const double pitch = stockPitch();
         ShownLog view;
         while (view.line_store.size() < count)
             view.add(qMin(20'000, count - view.line_store.size()));
         QCOMPARE(view.scene->sceneRect().height(), count * pitch);
-        QCOMPARE(view.text(count - 2), shown_text(count - 2));
-        QCOMPARE(view.text(count - 1), shown_text(count - 1));
+        QCOMPARE(view.text(count - 2), shownText(count - 2));
+        QCOMPARE(view.text(count - 1), shownText(count - 1));
         // The last line stands at the bottom of the view to the pixel.
         QVERIFY(std::abs(view.mapFromScene(0, count * pitch).y() - view.viewport()->height()) <= 1);
         for (const int line : {999'999, 777'777, 500'000, 3}) {
-            view.scroll_to(static_cast<int>(line * pitch));
-            QCOMPARE(view.text(line), shown_text(line));
-            QVERIFY(view.item_count() < 200);
+            view.scrollTo(int(line * pitch));
+            QCOMPARE(view.text(line), shownText(line));
+            QVERIFY(view.itemCount() < 200);
         }
     }
 };

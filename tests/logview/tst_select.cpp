@@ -6,7 +6,7 @@ namespace {
 // Does with the left button what `type` says, at the middle of a line's height.
 void mouse(ShownLog &view, QEvent::Type type, int line, double x)
 {
-    const QPoint pos = view.mapFromScene(x, (line + 0.5) * stock_pitch());
+    const QPoint pos = view.mapFromScene(x, (line + 0.5) * stockPitch());
     const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
     const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
     QMouseEvent event(type, pos, view.viewport()->mapToGlobal(pos), button, held, Qt::NoModifier);
@@ -49,17 +49,17 @@ private Q_SLOTS:
         drag(view, 4, 0, 2000);
         // Lines come and the view scrolls in the middle of the drag.
         view.add(10);
-        view.scroll_to(view.end());
+        view.scrollTo(view.end());
         mouse(view, QEvent::MouseButtonRelease, 4, 2000);
         settle();
         QVERIFY(view.item(4));
         QVERIFY(!view.item(5));
-        view.scroll_to(0);
-        QCOMPARE(view.selected(4), shown_text(4));
+        view.scrollTo(0);
+        QCOMPARE(view.selected(4), shownText(4));
         QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
-        QCOMPARE(QApplication::clipboard()->text(), shown_text(4));
+        QCOMPARE(QApplication::clipboard()->text(), shownText(4));
         QTest::keyClick(view.viewport(), Qt::Key_C, Qt::ControlModifier);
-        QCOMPARE(QApplication::clipboard()->text(), shown_text(4));
+        QCOMPARE(QApplication::clipboard()->text(), shownText(4));
     }
 
     void keyboardSelectionAndFocusSurviveScrolling()
@@ -72,11 +72,11 @@ private Q_SLOTS:
         // Another line has the focus, and the view has not, by the time that it scrolls.
         click(view, 5);
         view.clearFocus();
-        view.scroll_to(view.end());
+        view.scrollTo(view.end());
         view.setFocus();
         QTest::keyClick(view.viewport(), Qt::Key_Right, Qt::ShiftModifier);
         QCOMPARE(view.selected(5), "2"_s);
-        view.scroll_to(0);
+        view.scrollTo(0);
         QCOMPARE(view.selected(3), "2026"_s);
         QCOMPARE(view.selected(2), QString());
     }
@@ -106,7 +106,7 @@ private Q_SLOTS:
         if (released)
             mouse(view, QEvent::MouseButtonRelease, 2, 2000);
         if (!inside) {
-            QCOMPARE(view.selected(2), shown_text(2));
+            QCOMPARE(view.selected(2), shownText(2));
             view.clearLog();
         }
         QVERIFY(view.line_store.isEmpty());
@@ -117,7 +117,7 @@ private Q_SLOTS:
         mouse(view, QEvent::MouseMove, 3, 100);
         mouse(view, QEvent::MouseButtonRelease, 2, 200);
         settle();
-        QCOMPARE(view.item_count(), 5);
+        QCOMPARE(view.itemCount(), 5);
         for (int i = 0; i < 5; ++i)
             QCOMPARE(view.selected(i), QString());
     }

@@ -12,23 +12,23 @@ class EveryLineView : public QGraphicsView
 public:
     EveryLineView()
     {
-        setScene(&every_line);
+        setScene(&everyLine);
         setAlignment(Qt::AlignLeft | Qt::AlignBottom);
-        show_view(*this);
+        showView(*this);
     }
 
     void add(const QString &html)
     {
         auto *item = new QGraphicsTextItem;
-        set_up_line(*item);
+        setUpLine(*item);
         item->setPos(0, next_y);
         next_y += item->boundingRect().height();
         item->setHtml(html);
-        every_line.addItem(item);
+        everyLine.addItem(item);
     }
 
 private:
-    QGraphicsScene every_line;
+    QGraphicsScene everyLine;
     double next_y = 0;
 };
 } // namespace
@@ -47,9 +47,9 @@ private Q_SLOTS:
         view.addLine("t4 "_s, "&lt;a&gt; &amp; <i>"_s); // left open
         view.addLine(QString(), QString());
         const QStringList list{"<b>t2</b> "_s, "ble_rsp_x\t"_s, " a <i>b</i>"_s, " c"_s};
-        const QStringList left_open{"t4 &lt;a&gt; &amp; <i><br>"_s};
+        const QStringList leftOpen{"t4 &lt;a&gt; &amp; <i><br>"_s};
         const QStringList first{"<b>t1</b> TX: 00000001<br>"_s};
-        QCOMPARE(view.line_store, (QList<QStringList>{first, list, {"<b>t3</b> "_s}, left_open, {"<br>"_s}}));
+        QCOMPARE(view.line_store, (QList<QStringList>{first, list, {"<b>t3</b> "_s}, leftOpen, {"<br>"_s}}));
         view.copy();
         const QMimeData *mime = QApplication::clipboard()->mimeData();
         QCOMPARE(mime->html(), "<b>t1</b> TX: 00000001<br><br />"
@@ -87,13 +87,13 @@ private Q_SLOTS:
         settle();
         QVERIFY(before.isNull());
         QVERIFY(!view.auto_scroll);
-        QCOMPARE(view.item_count(), 0);
+        QCOMPARE(view.itemCount(), 0);
         view.copy();
         QCOMPARE(QApplication::clipboard()->text(), QString());
         view.add(2);
-        QCOMPARE(view.item_count(), 2);
-        QCOMPARE(view.text(1), shown_text(1));
-        const QRectF extent(0, 0, view.item(1)->boundingRect().width(), 2 * stock_pitch());
+        QCOMPARE(view.itemCount(), 2);
+        QCOMPARE(view.text(1), shownText(1));
+        const QRectF extent(0, 0, view.item(1)->boundingRect().width(), 2 * stockPitch());
         QCOMPARE(view.scene->sceneRect(), extent);
         QCOMPARE(view.end(), 0);
     }
@@ -116,8 +116,8 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, odd);
         ShownLog view(0, false);
-        EveryLineView plain_way;
-        const std::array<QGraphicsView *, 2> both{&view, &plain_way};
+        EveryLineView plainWay;
+        const std::array<QGraphicsView *, 2> both{&view, &plainWay};
         for (QGraphicsView *each : both) {
             each->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
             each->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
@@ -125,25 +125,25 @@ private Q_SLOTS:
         for (int i = 0; i < 300; ++i) {
             const QString text = i % 11 == 10 ? odd.at(i / 11 % odd.size()) : "line"_s;
             i % 2 ? view.addLine(stamp(i), text) : view.addLine(stamp(i), QStringList{text, "a:  1"_s});
-            plain_way.add(stamp(i) + text + (i % 2 ? ""_s : " a:  1"_s));
+            plainWay.add(stamp(i) + text + (i % 2 ? ""_s : " a:  1"_s));
             if (i % 10 == 2)
                 settle();
             if (i == 2) // a short log stands at the bottom
-                QCOMPARE(view.viewport()->grab().toImage(), plain_way.viewport()->grab().toImage());
+                QCOMPARE(view.viewport()->grab().toImage(), plainWay.viewport()->grab().toImage());
         }
         settle();
-        QCOMPARE(view.scene->sceneRect().width(), plain_way.sceneRect().width());
-        QCOMPARE(view.end(), plain_way.verticalScrollBar()->maximum());
+        QCOMPARE(view.scene->sceneRect().width(), plainWay.sceneRect().width());
+        QCOMPARE(view.end(), plainWay.verticalScrollBar()->maximum());
 
         const int end = view.end();
-        const auto below = [](int line) { return static_cast<int>((line + 1) * stock_pitch()) + 2; };
+        const auto below = [](int line) { return int((line + 1) * stockPitch()) + 2; };
         for (const int value : {0, end, below(10), end, below(21), end / 2, below(32), end - 33, below(43)}) {
             for (const int across : {0, 150}) {
                 for (QGraphicsView *each : both) {
                     each->verticalScrollBar()->setValue(value);
                     each->horizontalScrollBar()->setValue(across);
                 }
-                QCOMPARE(view.viewport()->grab().toImage(), plain_way.viewport()->grab().toImage());
+                QCOMPARE(view.viewport()->grab().toImage(), plainWay.viewport()->grab().toImage());
             }
         }
     }
@@ -151,19 +151,19 @@ private Q_SLOTS:
     void fewItems()
     {
         ShownLog view;
-        const int page = static_cast<int>(view.viewport()->height() / stock_pitch());
+        const int page = int(view.viewport()->height() / stockPitch());
         for (int i = 0; i < 20; ++i) {
             view.add(500);
-            view.scroll_to(view.end() * i / 20);
+            view.scrollTo(view.end() * i / 20);
         }
-        QVERIFY(view.item_count() >= page);
-        QVERIFY2(view.item_count() <= 3 * page + 8, qPrintable(QString::number(view.item_count())));
+        QVERIFY(view.itemCount() >= page);
+        QVERIFY2(view.itemCount() <= 3 * page + 8, qPrintable(QString::number(view.itemCount())));
         view.clearLog();
         for (int i = 0; i < 1000; ++i) // in one turn, and plain: only those in view are laid out
             view.addLine(stamp(i), "RX: 80%1"_s.arg(i, 4, 16, QLatin1Char('0')));
         settle();
         QVERIFY(view.item(999));
-        QVERIFY2(view.item_count() <= page + 3, qPrintable(QString::number(view.item_count())));
+        QVERIFY2(view.itemCount() <= page + 3, qPrintable(QString::number(view.itemCount())));
     }
 
     void followsUnlessToldNotTo()
@@ -171,26 +171,26 @@ private Q_SLOTS:
         ShownLog view(100);
         for (int i = 0; i < 3; ++i) {
             QVERIFY(view.end() > 0);
-            QVERIFY(view.is_at_end());
+            QVERIFY(view.isAtEnd());
             view.add(100);
         }
         view.addLine(stamp(300), QString(400, QLatin1Char('x'))); // the next one is not the widest
         settle();
         view.addLine(stamp(301), "<font color=red size=7>larger than it looks</font>"_s);
         settle();
-        QVERIFY(view.is_at_end());
+        QVERIFY(view.isAtEnd());
         view.clearLog();
         view.add(400);
         view.scroll(false);
-        view.scroll_to(150);
+        view.scrollTo(150);
         view.add(200);
-        QCOMPARE(view.scene->sceneRect().height(), 600 * stock_pitch());
+        QCOMPARE(view.scene->sceneRect().height(), 600 * stockPitch());
         QCOMPARE(view.verticalScrollBar()->value(), 150);
         view.scroll(true);
         settle();
         QCOMPARE(view.verticalScrollBar()->value(), 150);
         view.add(1);
-        QVERIFY(view.is_at_end());
+        QVERIFY(view.isAtEnd());
     }
 
     void userScrollIsNotPulledUntilAChange()
@@ -199,19 +199,19 @@ private Q_SLOTS:
         // Not ASCII, so out of view its width is not known: that it widens the scene must not pull either.
         view.line_store[300] = QStringList{QString(200, QChar(0x4e2d))};
         for (const int line : {10, 300, 700, 5}) {
-            const int value = static_cast<int>(line * stock_pitch());
-            view.scroll_to(value);
+            const int value = int(line * stockPitch());
+            view.scrollTo(value);
             QVERIFY(view.item(line));
             QCOMPARE(view.verticalScrollBar()->value(), value);
         }
         QVERIFY(view.horizontalScrollBar()->maximum() > 0);
         view.add(1);
-        QVERIFY(view.is_at_end());
-        view.scroll_to(100);
+        QVERIFY(view.isAtEnd());
+        view.scrollTo(100);
         QCOMPARE(view.verticalScrollBar()->value(), 100);
         view.scene->addRect(QRectF(0, 100, 10, 10)); // not a line, but in the scene
         settle();
-        QVERIFY(view.is_at_end());
+        QVERIFY(view.isAtEnd());
     }
 
     void sceneOutlivesTheView()

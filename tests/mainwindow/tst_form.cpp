@@ -3,14 +3,14 @@
 
 namespace {
 
-QString value_of(const QObject *object, const QString &name)
+QString valueOf(const QObject *object, const QString &name)
 {
     QStringList list;
     if (const auto *const layout = qobject_cast<const QLayout *>(object)) {
         for (int i = 0; i < layout->count(); ++i) {
             const QObject *const widget = layout->itemAt(i)->widget();
-            const QObject *const placed = widget != nullptr ? widget : layout->itemAt(i)->layout();
-            if (placed != nullptr)
+            const QObject *const placed = widget ? widget : layout->itemAt(i)->layout();
+            if (placed)
                 list << placed->objectName();
         }
     } else if (name == QLatin1String("actions")) {
@@ -34,7 +34,7 @@ class FormTest : public WindowFixture
     Q_OBJECT
 
 private Q_SLOTS:
-    void form_is_as_listed()
+    void formIsAsListed()
     {
         for (const QStringList &line : rows_of(VORSEL_FORM_TABLE, 1)) {
             QStringList fields = line[0].split(u'|');
@@ -43,7 +43,7 @@ private Q_SLOTS:
             fields[1] = QLatin1String(object->metaObject()->className());
             for (int i = 2; i < fields.size(); ++i) {
                 const QString name = fields[i].section(u'=', 0, 0);
-                fields[i] = name + u'=' + value_of(object, name);
+                fields[i] = name + u'=' + valueOf(object, name);
             }
             QCOMPARE(fields.join(u'|'), line[0]);
         }
@@ -55,7 +55,7 @@ private Q_SLOTS:
     }
 
     // No other is, and nothing else is said.
-    void three_connections_are_refused()
+    void threeConnectionsAreRefused()
     {
         static QStringList warnings;
         const auto collect = [](QtMsgType type, const QMessageLogContext &, const QString &text) {
@@ -79,7 +79,7 @@ private Q_SLOTS:
         QCOMPARE(log(), QString());
     }
 
-    void windows_have_an_icon_and_the_about_box_a_picture()
+    void windowsHaveAnIconAndTheAboutBoxAPicture()
     {
 #ifndef Q_OS_WIN
         for (const QWidget *shown :
@@ -91,7 +91,7 @@ private Q_SLOTS:
         QVERIFY(!picture->pixmap(Qt::ReturnByValue).isNull());
     }
 
-    void dialogs_open_whole_and_on_the_screen()
+    void dialogsOpenWholeAndOnTheScreen()
     {
         QVERIFY(show());
         for (QDialog *dialog : window->findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly)) {
@@ -107,7 +107,7 @@ private Q_SLOTS:
         }
     }
 
-    void missing_definition_file_is_logged_twice()
+    void missingDefinitionFileIsLoggedTwice()
     {
         const QTemporaryDir elsewhere;
         QVERIFY(QDir(elsewhere.path()).mkdir("start"_s));
@@ -118,7 +118,7 @@ private Q_SLOTS:
                         "c:/projects/ble/ble/api/bleapi.xml file open failed 5"_s);
     }
 
-    void development_mode_counts_a_hidden_window_as_off()
+    void developmentModeCountsAHiddenWindowAsOff()
     {
         window->on_actionMagic_triggered();
         window->on_actionMagic_triggered();
@@ -126,7 +126,7 @@ private Q_SLOTS:
         QVERIFY(find<QAction>("actionFlash")->isVisible());
     }
 
-    void hidden_actions_have_dead_shortcuts()
+    void hiddenActionsHaveDeadShortcuts()
     {
         QVERIFY(show());
         const QSignalSpy flash(find<QAction>("actionFlash"), &QAction::triggered);

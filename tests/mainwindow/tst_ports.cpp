@@ -17,7 +17,7 @@ private Q_SLOTS:
         ports()->clear();
     }
 
-    void ports_are_listed_by_name()
+    void portsAreListedByName()
     {
         for (const char *name : {"M", "C <b>x</b>", "A"})
             window->DeviceFound(QLatin1String(name), QLatin1String(name).left(1));
@@ -32,7 +32,7 @@ private Q_SLOTS:
     }
 
     // With an empty list there is no way to detach either.
-    void attach_without_a_port_does_nothing()
+    void attachWithoutAPortDoesNothing()
     {
         click("pushConnectDev");
         QCOMPARE(find<QLabel>("labelDev")->text(), "Disconnected"_s);
@@ -40,12 +40,12 @@ private Q_SLOTS:
         MainWindowTest::setDevice(*window, &device);
         find<QPushButton>("pushConnectDev")->setText("Detach"_s);
         click("pushConnectDev");
-        QCOMPARE(device_state(), attached);
+        QCOMPARE(deviceState(), attached);
     }
 
-    void attached_port_takes_speeds_and_bytes()
+    void attachedPortTakesSpeedsAndBytes()
     {
-        pseudo_terminal module;
+        PseudoTerminal module;
         const auto speed = [&module] {
             termios2 line{};
             return ::ioctl(module.descriptor(), TCGETS2, &line) == 0 ? line.c_ospeed : 0;
@@ -54,21 +54,21 @@ private Q_SLOTS:
         window->DeviceFound("Module"_s, module.path());
         speeds->setCurrentText("14400"_s);
         click("pushConnectDev");
-        QCOMPARE(device_state(), attached);
+        QCOMPARE(deviceState(), attached);
         QCOMPARE(speed(), 14400u);
         speeds->setCurrentText("110"_s);
         QCOMPARE(speed(), 110u);
 
         click("pushDevRefresh");
         QCOMPARE(ports()->findData(module.path()), -1);
-        QCOMPARE(device_state(), attached);
+        QCOMPARE(deviceState(), attached);
         window->txData("ab");
         QCOMPARE(module.receive(2).toHex(), QByteArray("6162")); // and nothing before it
 
         window->DeviceFound("Other"_s, "/nonexistent/port"_s);
         ports()->setCurrentIndex(0);
         click("pushConnectDev");
-        QCOMPARE(device_state(), detached);
+        QCOMPARE(deviceState(), detached);
         speeds->setCurrentIndex(0);
         pollfd unread = {module.descriptor(), POLLIN, 0};
         ::poll(&unread, 1, 0);

@@ -10,12 +10,12 @@
 
 namespace {
 
-const QSize screen_size(1920, 1080);
-constexpr double least_contrast = 4.5;
+const QSize screenSize(1920, 1080);
+constexpr double leastContrast = 4.5;
 // Pure red, the fixed colour of errors, has no more than 4.0 on any paper that black text can be read on.
-constexpr double least_contrast_of_red = 3.9;
+constexpr double leastContrastOfRed = 3.9;
 
-QPalette dark_palette()
+QPalette darkPalette()
 {
     QPalette palette(QColor(53, 53, 53), QColor(53, 53, 53));
     palette.setColor(QPalette::Base, QColor(35, 35, 35));
@@ -40,7 +40,7 @@ QRect placed(const QWidget *widget)
 }
 
 // Between the paper, which is the most frequent colour, and what stands out most from it; frames left out.
-double seen_contrast(const QWidget *widget)
+double seenContrast(const QWidget *widget)
 {
     constexpr int frame = 4;
     const QImage image =
@@ -64,7 +64,7 @@ QString named(const QWidget *widget)
     return QLatin1String(widget->metaObject()->className()) + u' ' + widget->objectName();
 }
 
-bool is_one_of(const QWidget *widget, std::initializer_list<const char *> classes)
+bool isOneOf(const QWidget *widget, std::initializer_list<const char *> classes)
 {
     return std::any_of(classes.begin(), classes.end(),
                        [&](const char *each) { return widget->inherits(each); });
@@ -72,19 +72,19 @@ bool is_one_of(const QWidget *widget, std::initializer_list<const char *> classe
 
 // The first widget in the window that is too small for its text, and what it would take; empty if none is. A
 // button has so many pixels beside its text.
-QString first_cut(const QWidget *shown, int beside_text)
+QString firstCut(const QWidget *shown, int besideText)
 {
     for (const QWidget *widget : shown->findChildren<QWidget *>()) {
-        const bool has_text = is_one_of(
+        const bool hasText = isOneOf(
             widget, {"QLabel", "QAbstractButton", "QGroupBox", "QTabBar", "QComboBox", "QAbstractSpinBox"});
         const auto *const label = qobject_cast<const QLabel *>(widget);
-        const bool is_picture = label != nullptr && !label->pixmap(Qt::ReturnByValue).isNull();
-        if (!has_text || is_picture || !widget->isVisible() || widget->window() != shown)
+        const bool isPicture = label && !label->pixmap(Qt::ReturnByValue).isNull();
+        if (!hasText || isPicture || !widget->isVisible() || widget->window() != shown)
             continue;
         QSize needed = widget->minimumSizeHint();
         // A button may be narrower than its style would have it, if its text is shown whole.
         if (const auto *const button = qobject_cast<const QPushButton *>(widget))
-            needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + beside_text);
+            needed.setWidth(button->fontMetrics().horizontalAdvance(button->text()) + besideText);
         if (widget->width() < needed.width() || widget->height() < needed.height())
             return named(widget) + " is %1 x %2 of %3 x %4"_s.arg(widget->width())
                                        .arg(widget->height())
@@ -94,9 +94,9 @@ QString first_cut(const QWidget *shown, int beside_text)
     return {};
 }
 
-bool is_control(const QWidget *widget)
+bool isControl(const QWidget *widget)
 {
-    return (widget->focusPolicy() & Qt::TabFocus) != 0 && widget->focusProxy() == nullptr;
+    return (widget->focusPolicy() & Qt::TabFocus) != 0 && !widget->focusProxy();
 }
 
 // The two siblings, each the widget itself or an ancestor of it, at which the ways to two widgets part. Docks
@@ -109,7 +109,7 @@ std::pair<QWidget *, QWidget *> parting(QWidget *a, QWidget *b)
         first = first->parentWidget();
     while (second->parentWidget() != first->parentWidget())
         second = second->parentWidget();
-    if (qobject_cast<QMainWindow *>(first->parentWidget()) != nullptr)
+    if (qobject_cast<QMainWindow *>(first->parentWidget()))
         return {a, b};
     return {first, second};
 }
@@ -125,27 +125,27 @@ private Q_SLOTS:
     void initTestCase()
     {
         QApplication::setStyle("Fusion"_s);
-        usual_font = QFont("Sans Serif"_s, 9);
-        usual_palette = QApplication::palette();
+        usualFont = QFont("Sans Serif"_s, 9);
+        usualPalette = QApplication::palette();
     }
     void cleanup()
     {
         WindowFixture::cleanup();
-        QApplication::setFont(usual_font);
-        QApplication::setPalette(usual_palette);
+        QApplication::setFont(usualFont);
+        QApplication::setPalette(usualPalette);
     }
 
-    void tab_key_reads_every_control_in_order_data() { windows(); }
-    void tab_key_reads_every_control_in_order()
+    void tabKeyReadsEveryControlInOrder_data() { windows(); }
+    void tabKeyReadsEveryControlInOrder()
     {
         QWidget *const shown = open();
         QWidgetList expected;
         for (QWidget *widget : shown->findChildren<QWidget *>()) {
-            if (is_control(widget) && widget->isVisible() && widget->isEnabled() && widget->window() == shown)
+            if (isControl(widget) && widget->isVisible() && widget->isEnabled() && widget->window() == shown)
                 expected << widget;
         }
         QVERIFY(!expected.isEmpty());
-        if (shown->focusWidget() != nullptr)
+        if (shown->focusWidget())
             shown->focusWidget()->clearFocus();
         QWidgetList walk;
         for (int i = 0; i <= expected.size(); ++i) {
@@ -158,7 +158,7 @@ private Q_SLOTS:
             QVERIFY2(walk.contains(widget), qPrintable(named(widget)));
         // Always on to the right or further down, group by group. The walk is a ring, so that at one place it
         // goes back to the first control.
-        const auto goes_on = [](QWidget *from, QWidget *to) {
+        const auto goesOn = [](QWidget *from, QWidget *to) {
             if (from->isAncestorOf(to))
                 return true;
             const auto [before, after] = parting(from, to);
@@ -166,26 +166,26 @@ private Q_SLOTS:
             const QRect entered = placed(after);
             return entered.top() > left.bottom() || entered.left() > left.right();
         };
-        const auto back = std::adjacent_find(walk.begin(), walk.end(), std::not_fn(goes_on));
+        const auto back = std::adjacent_find(walk.begin(), walk.end(), std::not_fn(goesOn));
         if (back != walk.end())
             std::rotate(walk.begin(), back + 1, walk.end());
         for (int i = 1; i < walk.size(); ++i) {
             const QString step = named(walk[i - 1]) + QLatin1String(" -> ") + named(walk[i]);
-            QVERIFY2(goes_on(walk[i - 1], walk[i]), qPrintable(step));
+            QVERIFY2(goesOn(walk[i - 1], walk[i]), qPrintable(step));
             QWidget *const entered = parting(walk[i - 1], walk[i]).second;
             for (int j = 0; j < i; ++j) // a group that was left is not entered again
                 QVERIFY2(walk[j] == entered || !entered->isAncestorOf(walk[j]), qPrintable(step));
         }
     }
 
-    void every_control_has_a_name_of_its_own_data() { windows(); }
-    void every_control_has_a_name_of_its_own()
+    void everyControlHasANameOfItsOwn_data() { windows(); }
+    void everyControlHasANameOfItsOwn()
     {
         const QWidget *const shown = open();
         QSet<QString> names;
         for (QWidget *widget : shown->findChildren<QWidget *>()) {
-            const bool is_radio = qobject_cast<QRadioButton *>(widget) != nullptr;
-            if (widget->window() != shown || !(is_control(widget) || is_radio))
+            const bool isRadio = qobject_cast<QRadioButton *>(widget) != nullptr;
+            if (widget->window() != shown || !(isControl(widget) || isRadio))
                 continue;
             const QAccessibleInterface *const heard = QAccessible::queryAccessibleInterface(widget);
             const QString name = heard->text(QAccessible::Name);
@@ -196,26 +196,26 @@ private Q_SLOTS:
         }
     }
 
-    void large_letters_are_shown_whole_data() { windows(); }
-    void large_letters_are_shown_whole()
+    void largeLettersAreShownWhole_data() { windows(); }
+    void largeLettersAreShownWhole()
     {
-        enlarge_font();
+        enlargeFont();
         const QWidget *const shown = open();
-        QVERIFY2(shown->width() <= screen_size.width() && shown->height() <= screen_size.height(),
+        QVERIFY2(shown->width() <= screenSize.width() && shown->height() <= screenSize.height(),
                  qPrintable("%1 x %2"_s.arg(shown->width()).arg(shown->height())));
-        QTRY_COMPARE(first_cut(shown, 6), QString()); // the last layout may come after the window
+        QTRY_COMPARE(firstCut(shown, 6), QString()); // the last layout may come after the window
     }
 
-    void nothing_is_cut_off_at_the_initial_size()
+    void nothingIsCutOffAtTheInitialSize()
     {
-        QApplication::setFont(usual_font);
+        QApplication::setFont(usualFont);
         window = std::make_unique<MainWindow>();
         QVERIFY(show());
         window->dev_mode(true);
         find<QLabel>("labelInterval")->setText("4000.00 ms"_s); // the longest texts they get
         find<QLabel>("labelTimeout")->setText("32000 ms"_s);
         QCOMPARE(window->size(), QSize(1091, 838));
-        QTRY_COMPARE(first_cut(window.get(), 10), QString());
+        QTRY_COMPARE(firstCut(window.get(), 10), QString());
         QVERIFY(find("textDebug")->height() >= 150);
         auto *const devices = find<DeviceList>("deviceList");
         devices->evt_status(0, 1, bd_addr(), 0, 0, 0, 0, 0);
@@ -227,55 +227,55 @@ private Q_SLOTS:
         }
     }
 
-    void dark_desktop_leaves_texts_readable_data() { windows(); }
-    void dark_desktop_leaves_texts_readable()
+    void darkDesktopLeavesTextsReadable_data() { windows(); }
+    void darkDesktopLeavesTextsReadable()
     {
-        enlarge_font(); // thin strokes are paler than their colour
-        QApplication::setPalette(dark_palette());
+        enlargeFont(); // thin strokes are paler than their colour
+        QApplication::setPalette(darkPalette());
         QWidget *const shown = open();
         for (QLineEdit *edit : shown->findChildren<QLineEdit *>())
             edit->setText(edit->text().isEmpty() ? "a0"_s : edit->text());
         for (QWidget *widget : shown->findChildren<QWidget *>()) {
-            const bool has_text = is_one_of(
+            const bool hasText = isOneOf(
                 widget, {"QLabel", "QAbstractButton", "QComboBox", "QLineEdit", "QTabBar", "QHeaderView"});
-            if (has_text && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
+            if (hasText && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
                 widget->visibleRegion().boundingRect() == widget->rect() &&
                 widget->property("text") != QString())
-                QVERIFY2(seen_contrast(widget) >= least_contrast,
-                         qPrintable("%1 %2"_s.arg(named(widget)).arg(seen_contrast(widget))));
+                QVERIFY2(seenContrast(widget) >= leastContrast,
+                         qPrintable("%1 %2"_s.arg(named(widget)).arg(seenContrast(widget))));
         }
     }
 
-    void fixed_colours_stay_readable_on_a_dark_desktop()
+    void fixedColoursStayReadableOnADarkDesktop()
     {
-        enlarge_font();
-        QApplication::setPalette(dark_palette());
+        enlargeFont();
+        QApplication::setPalette(darkPalette());
         window = std::make_unique<MainWindow>();
         QVERIFY(show());
         auto *const command = find<QLineEdit>("lineCommand");
-        QVERIFY(seen_contrast(command) >= least_contrast); // the placeholder
+        QVERIFY(seenContrast(command) >= leastContrast); // the placeholder
         QTest::keyClicks(command, "a"_s);
-        QVERIFY(seen_contrast(command) >= least_contrast_of_red);
+        QVERIFY(seenContrast(command) >= leastContrastOfRed);
         QVERIFY(!command->accessibleDescription().isEmpty());
         QTest::keyClick(command, Qt::Key_Backspace);
         QTest::keyClicks(command, "system_hello"_s);
-        QVERIFY(seen_contrast(command) >= least_contrast);
+        QVERIFY(seenContrast(command) >= leastContrast);
         QCOMPARE(command->accessibleDescription(), QString());
         auto *const log = find<LogView>("textDebug");
         for (const char *colour : {"", "green", "red"}) {
             log->clearLog();
             log->addLine(QString(), "<font color=%1>WWW</font>"_s.arg(QLatin1String(colour)));
             QApplication::processEvents();
-            QVERIFY2(seen_contrast(log->viewport()) >= least_contrast_of_red, colour);
+            QVERIFY2(seenContrast(log->viewport()) >= leastContrastOfRed, colour);
         }
         window->USBReset();
-        QVERIFY(seen_contrast(find("labelDev")) >= least_contrast);
+        QVERIFY(seenContrast(find("labelDev")) >= leastContrast);
     }
 
 private:
-    void enlarge_font() const
+    void enlargeFont() const
     {
-        QFont font = usual_font;
+        QFont font = usualFont;
         font.setPointSize(2 * font.pointSize());
         QApplication::setFont(font);
     }
@@ -318,8 +318,8 @@ private:
         return shown;
     }
 
-    QFont usual_font;
-    QPalette usual_palette;
+    QFont usualFont;
+    QPalette usualPalette;
 };
 
 QTEST_MAIN(ReachTest)

@@ -36,7 +36,7 @@ private Q_SLOTS:
         play(steps.replace("\\t"_s, "\t"_s));
     }
 
-    void full_buffers_are_tried_again()
+    void fullBuffersAreTriedAgain()
     {
         open("ThroughputDialog");
         play("pushEnable0;pushEnable1;>W0;<00030406 00 8201;>"_s);
@@ -85,7 +85,7 @@ private Q_SLOTS:
     }
 
     // Whatever stands in the boxes, whatever comes, and whether a dialog was ever shown.
-    void bad_input_data()
+    void badInput_data()
     {
         QTest::addColumn<QString>("text");
         QTest::newRow("nothing") << QString();
@@ -94,7 +94,7 @@ private Q_SLOTS:
         QTest::newRow("nul") << QString(3, QChar(0));
         QTest::newRow("a million") << QString(1 << 20, u'f');
     }
-    void bad_input()
+    void badInput()
     {
         QFETCH(QString, text);
         const QList<QDialog *> dialogs = window->findChildren<QDialog *>();
@@ -113,7 +113,7 @@ private Q_SLOTS:
             set(window->findChild<QTableWidget *>("tablePSKeys"_s), "0 0 "_s + text);
             set(window->findChild<QTableWidget *>("tablePSKeys"_s), "0 1 "_s + text);
             set(window->findChild<QTableWidget *>("tablePSKeys"_s), "0"_s);
-            press_all_buttons(dialogs);
+            pressAllButtons(dialogs);
             for (const char *answer :
                  {"000601040001030162", "00040104ffff0162", "80060100ffff03aabbcc", "8003070201ffff",
                   "0004070701800255", "0006070901800102abcd", "00090201ffffffff01800261",
@@ -129,7 +129,7 @@ private Q_SLOTS:
     }
 
 private:
-    static void press_all_buttons(const QList<QDialog *> &dialogs)
+    static void pressAllButtons(const QList<QDialog *> &dialogs)
     {
         for (QDialog *each : dialogs) {
             // Those that open a file dialog or start a program.
@@ -165,13 +165,13 @@ private:
     void play(const QString &steps)
     {
         for (const QString &step : steps.split(u';')) {
-            play_one(step);
+            playOne(step);
             if (QTest::currentTestFailed())
                 QFAIL(qPrintable(step));
         }
     }
 
-    void play_one(const QString &step)
+    void playOne(const QString &step)
     {
         const QString name = step.section(QRegularExpression("[=?]"_s), 0, 0);
         const QString value = step.mid(name.size() + 1);

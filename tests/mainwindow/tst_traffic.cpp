@@ -8,7 +8,7 @@ class TrafficTest : public DeviceFixture
     Q_OBJECT
 
 private Q_SLOTS:
-    void bytes_without_a_device_are_logged_and_dropped()
+    void bytesWithoutADeviceAreLoggedAndDropped()
     {
         MainWindowTest::setDevice(*window, nullptr);
         window->txData(QByteArray::fromHex("000000ABff"));
@@ -18,7 +18,7 @@ private Q_SLOTS:
     }
 
     // Long enough to pass a whole second, which is where a stamp that is not made anew would go back.
-    void stamps_tell_the_current_time()
+    void stampsTellTheCurrentTime()
     {
         const QDateTime end = QDateTime::currentDateTime().addMSecs(1200);
         QDateTime before;
@@ -35,9 +35,9 @@ private Q_SLOTS:
         }
     }
 
-    void gates_decide_at_the_moment_of_logging()
+    void gatesDecideAtTheMomentOfLogging()
     {
-        const auto log_all = [this](const QString &mark) {
+        const auto logAll = [this](const QString &mark) {
             window->debugPrintHex(mark + QLatin1String("hex"));
             window->debugPrintText(mark + QLatin1String("text"));
             window->debugPrintStringList({mark, "list"_s});
@@ -45,17 +45,17 @@ private Q_SLOTS:
             window->debugPrintList({mark, "plains"_s});
         };
         click("checkLogHex");
-        log_all("1"_s);
+        logAll("1"_s);
         click("checkLogText");
-        log_all("2"_s);
+        logAll("2"_s);
         click("checkLogHex");
         click("checkLogText");
-        log_all("3"_s);
+        logAll("3"_s);
         QCOMPARE(log(), "1text|1 list|1plain|1 plains|2plain|2 plains|"
                         "3hex|3text|3 list|3plain|3 plains"_s);
     }
 
-    void packet_mode_prefixes_the_length()
+    void packetModePrefixesTheLength()
     {
         const QPair<int, const char *> cases[] = {
             {0, "00"}, {4, "04"}, {255, "ff"}, {256, "00"}, {300, "2c"}};
@@ -71,28 +71,28 @@ private Q_SLOTS:
         }
     }
 
-    void resets_give_the_port_up()
+    void resetsGiveThePortUp()
     {
         const std::function<void()> ways[] = {[this] { trigger("actionReset"); },
                                               [this] { window->USBReset(); }};
-        for (const bool into_boot_loader : {false, true}) {
+        for (const bool intoBootLoader : {false, true}) {
             attachNewDevice();
             find<QPushButton>("pushConnectDev")->setText("Detach"_s);
-            QCOMPARE(device_state(), attached);
+            QCOMPARE(deviceState(), attached);
             const auto course = std::make_shared<QByteArray>();
             const QObject scope;
             connect(device, &QObject::destroyed, &scope, [course] { *course += " deleted"; });
             connect(&MainWindowTest::engine(*window), &cls_ble::tx_data, &scope,
                     [this, course] { *course += device ? device->written.toHex() : "unsent"; });
-            ways[into_boot_loader]();
-            const QByteArray frame = into_boot_loader ? "0001000001" : "0001000000";
+            ways[intoBootLoader]();
+            const QByteArray frame = intoBootLoader ? "0001000001" : "0001000000";
             QCOMPARE(*course, frame + " deleted");
-            QCOMPARE(device_state(), detached);
+            QCOMPARE(deviceState(), detached);
             QVERIFY(log().endsWith("|TX: "_s + QString::fromLatin1(frame)));
         }
     }
 
-    void update_over_the_air_quiets_the_log()
+    void updateOverTheAirQuietsTheLog()
     {
         for (const bool running : {true, false}) {
             window->ota_running(running);
@@ -101,7 +101,7 @@ private Q_SLOTS:
         QCOMPARE(log(), "Hello|ble_rsp_system_hello\t|RX: 00000001"_s);
     }
 
-    void typed_lines_are_judged_data()
+    void typedLinesAreJudged_data()
     {
         QTest::addColumn<QString>("line");
         QTest::addColumn<bool>("good");
@@ -121,7 +121,7 @@ private Q_SLOTS:
         QTest::newRow("long") << QLatin1String("system_reset ") + xs << false << (reset + xs).left(1000);
     }
 
-    void typed_lines_are_judged()
+    void typedLinesAreJudged()
     {
         QFETCH(QString, line);
         QFETCH(bool, good);
@@ -146,7 +146,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!QToolTip::isVisible());
     }
 
-    void tooltip_shows_typed_text_and_leaves_with_its_reason()
+    void tooltipShowsTypedTextAndLeavesWithItsReason()
     {
         QVERIFY(show());
         auto *const edit = find<QLineEdit>("lineCommand");
@@ -168,7 +168,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!QToolTip::isVisible());
     }
 
-    void raw_text_ends_at_a_zero()
+    void rawTextEndsAtAZero()
     {
         auto *const edit = find<QLineEdit>("rawSend");
         edit->setText("ab"_s + QChar(0) + "cd"_s);
@@ -176,25 +176,25 @@ private Q_SLOTS:
         QCOMPARE(sent(), "0004000900026162"_s);
     }
 
-    void half_typed_numbers_change_no_other_box()
+    void halfTypedNumbersChangeNoOtherBox()
     {
         find<QSpinBox>("spinInterval")->setValue(3200);
         QVERIFY(show());
-        const auto type_into = [this](const char *name, const QString &number) {
+        const auto typeInto = [this](const char *name, const QString &number) {
             auto *const box = find<QSpinBox>(name);
             box->setFocus();
             box->selectAll();
             QTest::keyClicks(box, number);
             QTest::keyClick(box, Qt::Key_Tab);
         };
-        type_into("spinTimeout", "3200"_s); // on the way to it are 32 and 320
+        typeInto("spinTimeout", "3200"_s); // on the way to it are 32 and 320
         QCOMPARE(find<QSpinBox>("spinInterval")->value(), 3200);
         QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 7);
-        type_into("spinInterval", "80"_s);
+        typeInto("spinInterval", "80"_s);
         QCOMPARE(find<QSpinBox>("spinLatency")->maximum(), 319);
     }
 
-    void the_three_ways_to_connect_cap_differently()
+    void theThreeWaysToConnectCapDifferently()
     {
         find<QSpinBox>("spinInterval")->setValue(3200);
         find<QSpinBox>("spinTimeout")->setValue(3200);

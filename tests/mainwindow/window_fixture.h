@@ -54,13 +54,13 @@ public:
     template <typename Object = QWidget>
     Object *find(const char *name) const
     {
-        const auto in_dialog = [](const QObject *object) {
-            while (object != nullptr && qobject_cast<const QDialog *>(object) == nullptr)
+        const auto inDialog = [](const QObject *object) {
+            while (object && !qobject_cast<const QDialog *>(object))
                 object = object->parent();
             return object != nullptr;
         };
         for (Object *object : window->findChildren<Object *>(QLatin1String(name))) {
-            if (!in_dialog(object))
+            if (!inDialog(object))
                 return object;
         }
         qFatal("the form has no %s", name);
@@ -76,7 +76,7 @@ public:
     }
 
     // Text, background and button colour of the device label, and the text of its button.
-    QString device_state() const
+    QString deviceState() const
     {
         const auto *const label = find<QLabel>("labelDev");
         return "%1 %2 %3 %4"_s.arg(label->text(), label->palette().color(QPalette::Window).name(),
@@ -131,10 +131,10 @@ protected Q_SLOTS:
 
     void cleanup()
     {
-        const bool is_attached = find<QLabel>("labelDev")->text() == QLatin1String("Connected");
+        const bool isAttached = find<QLabel>("labelDev")->text() == QLatin1String("Connected");
         WindowFixture::cleanup();
-        QCOMPARE(!device.isNull(), is_attached);
-        if (is_attached)
+        QCOMPARE(!device.isNull(), isAttached);
+        if (isAttached)
             device->receive("00000001"); // to nobody
         delete device;
     }

@@ -9,9 +9,9 @@ namespace catalogue {
 
 namespace {
 
-const QList<QByteArray> class_names = QByteArray("system flash attributes connection attclient "
-                                                 "sm gap hardware test dfu")
-                                          .split(' ');
+const QList<QByteArray> classNames = QByteArray("system flash attributes connection attclient "
+                                                "sm gap hardware test dfu")
+                                         .split(' ');
 const QMap<QByteArray, int> sizes = {{"uint8", 1},  {"int8", 1},    {"uint16", 2},    {"int16", 2},
                                      {"uint32", 4}, {"bd_addr", 6}, {"uint8array", 1}};
 const QMap<int, const char *> results = {{0x0000, "No Error"},
@@ -24,21 +24,21 @@ Message read(Kind kind, const QString &head, const QString &part)
 {
     const QList<QByteArray> words = head.toLatin1().split(' ');
     const char *const prefixes[] = {"cmd_", "rsp_", "evt_"};
-    Message m{kind, words[0].toInt(), words[1].toInt(), class_names.at(words[0].toInt()), words.at(2), {}, 0,
+    Message m{kind, words[0].toInt(), words[1].toInt(), classNames.at(words[0].toInt()), words.at(2), {}, 0,
               {}};
     m.method = prefixes[int(kind)] + m.name;
-    m.fixed_length = part.section(u' ', 0, 0).toInt();
+    m.fixedLength = part.section(u' ', 0, 0).toInt();
     for (const QString &entry : part.section(u' ', 1).split(u',', Qt::SkipEmptyParts)) {
         QByteArray type = entry.trimmed().section(u' ', 0, 0).toLatin1();
-        const bool is_result = type.endsWith('!');
-        type.chop(is_result);
-        m.fields.append({type, entry.trimmed().section(u' ', 1).toLatin1(), is_result, type == "uint8array",
+        const bool isResult = type.endsWith('!');
+        type.chop(isResult);
+        m.fields.append({type, entry.trimmed().section(u' ', 1).toLatin1(), isResult, type == "uint8array",
                          sizes.value(type)});
     }
     return m;
 }
 
-QVector<Message> read_all()
+QVector<Message> readAll()
 {
     QVector<Message> commands;
     QVector<Message> responses;
@@ -59,7 +59,7 @@ qint64 number(const Field &field, const QByteArray &wire)
 {
     qint64 value = 0;
     for (int at = field.size - 1; at >= 0; --at)
-        value = value * 256 + static_cast<quint8>(wire.at(at));
+        value = value * 256 + quint8(wire.at(at));
     const qint64 range = 1LL << (8 * field.size);
     return field.type.startsWith("int") && value >= range / 2 ? value - range : value;
 }
@@ -67,19 +67,19 @@ qint64 number(const Field &field, const QByteArray &wire)
 QString piece(Kind kind, const Field &field, const QByteArray &wire)
 {
     const QString label = QStringLiteral(" %1:").arg(QString::fromLatin1(field.name));
-    if (field.is_array || field.type == "bd_addr") {
+    if (field.isArray || field.type == "bd_addr") {
         QByteArray bytes = wire;
-        if (kind != Kind::command && !field.is_array)
+        if (kind != Kind::command && !field.isArray)
             std::reverse(bytes.begin(), bytes.end());
-        const char separator = kind == Kind::command ? '|' : field.is_array ? '\0' : ':';
+        const char separator = kind == Kind::command ? '|' : field.isArray ? '\0' : ':';
         const QString pairs = QString::fromLatin1(bytes.toHex(separator));
         return label + (kind == Kind::command && !wire.isEmpty() ? QLatin1String("|") + pairs : pairs);
     }
     const qint64 value = number(field, wire);
-    if (!field.is_result)
+    if (!field.isResult)
         return (label + QStringLiteral("%1 (0x%2)"))
             .arg(value, 8)
-            .arg(static_cast<quint32>(value), 2 * field.size, 16, QLatin1Char('0'));
+            .arg(quint32(value), 2 * field.size, 16, QLatin1Char('0'));
     return (label + QStringLiteral("0x%1 [<font color=%2>'%3'</font>]"))
         .arg(value, 4, 16, QLatin1Char('0'))
         .arg(QLatin1String(value == 0 ? "green" : "red"), QLatin1String(results.value(int(value), "")));
@@ -89,20 +89,20 @@ QString piece(Kind kind, const Field &field, const QByteArray &wire)
 
 QByteArray Message::title() const
 {
-    return class_name + ' ' + method;
+    return className + ' ' + method;
 }
 
 QByteArray Message::signature() const
 {
     QList<QByteArray> types;
     for (const Field &field : fields)
-        types.append(field.is_array ? QByteArray("QByteArray") : field.type);
+        types.append(field.isArray ? QByteArray("QByteArray") : field.type);
     return method + '(' + types.join(',') + ')';
 }
 
 const QVector<Message> &messages()
 {
-    static const QVector<Message> all = read_all();
+    static const QVector<Message> all = readAll();
     return all;
 }
 
@@ -117,15 +117,15 @@ const Message &message(const QByteArray &title)
 
 Values sample(const Message &message, int seed)
 {
-    static const int array_sizes[] = {7, 0, 20, 255};
-    static const char *const result_codes[] = {"0000", "8101", "0001", "ffff"};
+    static const int arraySizes[] = {7, 0, 20, 255};
+    static const char *const resultCodes[] = {"0000", "8101", "0001", "ffff"};
     Values values;
-    int next = 0x2b + 0x51 * seed + 5 * message.id + message.class_id;
+    int next = 0x2b + 0x51 * seed + 5 * message.id + message.classId;
     for (const Field &field : message.fields) {
-        QByteArray wire(field.is_array ? array_sizes[seed % 4] : field.size, '\0');
+        QByteArray wire(field.isArray ? arraySizes[seed % 4] : field.size, '\0');
         for (char &byte : wire)
-            byte = static_cast<char>(next += 0x4d);
-        values.append(field.is_result ? hex(result_codes[seed % 4]) : wire);
+            byte = char(next += 0x4d);
+        values.append(field.isResult ? hex(resultCodes[seed % 4]) : wire);
     }
     return values;
 }
@@ -134,8 +134,8 @@ QByteArray payload(const Message &message, const Values &values)
 {
     QByteArray bytes;
     for (int i = 0; i < values.size(); ++i) {
-        if (message.fields.at(i).is_array)
-            bytes.append(static_cast<char>(values.at(i).size()));
+        if (message.fields.at(i).isArray)
+            bytes.append(char(values.at(i).size()));
         bytes.append(values.at(i));
     }
     return bytes;
@@ -145,8 +145,8 @@ QByteArray frame(const Message &message, const QByteArray &payload)
 {
     QByteArray bytes;
     const int first = (message.kind == Kind::event ? 0x80 : 0) | (payload.size() >> 8);
-    for (const int byte : {first, payload.size() & 0xff, message.class_id, message.id})
-        bytes.append(static_cast<char>(byte));
+    for (const int byte : {first, payload.size() & 0xff, message.classId, message.id})
+        bytes.append(char(byte));
     return bytes + payload;
 }
 
@@ -158,10 +158,10 @@ QString shown(const Message &message, const Values &values)
     return QString::fromLatin1(text);
 }
 
-QString log_line(const Message &message, const Values &values)
+QString logLine(const Message &message, const Values &values)
 {
-    QStringList pieces(QString::fromLatin1("ble_" + message.method.left(4) + message.class_name + '_' +
-                                           message.name + '\t'));
+    QStringList pieces(
+        QString::fromLatin1("ble_" + message.method.left(4) + message.className + '_' + message.name + '\t'));
     for (int i = 0; i < values.size(); ++i)
         pieces += piece(message.kind, message.fields.at(i), values.at(i));
     return pieces.join(u'|');
@@ -175,9 +175,9 @@ QStringList received(const Message &message, const QByteArray &payload)
         const bool there = offset + field.size <= payload.size();
         const QByteArray wire = there ? payload.mid(offset, field.size) : QByteArray(field.size, '\0');
         offset += field.size;
-        values.append(field.is_array ? payload.mid(offset, static_cast<quint8>(wire.at(0))) : wire);
+        values.append(field.isArray ? payload.mid(offset, quint8(wire.at(0))) : wire);
     }
-    return {shown(message, values), QLatin1String("line ") + log_line(message, values),
+    return {shown(message, values), QLatin1String("line ") + logLine(message, values),
             QString::fromLatin1("data " + frame(message, payload).toHex())};
 }
 

@@ -14,20 +14,20 @@ struct Field
 {
     QByteArray type; // "uint8" .. "uint8array"
     QByteArray name;
-    bool is_result;
-    bool is_array;
+    bool isResult;
+    bool isArray;
     int size; // bytes on the wire; an array counts as its length byte
 };
 
 struct Message
 {
     Kind kind;
-    int class_id;
+    int classId;
     int id;
-    QByteArray class_name;
+    QByteArray className;
     QByteArray name;
     QByteArray method; // "cmd_reg_write"
-    int fixed_length;
+    int fixedLength;
     QVector<Field> fields;
 
     QByteArray title() const; // "system cmd_reg_write"
@@ -49,7 +49,7 @@ QByteArray frame(const Message &message, const QByteArray &payload);
 
 // What an EngineLog shows of the message.
 QString shown(const Message &message, const Values &values);
-QString log_line(const Message &message, const Values &values);
+QString logLine(const Message &message, const Values &values);
 // What it shows of a received payload of any length: 0 for a field that is not wholly there, arrays as far as
 // it goes.
 QStringList received(const Message &message, const QByteArray &payload);

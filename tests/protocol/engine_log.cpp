@@ -16,12 +16,12 @@ EngineLog::EngineLog(cls_ble &engine)
     for (const catalogue::Message &m : catalogue::messages()) {
         if (m.kind == catalogue::Kind::command)
             continue;
-        QObject *sender = class_object(engine, m.class_id);
+        QObject *sender = classObject(engine, m.classId);
         const int signal = sender->metaObject()->indexOfSignal(m.signature().constData());
         if (signal < 0)
             qFatal("no signal %s", m.title().constData());
-        QMetaObject::connect(sender, signal, this, staticMetaObject.methodCount() + m_received.size());
-        m_received.append(&m);
+        QMetaObject::connect(sender, signal, this, staticMetaObject.methodCount() + received.size());
+        received.append(&m);
     }
 }
 
@@ -30,12 +30,12 @@ int EngineLog::qt_metacall(QMetaObject::Call call, int id, void **args)
     id = QObject::qt_metacall(call, id, args);
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
-    const catalogue::Message &m = *m_received.at(id);
+    const catalogue::Message &m = *received.at(id);
     catalogue::Values values;
     for (const catalogue::Field &field : m.fields) {
         const void *argument = *++args;
-        values.append(field.is_array ? *static_cast<const QByteArray *>(argument)
-                                     : QByteArray(static_cast<const char *>(argument), field.size));
+        values.append(field.isArray ? *static_cast<const QByteArray *>(argument)
+                                    : QByteArray(static_cast<const char *>(argument), field.size));
     }
     add(catalogue::shown(m, values));
     return -1;
@@ -44,8 +44,8 @@ int EngineLog::qt_metacall(QMetaObject::Call call, int id, void **args)
 void EngineLog::add(const QString &entry)
 {
     entries.append(entry);
-    if (on_entry)
-        on_entry(entry);
+    if (onEntry)
+        onEntry(entry);
 }
 
 QString EngineLog::story() const
@@ -67,24 +67,24 @@ QStringList EngineLog::all(const char *kind) const
     return found;
 }
 
-QObject *class_object(cls_ble &engine, int class_id)
+QObject *classObject(cls_ble &engine, int classId)
 {
     QObject *const objects[] = {&engine.system,    &engine.flash, &engine.attributes, &engine.connection,
                                 &engine.attclient, &engine.sm,    &engine.gap,        &engine.hardware,
                                 &engine.test,      &engine.dfu};
-    return objects[class_id];
+    return objects[classId];
 }
 
-void call_command(cls_ble &engine, const catalogue::Message &command, const catalogue::Values &values)
+void callCommand(cls_ble &engine, const catalogue::Message &command, const catalogue::Values &values)
 {
     QVector<quint64> numbers(values.size());
     QVector<void *> args{nullptr};
     for (int i = 0; i < values.size(); ++i) {
         std::memcpy(&numbers[i], values[i].constData(), std::size_t(qMin(values[i].size(), 8)));
-        args.append(command.fields[i].is_array ? const_cast<QByteArray *>(&values[i])
-                                               : static_cast<void *>(&numbers[i]));
+        args.append(command.fields[i].isArray ? const_cast<QByteArray *>(&values[i])
+                                              : static_cast<void *>(&numbers[i]));
     }
-    QObject *object = class_object(engine, command.class_id);
+    QObject *object = classObject(engine, command.classId);
     const int slot = object->metaObject()->indexOfSlot(command.signature().constData());
     if (slot < 0)
         qFatal("no slot %s", command.title().constData());

@@ -18,7 +18,7 @@ public:
 
     QStringList entries;
     // Run inside the signal, once it is written down.
-    std::function<void(const QString &entry)> on_entry;
+    std::function<void(const QString &entry)> onEntry;
 
     // The entries in a word each: "line", "data", "sent", or the name of the message.
     QString story() const;
@@ -30,7 +30,7 @@ public:
 private:
     void add(const QString &entry);
 
-    QVector<const catalogue::Message *> m_received;
+    QVector<const catalogue::Message *> received;
 };
 
 // An engine and what it emits.
@@ -40,7 +40,7 @@ struct Rig
     EngineLog log{engine};
 };
 
-QObject *class_object(cls_ble &engine, int class_id);
+QObject *classObject(cls_ble &engine, int classId);
 
 // Calls the command's slot with these values.
-void call_command(cls_ble &engine, const catalogue::Message &command, const catalogue::Values &values);
+void callCommand(cls_ble &engine, const catalogue::Message &command, const catalogue::Values &values);

@@ -20,8 +20,8 @@ using namespace catalogue;
 
 namespace {
 
-const QMap<QByteArray, unsigned> type_codes = {{"uint8", 2},  {"int8", 3},       {"uint16", 4},  {"int16", 5},
-                                               {"uint32", 6}, {"uint8array", 8}, {"bd_addr", 10}};
+const QMap<QByteArray, unsigned> typeCodes = {{"uint8", 2},  {"int8", 3},       {"uint16", 4},  {"int16", 5},
+                                              {"uint32", 6}, {"uint8array", 8}, {"bd_addr", 10}};
 
 template <typename Key>
 QString listed(const QHash<Key, QString> &table)
@@ -29,7 +29,7 @@ QString listed(const QHash<Key, QString> &table)
     static_assert(sizeof(Key) == 4);
     QMap<uint, QString> sorted;
     for (auto it = table.begin(); it != table.end(); ++it)
-        sorted.insert(static_cast<uint>(it.key()), QStringLiteral("%1 %2").arg(it.key()).arg(it.value()));
+        sorted.insert(uint(it.key()), QStringLiteral("%1 %2").arg(it.key()).arg(it.value()));
     return QStringList(sorted.begin(), sorted.end()).join(QStringLiteral(", "));
 }
 
@@ -43,7 +43,7 @@ QString parsed(const char *text)
     return hex_text(to_bytes(value));
 }
 
-QString parsed_array(const char *text)
+QString parsedArray(const char *text)
 {
     QByteArray value;
     from_text(QString::fromLatin1(text), value);
@@ -85,7 +85,7 @@ QMap<QString, QByteArray> contents(const QString &folder)
 
 } // namespace
 
-class tst_Catalogue : public QObject
+class TestCatalogue : public QObject
 {
     Q_OBJECT
 
@@ -114,10 +114,10 @@ private Q_SLOTS:
             {"attclient", 12, 7}, {"sm", 9, 5},    {"gap", 13, 2},       {"hardware", 23, 5},
             {"test", 7, 0},       {"dfu", 6, 1}};
         cls_ble engine;
-        int class_id = 0;
+        int classId = 0;
         int response = 116; // index of its record
         for (const auto &[name, commands, events] : rows) {
-            QObject *object = class_object(engine, class_id);
+            QObject *object = classObject(engine, classId);
             const QMetaObject *meta = object->metaObject();
             QCOMPARE(QByteArray(meta->className()), QByteArray("cls_ble_") + name);
             QVERIFY(!object->parent());
@@ -126,7 +126,7 @@ private Q_SLOTS:
             QByteArrayList expected;
             for (const Kind kind : {Kind::response, Kind::event, Kind::command}) {
                 for (const Message &m : messages()) {
-                    if (m.kind != kind || m.class_id != class_id)
+                    if (m.kind != kind || m.classId != classId)
                         continue;
                     QByteArrayList names;
                     for (const Field &field : m.fields)
@@ -145,13 +145,13 @@ private Q_SLOTS:
             QCOMPARE(found, expected);
             QCOMPARE(found.size(), 2 * commands + events);
 
-            QCOMPARE(int(response_table[class_id].count), commands);
-            QCOMPARE(int(event_table[class_id].count), events);
+            QCOMPARE(int(response_table[classId].count), commands);
+            QCOMPARE(int(event_table[classId].count), events);
             for (int id = 0; id < commands; ++id)
-                QCOMPARE(response_table[class_id].records[id], record_at(response++));
+                QCOMPARE(response_table[classId].records[id], record_at(response++));
             for (int id = 0; id < events; ++id)
-                QCOMPARE(event_table[class_id].records[id]->header[3], uint8(id));
-            ++class_id;
+                QCOMPARE(event_table[classId].records[id]->header[3], uint8(id));
+            ++classId;
         }
     }
 
@@ -167,13 +167,13 @@ private Q_SLOTS:
             uint32 types = 0;
             for (int f = 0; f < m.fields.size(); ++f) {
                 length += m.fields.at(f).size;
-                types |= type_codes.value(m.fields.at(f).type) << (4 * f);
+                types |= typeCodes.value(m.fields.at(f).type) << (4 * f);
             }
-            QCOMPARE(m.fixed_length, length);
+            QCOMPARE(m.fixedLength, length);
             QCOMPARE(QByteArray(reinterpret_cast<const char *>(record.header), 4),
                      frame(m, QByteArray(length, '\0')).left(4));
             QCOMPARE(record.parameter_types, types);
-            QCOMPARE(message_name(i), QString::fromLatin1(m.class_name + '_' + m.name));
+            QCOMPARE(message_name(i), QString::fromLatin1(m.className + '_' + m.name));
             if (m.kind == Kind::command)
                 record.handler(&rig.engine, {"", 0});
         }
@@ -266,7 +266,7 @@ private Q_SLOTS:
             QStringLiteral("ce 00 0028 d4fe"));
         QCOMPARE(joined({parsed<uint32>("ffffffff"), parsed<uint32>("1ffffffff")}),
                  QStringLiteral("ffffffff 00000000"));
-        QCOMPARE(joined({parsed_array("0aFF"), parsed_array("0a:ff zz"), parsed_array("aff")}),
+        QCOMPARE(joined({parsedArray("0aFF"), parsedArray("0a:ff zz"), parsedArray("aff")}),
                  QStringLiteral("0aff 0aff 0aff"));
         QCOMPARE(joined({parsed<bd_addr>("00:07:80:aa:BB:cc"), parsed<bd_addr>("1ff:7:80:aa:bb:zz"),
                          parsed<bd_addr>("1:2:3:4:5:6:7"), parsed<bd_addr>(":::::")}),
@@ -331,5 +331,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_Catalogue)
+QTEST_GUILESS_MAIN(TestCatalogue)
 #include "tst_catalogue.moc"

@@ -10,23 +10,23 @@
 using namespace catalogue;
 
 // Bytes wait in a private member, and how many do is part of the rule: an explicit instantiation may name it.
-QByteArray &waiting_bytes(cls_ble &engine);
+QByteArray &waitingBytes(cls_ble &engine);
 
 template <auto Member>
 struct Opener
 {
-    friend QByteArray &waiting_bytes(cls_ble &engine) { return engine.*Member; }
+    friend QByteArray &waitingBytes(cls_ble &engine) { return engine.*Member; }
 };
 template struct Opener<&cls_ble::rx_buffer>;
 
 namespace {
 
-const QByteArray hello_response = hex("00000001");
-const QByteArray info_response = hex("000c0008010002000300040005000607");
+const QByteArray helloResponse = hex("00000001");
+const QByteArray infoResponse = hex("000c0008010002000300040005000607");
 
 } // namespace
 
-class tst_Engine : public QObject
+class TestEngine : public QObject
 {
     Q_OBJECT
 
@@ -61,7 +61,7 @@ private Q_SLOTS:
             if (step.startsWith(u'>'))
                 continue;
             if (step.startsWith(QLatin1String("left:"))) {
-                seen += QLatin1String("left:") + QString::fromLatin1(waiting_bytes(engine).toHex());
+                seen += QLatin1String("left:") + QString::fromLatin1(waitingBytes(engine).toHex());
                 continue;
             }
             if (actions.contains(step))
@@ -160,7 +160,7 @@ private Q_SLOTS:
     void commandFromResponse()
     {
         on_hello([this] { rig->engine.system.cmd_get_info(); });
-        rig->engine.rx_data(hello_response);
+        rig->engine.rx_data(helloResponse);
         QCOMPARE(rig->log.story(), QStringLiteral("hello line sent line data"));
         QCOMPARE(rig->log.all("line").constFirst(), QStringLiteral("ble_cmd_system_get_info\t"));
 
@@ -168,7 +168,7 @@ private Q_SLOTS:
         rig->engine.set_flow_control(true);
         rig->engine.system.cmd_hello();
         rig->log.entries.clear();
-        rig->engine.rx_data(hello_response);
+        rig->engine.rx_data(helloResponse);
         QCOMPARE(rig->log.story(), QStringLiteral("hello line line data sent"));
     }
 
@@ -183,16 +183,16 @@ private Q_SLOTS:
             rig->engine.system.cmd_hello();
             rig->log.entries.clear();
             bool fed = false;
-            rig->log.on_entry = [&](const QString &entry) {
+            rig->log.onEntry = [&](const QString &entry) {
                 if (fed || !entry.startsWith(QLatin1String(kind)))
                     return;
                 fed = true;
                 const int before = rig->log.entries.size();
-                rig->engine.rx_data(info_response.left(5));
-                rig->engine.rx_data(info_response.mid(5));
+                rig->engine.rx_data(infoResponse.left(5));
+                rig->engine.rx_data(infoResponse.mid(5));
                 QCOMPARE(rig->log.entries.size(), before);
             };
-            rig->engine.rx_data(hello_response + hex("80000005"));
+            rig->engine.rx_data(helloResponse + hex("80000005"));
             QVERIFY2(fed, kind);
             QCOMPARE(rig->log.story(),
                      QStringLiteral("hello line data sent no_license_key line data get_info line data"));
@@ -202,10 +202,10 @@ private Q_SLOTS:
     // Bytes that are fed go behind those that wait already.
     void restOfOwnFrameLater()
     {
-        on_hello([&] { rig->engine.rx_data(info_response.mid(6)); });
-        rig->engine.rx_data(hello_response + info_response.left(6));
+        on_hello([&] { rig->engine.rx_data(infoResponse.mid(6)); });
+        rig->engine.rx_data(helloResponse + infoResponse.left(6));
         QCOMPARE(rig->log.story(), QStringLiteral("hello line data get_info line data"));
-        QCOMPARE(rig->log.all("data").constLast(), QString::fromLatin1(info_response.toHex()));
+        QCOMPARE(rig->log.all("data").constLast(), QString::fromLatin1(infoResponse.toHex()));
     }
 
     // The handler's own frame stays whole, and long junk is passed over, though the buffer grows and moves
@@ -231,14 +231,14 @@ private Q_SLOTS:
                 return;
             QEventLoop loop;
             QTimer::singleShot(0, &rig->engine, [&] {
-                rig->engine.rx_data(info_response);
+                rig->engine.rx_data(infoResponse);
                 rig->engine.system.cmd_get_counters();
                 loop.quit();
             });
             loop.exec();
             QCOMPARE(rig->log.story(), QStringLiteral("hello line sent"));
         });
-        rig->engine.rx_data(hello_response + hello_response);
+        rig->engine.rx_data(helloResponse + helloResponse);
         QCOMPARE(rig->log.story(),
                  QStringLiteral("hello line sent line data hello line data get_info line data"));
     }
@@ -250,7 +250,7 @@ private Q_SLOTS:
         rig->engine.system.cmd_hello();
         on_hello([this] { rig->engine.reset_queue(); });
         rig->log.entries.clear();
-        rig->engine.rx_data(hello_response);
+        rig->engine.rx_data(helloResponse);
         // 1 received, none sent, nothing queued.
         QCOMPARE(rig->log.story(), QStringLiteral("hello line data"));
         rig->engine.system.cmd_hello();
@@ -267,5 +267,5 @@ private:
     std::unique_ptr<Rig> rig;
 };
 
-QTEST_GUILESS_MAIN(tst_Engine)
+QTEST_GUILESS_MAIN(TestEngine)
 #include "tst_engine.moc"

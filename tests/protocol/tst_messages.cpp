@@ -14,7 +14,7 @@ using namespace catalogue;
 namespace {
 
 // What a writer was handed, both pieces as hex digits.
-void write_down(void *context, uint8 header_len, const char *header, uint16 array_len, const char *array)
+void writeDown(void *context, uint8 header_len, const char *header, uint16 array_len, const char *array)
 {
     *static_cast<QByteArray *>(context) =
         QByteArray(header, header_len).toHex() + '|' + QByteArray(array, array_len).toHex();
@@ -25,14 +25,14 @@ class SendCatcher : public cls_ble
 public:
     void send_message(uint8 header_len, const char *header, uint16 array_len, const char *array) override
     {
-        write_down(&written, header_len, header, array_len, array);
+        writeDown(&written, header_len, header, array_len, array);
     }
     QByteArray written;
 };
 
 } // namespace
 
-class tst_Messages : public QObject
+class TestMessages : public QObject
 {
     Q_OBJECT
 
@@ -44,7 +44,7 @@ private Q_SLOTS:
             for (const QString &word : row.at(1).split(u' ', Qt::SkipEmptyParts))
                 values += hex(word.toLatin1());
             Rig rig;
-            call_command(rig.engine, message(row.at(0).toLatin1()), values);
+            callCommand(rig.engine, message(row.at(0).toLatin1()), values);
             QCOMPARE(rig.log.entries,
                      (QStringList{QLatin1String("line ") + row.at(3), QLatin1String("sent ") + row.at(2)}));
         }
@@ -79,9 +79,9 @@ private Q_SLOTS:
             payloads += payload(m, values);
             if (m.kind != Kind::command)
                 continue;
-            call_command(rig.engine, m, values);
+            callCommand(rig.engine, m, values);
             QCOMPARE(rig.log.entries,
-                     (QStringList{QLatin1String("line ") + log_line(m, values),
+                     (QStringList{QLatin1String("line ") + logLine(m, values),
                                   QString::fromLatin1("sent " + frame(m, payloads.last()).toHex())}));
             rig.log.entries.clear();
         }
@@ -93,10 +93,10 @@ private Q_SLOTS:
             payloads += whole.left(size);
         payloads << whole + char(0x5a) << whole.leftJustified(2047, char(0x5a));
         const QByteArray next = hex("0040ff");
-        const Message &reg_read = message("system rsp_reg_read");
+        const Message &regRead = message("system rsp_reg_read");
         for (const QByteArray &payload : qAsConst(payloads)) {
-            rig.engine.rx_data(frame(m, payload) + frame(reg_read, next));
-            QCOMPARE(rig.log.entries, catalogue::received(m, payload) + catalogue::received(reg_read, next));
+            rig.engine.rx_data(frame(m, payload) + frame(regRead, next));
+            QCOMPARE(rig.log.entries, catalogue::received(m, payload) + catalogue::received(regRead, next));
             rig.log.entries.clear();
 
             // The handler alone, on memory of its own, for a sanitizer to see the first byte read beyond it.
@@ -153,11 +153,11 @@ private Q_SLOTS:
                 words += word == QLatin1String("p") ? reinterpret_cast<command_word>("aaaa")
                                                     : static_cast<command_word>(word.toInt(nullptr, 0));
             QByteArray written;
-            serialize_record(&write_down, &written, record, words.constData(), std::size_t(words.size()));
+            serialize_record(&writeDown, &written, record, words.constData(), std::size_t(words.size()));
             QCOMPARE(QString::fromLatin1(written), row.at(4));
         }
     }
 };
 
-QTEST_GUILESS_MAIN(tst_Messages)
+QTEST_GUILESS_MAIN(TestMessages)
 #include "tst_messages.moc"

@@ -23,30 +23,30 @@ namespace {
 
 constexpr int devices = 100;
 constexpr int rate = 8000; // advertisements a second; scannable devices answer each with one more
-constexpr int longest_between_clears = 5000; // frames
-constexpr int clears_a_pause = 4;
-constexpr int longest_scan_ms = 3000; // on a busy machine; the module holds what it has to write in that time
-constexpr int warm_up_pauses = 3;     // what is allocated once is there by then
+constexpr int longestBetweenClears = 5000; // frames
+constexpr int clearsAPause = 4;
+constexpr int longestScanMs = 3000; // on a busy machine; the module holds what it has to write in that time
+constexpr int warmUpPauses = 3;     // what is allocated once is there by then
 
 // A busy machine makes frames pile up in the queue of events, and the log longer. The queue keeps its room,
 // and the allocator some of what the longest log took.
-constexpr int heap_limit_kib = 4 * 1024;
-constexpr int rss_limit_kib = 48 * 1024;
+constexpr int heapLimitKib = 4 * 1024;
+constexpr int rssLimitKib = 48 * 1024;
 
 // The sanitizers' own memory would be most of what is measured.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool memory_counts = false;
 #else
-constexpr bool memory_counts = true;
+constexpr bool memoryCounts = true;
 #endif
 
 // The reports as the log tells them on one of its two ways. Each holds its number, from 1 on.
 struct Sequence
 {
     qint64 count = 0;
-    qint64 out_of_order = 0;
+    qint64 outOfOrder = 0;
 
-    void take(quint32 number) { out_of_order += number != quint32(++count); }
+    void take(quint32 number) { outOfOrder += number != quint32(++count); }
 };
 
 // Something that must not grow, taken at each pause.
@@ -61,7 +61,7 @@ struct Level
     {
         last = now;
         most = std::max(most, now);
-        if (++taken <= warm_up_pauses)
+        if (++taken <= warmUpPauses)
             first = most = now;
     }
 };
@@ -85,15 +85,15 @@ public:
 
     void run(int wanted)
     {
-        between_clears = std::min(longest_between_clears, wanted / (2 * warm_up_pauses * clears_a_pause));
+        betweenClears = std::min(longestBetweenClears, wanted / (2 * warmUpPauses * clearsAPause));
         QElapsedTimer clock;
         clock.start();
         int told = 0;
         // A slow build has all frames wanted in few pauses.
-        while ((frames < wanted || descriptors.taken <= warm_up_pauses) && frames == frames_written) {
+        while ((frames < wanted || descriptors.taken <= warmUpPauses) && frames == framesWritten) {
             scan();
-            compare_with_module();
-            compare_panels();
+            compareWithModule();
+            comparePanels();
             sample();
             if (frames / (wanted / 10.0) >= told + 1) {
                 told = int(frames / (wanted / 10.0));
@@ -108,17 +108,16 @@ public:
     bool report() const
     {
         int missed = 0;
-        missed += !print_equal("soak_frames_logged", frames, frames_written);
-        missed += !print_equal("soak_reports_logged", rx.count, reports_written);
-        missed += !print_equal("soak_reports_decoded", decoded.count, reports_written);
-        missed += !print_equal("soak_out_of_order", rx.out_of_order + decoded.out_of_order, 0);
-        missed += !print_equal("soak_panels_wrong", panels_wrong, 0);
-        missed +=
-            !print_limited("soak_pauses_missing", std::max(0, warm_up_pauses + 1 - descriptors.taken), 0);
-        missed += !print_limited("soak_descriptors_growth", descriptors.most - descriptors.first, 0);
-        if (memory_counts) {
-            missed += !print_limited("soak_heap_growth_kib", heap.most - heap.first, heap_limit_kib);
-            missed += !print_limited("soak_rss_growth_kib", rss.most - rss.first, rss_limit_kib);
+        missed += !printEqual("soak_frames_logged", frames, framesWritten);
+        missed += !printEqual("soak_reports_logged", rx.count, reportsWritten);
+        missed += !printEqual("soak_reports_decoded", decoded.count, reportsWritten);
+        missed += !printEqual("soak_out_of_order", rx.outOfOrder + decoded.outOfOrder, 0);
+        missed += !printEqual("soak_panels_wrong", panelsWrong, 0);
+        missed += !printLimited("soak_pauses_missing", std::max(0, warmUpPauses + 1 - descriptors.taken), 0);
+        missed += !printLimited("soak_descriptors_growth", descriptors.most - descriptors.first, 0);
+        if (memoryCounts) {
+            missed += !printLimited("soak_heap_growth_kib", heap.most - heap.first, heapLimitKib);
+            missed += !printLimited("soak_rss_growth_kib", rss.most - rss.first, rssLimitKib);
         }
         std::printf("soak_frames_per_second ours=%.0f\n", frames / seconds);
         return missed == 0;
@@ -127,19 +126,19 @@ public:
 private:
     void scan()
     {
-        frames_before = frames;
+        framesBefore = frames;
         scanning = true;
-        scan_clock.start();
+        scanClock.start();
         window->click("pushStartScan");
-        for (int clears = 1; clears < clears_a_pause && scanning; ++clears) {
-            wait_until([&] { return !scanning || log->line_store.size() >= 2 * between_clears; });
+        for (int clears = 1; clears < clearsAPause && scanning; ++clears) {
+            waitUntil([&] { return !scanning || log->line_store.size() >= 2 * betweenClears; });
             if (scanning) // else the line that ends the scan may be there already
-                clear_log();
+                clearLog();
         }
         const QLatin1String stopped("RX: 00020604");
-        wait_until(
+        waitUntil(
             [&] { return !log->line_store.isEmpty() && log->line_store.last().first().contains(stopped); });
-        clear_log();
+        clearLog();
     }
 
     // Frames that come faster than they are handled keep the event loop from all else, so the end of a scan
@@ -147,23 +146,23 @@ private:
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (scanning && event->type() == QEvent::MetaCall &&
-            (scan_clock.hasExpired(longest_scan_ms) ||
-             frames - frames_before + log->line_store.size() / 2 >= clears_a_pause * between_clears)) {
+            (scanClock.hasExpired(longestScanMs) ||
+             frames - framesBefore + log->line_store.size() / 2 >= clearsAPause * betweenClears)) {
             scanning = false;
             window->click("pushStopScan");
         }
         return false;
     }
 
-    void clear_log()
+    void clearLog()
     {
         for (const QStringList &line : qAsConst(log->line_store))
-            line.size() == 1 ? take_bytes(line.first()) : take_text(line);
+            line.size() == 1 ? takeBytes(line.first()) : takeText(line);
         window->click("pushLogClear");
     }
 
     // "<b>stamp</b> RX: 80...<br>": the bytes of a frame.
-    void take_bytes(const QString &line)
+    void takeBytes(const QString &line)
     {
         const QLatin1String mark("RX: ");
         const int at = line.indexOf(mark);
@@ -173,12 +172,12 @@ private:
         const QByteArray frame = QByteArray::fromHex(line.midRef(at + mark.size()).chopped(4).toLatin1());
         if (!frame.startsWith('\x80') || frame.mid(2, 2) != QByteArray(1, '\6') + '\0')
             return;
-        rx.take(qFromLittleEndian<quint32>(frame.constData() + number_at));
-        last_rssi[frame.mid(address_at, 7)] = frame.at(4);
+        rx.take(qFromLittleEndian<quint32>(frame.constData() + numberAt));
+        lastRssi[frame.mid(addressAt, 7)] = frame.at(4);
     }
 
     // The same decoded, a field each.
-    void take_text(const QStringList &line)
+    void takeText(const QStringList &line)
     {
         if (!line.value(1).contains(QLatin1String("ble_evt_gap_scan_response")))
             return;
@@ -189,23 +188,23 @@ private:
     }
 
     // What the module says that it wrote.
-    void compare_with_module()
+    void compareWithModule()
     {
         const int before = module.output().size();
         module.control("count");
         static const QRegularExpression count("count: (\\d+) frames, (\\d+) of gap_scan_response"_s);
         QRegularExpressionMatch told;
-        wait_until(
+        waitUntil(
             [&] { return (told = count.match(QString::fromUtf8(module.output()), before)).hasMatch(); });
-        frames_written = told.captured(1).toInt();
-        reports_written = told.captured(2).toInt();
+        framesWritten = told.captured(1).toInt();
+        reportsWritten = told.captured(2).toInt();
     }
 
     // What the panels show of the devices that were heard since the last pause. They begin anew after it.
-    void compare_panels()
+    void comparePanels()
     {
         QHash<QString, QString> heard; // what a panel's title and its signal strength have to be
-        for (auto device = last_rssi.cbegin(); device != last_rssi.cend(); ++device) {
+        for (auto device = lastRssi.cbegin(); device != lastRssi.cend(); ++device) {
             QByteArray address = device.key().left(6);
             std::reverse(address.begin(), address.end());
             const QLatin1String kind(device.key().at(6) == 0 ? "Public: " : "Random: ");
@@ -213,41 +212,41 @@ private:
                 "%1 dBm"_s.arg(int(qint8(device.value())));
         }
         const auto panels = window->widget().findChildren<DeviceListItem *>();
-        panels_wrong += qAbs(panels.size() - heard.size());
+        panelsWrong += qAbs(panels.size() - heard.size());
         for (const DeviceListItem *panel : panels) {
             const auto *const title = panel->findChild<QGroupBox *>("name"_s);
             const auto *const shown = panel->findChild<QLabel *>("rssi"_s);
-            panels_wrong += shown->text() != heard.value(title->title());
+            panelsWrong += shown->text() != heard.value(title->title());
         }
         window->click("pushClearDevices");
-        last_rssi.clear();
+        lastRssi.clear();
     }
 
     void sample()
     {
         QCoreApplication::processEvents();
-        rss.take(resident_kib());
-        heap.take(heap_in_use() / 1024);
-        descriptors.take(open_descriptors());
+        rss.take(residentKib());
+        heap.take(heapInUse() / 1024);
+        descriptors.take(openDescriptors());
     }
 
-    static constexpr int address_at = 6; // in the frame, behind the header, rssi and packet type
-    static constexpr int number_at = 19; // behind address, its type, bond, length and the element's head
+    static constexpr int addressAt = 6; // in the frame, behind the header, rssi and packet type
+    static constexpr int numberAt = 19; // behind address, its type, bond, length and the element's head
 
     SimulatedModule module;
     std::unique_ptr<Window> window;
     LogView *log = nullptr;
-    int between_clears = 0;
+    int betweenClears = 0;
     int frames = 0;
-    int frames_before = 0; // this scan
-    QElapsedTimer scan_clock;
+    int framesBefore = 0; // this scan
+    QElapsedTimer scanClock;
     bool scanning = false;
     Sequence rx;
     Sequence decoded;
-    QHash<QByteArray, char> last_rssi; // by address and its type
-    int frames_written = 0;
-    int reports_written = 0;
-    int panels_wrong = 0;
+    QHash<QByteArray, char> lastRssi; // by address and its type
+    int framesWritten = 0;
+    int reportsWritten = 0;
+    int panelsWrong = 0;
     Level rss, heap; // KiB
     Level descriptors;
     double seconds = 0;

@@ -7,7 +7,7 @@
 
 // What this process holds, as the system counts it.
 
-inline int open_descriptors()
+inline int openDescriptors()
 {
     // The listing's own descriptor is one of them.
     return QDir(QStringLiteral("/proc/self/fd"))
@@ -16,20 +16,20 @@ inline int open_descriptors()
            1;
 }
 
-inline int running_threads()
+inline int runningThreads()
 {
     return QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
 }
 
 // Bytes allocated and not freed.
-inline double heap_in_use()
+inline double heapInUse()
 {
     const struct mallinfo2 info = mallinfo2();
     return double(info.uordblks) + double(info.hblkhd);
 }
 
 // KiB of memory that the system has given, freed ones that the allocator keeps among them.
-inline int resident_kib()
+inline int residentKib()
 {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))

@@ -8,10 +8,10 @@
 #include <unistd.h>
 
 // What this process writes to its standard output and debug output while the object lives, from any thread.
-class captured_output
+class CapturedOutput
 {
 public:
-    captured_output()
+    CapturedOutput()
         : saved(::dup(STDOUT_FILENO))
     {
         file.open();
@@ -23,17 +23,17 @@ public:
             current->messages << message;
         });
     }
-    ~captured_output()
+    ~CapturedOutput()
     {
         qInstallMessageHandler(previous);
-        std::fputs(standard_output().constData(), stdout); // a failed check's message may be among it
+        std::fputs(standardOutput().constData(), stdout); // a failed check's message may be among it
         ::close(saved);
     }
-    captured_output(const captured_output &) = delete;
-    captured_output &operator=(const captured_output &) = delete;
+    CapturedOutput(const CapturedOutput &) = delete;
+    CapturedOutput &operator=(const CapturedOutput &) = delete;
 
     // Ends the capture of the standard output and takes what there is.
-    QByteArray standard_output()
+    QByteArray standardOutput()
     {
         std::fflush(stdout);
         ::dup2(saved, STDOUT_FILENO);
@@ -43,14 +43,14 @@ public:
         return all;
     }
 
-    QStringList debug_output() const
+    QStringList debugOutput() const
     {
         const std::lock_guard lock(mutex);
         return messages;
     }
 
 private:
-    static inline captured_output *current = nullptr;
+    static inline CapturedOutput *current = nullptr;
     int saved;
     QTemporaryFile file;
     QtMessageHandler previous = nullptr;

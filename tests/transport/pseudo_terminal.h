@@ -11,7 +11,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-inline int lowest_free_descriptor()
+inline int lowestFreeDescriptor()
 {
     const int free = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     ::close(free);
@@ -20,34 +20,34 @@ inline int lowest_free_descriptor()
 
 // Does the work while the system gives this process no more than so many descriptors.
 template <typename Work>
-void with_descriptors_left(unsigned count, const Work &work)
+void withDescriptorsLeft(unsigned count, const Work &work)
 {
     rlimit before = {};
     ::getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit few = {static_cast<rlim_t>(lowest_free_descriptor()) + count, before.rlim_max};
+    const rlimit few = {static_cast<rlim_t>(lowestFreeDescriptor()) + count, before.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &few);
     work();
     ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 // The module's end of a pseudo-terminal; UartDev opens the other one by its path.
-class pseudo_terminal
+class PseudoTerminal
 {
 public:
-    pseudo_terminal()
+    PseudoTerminal()
         : fd(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
     {
         ::grantpt(fd);
         ::unlockpt(fd);
         char name[64] = {};
         ::ptsname_r(fd, name, sizeof name);
-        own_path = QString::fromLatin1(name);
+        ownPath = QString::fromLatin1(name);
     }
-    ~pseudo_terminal() { unplug(); }
-    pseudo_terminal(const pseudo_terminal &) = delete;
-    pseudo_terminal &operator=(const pseudo_terminal &) = delete;
+    ~PseudoTerminal() { unplug(); }
+    PseudoTerminal(const PseudoTerminal &) = delete;
+    PseudoTerminal &operator=(const PseudoTerminal &) = delete;
 
-    const QString &path() const { return own_path; }
+    const QString &path() const { return ownPath; }
     int descriptor() const { return fd; }
 
     bool send(const QByteArray &bytes)
@@ -65,7 +65,7 @@ public:
             const ssize_t size = ::read(fd, chunk, sizeof chunk);
             if (size <= 0)
                 break;
-            got.append(chunk, static_cast<int>(size));
+            got.append(chunk, int(size));
         }
         return got;
     }
@@ -79,5 +79,5 @@ public:
 
 private:
     int fd;
-    QString own_path;
+    QString ownPath;
 };

@@ -21,53 +21,53 @@
 
 namespace {
 
-constexpr int patience_ms = 10000;
-constexpr int peer_frames = 400;       // of one round
-constexpr int much = 256 * 1024;       // bytes, more than a pseudo-terminal takes with nobody reading
-constexpr int latest_moment_us = 8000; // of an end that comes at random
-constexpr int detach_limit_ms = 2000;
+constexpr int patienceMs = 10000;
+constexpr int peerFrames = 400;      // of one round
+constexpr int much = 256 * 1024;     // bytes, more than a pseudo-terminal takes with nobody reading
+constexpr int latestMomentUs = 8000; // of an end that comes at random
+constexpr int detachLimitMs = 2000;
 
 enum Course {
-    detaches,         // while frames pass both ways
-    receives_all,     // waits for the last of the peer's frames first
-    vanishes,         // the peer closes while frames pass both ways
-    leaves_unread,    // the peer reads nothing, and what was written fits
-    blocked_reads,    // the peer reads nothing until a write waits for it; then all
-    blocked_vanishes, // it closes instead
-    blocked_closed,   // the port is closed by another thread, as its own does after a failure
+    detaches,        // while frames pass both ways
+    receivesAll,     // waits for the last of the peer's frames first
+    vanishes,        // the peer closes while frames pass both ways
+    leavesUnread,    // the peer reads nothing, and what was written fits
+    blockedReads,    // the peer reads nothing until a write waits for it; then all
+    blockedVanishes, // it closes instead
+    blockedClosed,   // the port is closed by another thread, as its own does after a failure
     courses
 };
 
-bool is_blocked(Course course)
+bool isBlocked(Course course)
 {
-    return course >= blocked_reads;
+    return course >= blockedReads;
 }
 
 // The system drops what is on its way when the other end of a pseudo-terminal closes, and a read of that
 // moment may go on behind the gap.
-bool peer_closes(Course course)
+bool peerCloses(Course course)
 {
-    return course == vanishes || course == blocked_vanishes;
+    return course == vanishes || course == blockedVanishes;
 }
 
 // Frame `number` of a stream: sizes of all kinds, and the number in it if there is room.
-QByteArray numbered_frame(quint32 number)
+QByteArray numberedFrame(quint32 number)
 {
     const int length = int(number * 37 % 256);
-    QByteArray payload(length, static_cast<char>(number));
+    QByteArray payload(length, char(number));
     for (int at = 0; at < qMin(4, length); ++at)
-        payload[at] = static_cast<char>(number >> (8 * at));
-    return QByteArray(1, '\0') + static_cast<char>(length) + "\1\2" + payload;
+        payload[at] = char(number >> (8 * at));
+    return QByteArray(1, '\0') + char(length) + "\1\2" + payload;
 }
 
 // The module's end of a round, in a thread of its own.
 class Peer
 {
 public:
-    Peer(pseudo_terminal &line, Course course, int moment, UartDev &other)
+    Peer(PseudoTerminal &line, Course course, int moment, UartDev &other)
         : terminal(line)
         , kind(course)
-        , moment_us(moment)
+        , momentUs(moment)
         , device(other)
         , thread([this] { run(); })
     {
@@ -76,7 +76,7 @@ public:
     // What came until the device had gone, or to the peer's own end.
     QByteArray finish()
     {
-        host_is_gone = true;
+        hostIsGone = true;
         thread.join();
         return received;
     }
@@ -85,18 +85,18 @@ private:
     void run()
     {
         const int fd = terminal.descriptor();
-        if (is_blocked(kind)) {
+        if (isBlocked(kind)) {
             pollfd ready = {fd, POLLIN, 0};
-            ::poll(&ready, 1, patience_ms); // the write has begun
+            ::poll(&ready, 1, patienceMs); // the write has begun
         }
         QElapsedTimer clock;
         clock.start();
-        const bool ends = peer_closes(kind) || kind == blocked_closed;
-        while (!ends || clock.nsecsElapsed() < moment_us * 1000LL) {
+        const bool ends = peerCloses(kind) || kind == blockedClosed;
+        while (!ends || clock.nsecsElapsed() < momentUs * 1000LL) {
             if (!pass(fd))
                 break;
         }
-        if (kind == blocked_closed)
+        if (kind == blockedClosed)
             device.Disconnect();
         else if (ends)
             terminal.unplug();
@@ -105,28 +105,28 @@ private:
     // Moves what can be moved; false once the host has gone and all that it wrote is here.
     bool pass(int fd)
     {
-        const bool reads = kind != leaves_unread && (!is_blocked(kind) || kind == blocked_reads);
-        const bool sends = !host_is_gone && (!outgoing.isEmpty() || next < peer_frames);
+        const bool reads = kind != leavesUnread && (!isBlocked(kind) || kind == blockedReads);
+        const bool sends = !hostIsGone && (!outgoing.isEmpty() || next < peerFrames);
         pollfd ready = {fd, short((reads ? POLLIN : 0) | (sends ? POLLOUT : 0)), 0};
         ::poll(&ready, 1, 1);
         char chunk[4096];
         const ssize_t got = reads ? ::read(fd, chunk, sizeof chunk) : 0;
-        const bool hung_up = reads && (got == 0 || (got < 0 && errno != EAGAIN)); // and nothing is on its way
+        const bool hungUp = reads && (got == 0 || (got < 0 && errno != EAGAIN)); // and nothing is on its way
         if (got > 0)
-            received.append(chunk, static_cast<int>(got));
+            received.append(chunk, int(got));
         if (sends && outgoing.isEmpty())
-            outgoing = numbered_frame(next++);
+            outgoing = numberedFrame(next++);
         const ssize_t put = sends ? ::write(fd, outgoing.constData(), size_t(outgoing.size())) : 0;
         if (put > 0)
-            outgoing.remove(0, static_cast<int>(put));
-        return !host_is_gone || (reads && !hung_up);
+            outgoing.remove(0, int(put));
+        return !hostIsGone || (reads && !hungUp);
     }
 
-    pseudo_terminal &terminal;
+    PseudoTerminal &terminal;
     const Course kind;
-    const int moment_us;
+    const int momentUs;
     UartDev &device;
-    std::atomic<bool> host_is_gone{false};
+    std::atomic<bool> hostIsGone{false};
     QByteArray received;
     QByteArray outgoing;
     quint32 next = 0;
@@ -139,7 +139,7 @@ public:
     explicit Rounds(quint32 seed)
         : random(seed)
     {
-        plug_in();
+        plugIn();
     }
 
     // One attach and detach; a text that says what went wrong, or none.
@@ -150,71 +150,71 @@ public:
         QObject window; // where the frames go, in the main thread
         auto device = std::make_unique<UartDev>(terminal->path(), nullptr);
         QObject::connect(device.get(), &CommDev::RxData, &window, [&](const QByteArray &frame) {
-            gap = gap || frame != numbered_frame(arrived);
+            gap = gap || frame != numberedFrame(arrived);
             arrived += gap ? 0 : 1;
         });
-        show_end_of_thread(*device);
+        showEndOfThread(*device);
         if (!device->Open())
             return "the port does not open";
         device->SetBaudrate(115200);
-        Peer peer(*terminal, course, up_to(latest_moment_us), *device);
+        Peer peer(*terminal, course, upTo(latestMomentUs), *device);
 
         QByteArray written;
-        const bool write_ok = is_blocked(course) ? write_much(*device, course, written)
-                                                 : write_frames(*device, course, written);
-        const bool complete = course != receives_all || wait_for([&] { return arrived == peer_frames; });
+        const bool writeOk =
+            isBlocked(course) ? writeMuch(*device, course, written) : writeFrames(*device, course, written);
+        const bool complete = course != receivesAll || waitFor([&] { return arrived == peerFrames; });
         QElapsedTimer clock;
         clock.start();
         device.reset();
-        longest_detach_ms = std::max(longest_detach_ms, double(clock.nsecsElapsed()) / 1e6);
+        longestDetachMs = std::max(longestDetachMs, double(clock.nsecsElapsed()) / 1e6);
         const QByteArray received = peer.finish();
         QCoreApplication::processEvents(); // frames of before the end
         frames += arrived;
         gaps += gap;
 
-        if (!write_ok)
+        if (!writeOk)
             return "a write did not end as it had to";
         if (!complete)
             return "frames are missing";
-        if (gap && !peer_closes(course))
+        if (gap && !peerCloses(course))
             return "a frame came changed or out of order";
-        const bool all_read = course == detaches || course == receives_all || course == blocked_reads;
-        if (all_read ? received != written : !written.startsWith(received))
+        const bool allRead = course == detaches || course == receivesAll || course == blockedReads;
+        if (allRead ? received != written : !written.startsWith(received))
             return "the other end read something else than was written";
         settle();
         return nullptr;
     }
 
-    Course next_course() { return Course(up_to(courses - 1)); }
+    Course nextCourse() { return Course(upTo(courses - 1)); }
 
-    double longest_detach_ms = 0;
+    double longestDetachMs = 0;
     long long frames = 0;
     long long gaps = 0;
-    long long blocked_writes = 0;
+    long long blockedWrites = 0;
 
 private:
-    int up_to(int most) { return int(random() % uint(most + 1)); }
+    int upTo(int most) { return int(random() % uint(most + 1)); }
 
     template <typename Condition>
-    bool wait_for(const Condition &condition)
+    bool waitFor(const Condition &condition)
     {
         QElapsedTimer clock;
         clock.start();
-        while (!condition() && !clock.hasExpired(patience_ms))
+        while (!condition() && !clock.hasExpired(patienceMs))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         return condition();
     }
 
-    bool write_frames(UartDev &device, Course course, QByteArray &written)
+    bool writeFrames(UartDev &device, Course course, QByteArray &written)
     {
         constexpr int fits = 8; // frames that nobody needs to read
         QElapsedTimer clock;
         clock.start();
-        const int moment_us = up_to(latest_moment_us);
-        for (quint32 number = 0; clock.nsecsElapsed() < moment_us * 1000LL; ++number) {
-            if (course == leaves_unread && number == fits)
+        const int momentUs = upTo(latestMomentUs);
+        for (quint32 number = 0; clock.nsecsElapsed() < momentUs * 1000LL; ++number) {
+            if (course == leavesUnread && number == fits)
                 break;
-            const QByteArray frame = numbered_frame(number);
+            const QByteArray frame = numberedFrame(number);
             written += frame;
             device.TxData(frame);
             if (number % 16 == 0)
@@ -224,18 +224,18 @@ private:
         return true;
     }
 
-    bool write_much(UartDev &device, Course course, QByteArray &written)
+    bool writeMuch(UartDev &device, Course course, QByteArray &written)
     {
         for (quint32 number = 0; written.size() < much; ++number)
-            written += numbered_frame(number);
+            written += numberedFrame(number);
         const int result = device.Write(uint(written.size()), written.constData());
-        ++blocked_writes;
-        return result == (course == blocked_reads ? 0 : -1);
+        ++blockedWrites;
+        return result == (course == blockedReads ? 0 : -1);
     }
 
-    void plug_in()
+    void plugIn()
     {
-        terminal = std::make_unique<pseudo_terminal>();
+        terminal = std::make_unique<PseudoTerminal>();
         ::fcntl(terminal->descriptor(), F_SETFL, O_NONBLOCK);
     }
 
@@ -243,7 +243,7 @@ private:
     void settle()
     {
         if (terminal->descriptor() < 0)
-            return plug_in();
+            return plugIn();
         const int slave = ::open(terminal->path().toLatin1().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
         ::tcflush(slave, TCIFLUSH);
         ::close(slave);
@@ -254,11 +254,11 @@ private:
     }
 
     std::mt19937 random;
-    std::unique_ptr<pseudo_terminal> terminal;
+    std::unique_ptr<PseudoTerminal> terminal;
 };
 
 // The lines of what the reading threads say that are no known failure of a read or a write.
-int strange_lines(const QByteArray &said)
+int strangeLines(const QByteArray &said)
 {
     int strange = 0;
     for (const QByteArray &line : said.toLower().split('\n')) {
@@ -280,15 +280,15 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "reattach [ROUNDS [SEED]]\n");
         return 2;
     }
-    captured_output captured;
+    CapturedOutput captured;
     Rounds rounds(seed);
-    const int descriptors = open_descriptors();
+    const int descriptors = openDescriptors();
     int threads = 0; // without the one that counts; the sanitizer's own begins with the first
-    std::thread([&threads] { threads = running_threads() - 1; }).join();
+    std::thread([&threads] { threads = runningThreads() - 1; }).join();
     int good = 0;
     for (; good < count; ++good) {
         // Each course once, then any.
-        const Course course = good < courses ? Course(good) : rounds.next_course();
+        const Course course = good < courses ? Course(good) : rounds.nextCourse();
         if (const char *fault = rounds.run(course)) {
             std::fprintf(stderr, "round %d, course %d: %s\n", good, int(course), fault);
             break;
@@ -297,21 +297,21 @@ int main(int argc, char **argv)
     // A thread that has ended may take a moment to leave the process.
     QElapsedTimer clock;
     clock.start();
-    while (running_threads() > threads && !clock.hasExpired(patience_ms))
+    while (runningThreads() > threads && !clock.hasExpired(patienceMs))
         std::this_thread::yield();
-    const int descriptors_after = open_descriptors();
-    const int strange = strange_lines(captured.standard_output());
-    const int threads_ended = captured.debug_output().count(QStringLiteral("UART thread exit"));
+    const int descriptorsAfter = openDescriptors();
+    const int strange = strangeLines(captured.standardOutput());
+    const int threadsEnded = captured.debugOutput().count(QStringLiteral("UART thread exit"));
 
-    const int gap_limit = 2 + count / 50;
-    bool kept = print_equal("reattach_rounds", good, count);
-    kept = print_equal("reattach_threads_ended", threads_ended, count) && kept;
-    kept = print_equal("reattach_threads_left", running_threads(), threads) && kept;
-    kept = print_equal("reattach_descriptors_left", descriptors_after, descriptors) && kept;
-    kept = print_equal("reattach_unknown_messages", strange, 0) && kept;
-    kept = print_limited("reattach_gaps_at_an_end", double(rounds.gaps), gap_limit) && kept;
-    kept = print_limited("reattach_longest_detach_ms", rounds.longest_detach_ms, detach_limit_ms) && kept;
+    const int gapLimit = 2 + count / 50;
+    bool kept = printEqual("reattach_rounds", good, count);
+    kept = printEqual("reattach_threads_ended", threadsEnded, count) && kept;
+    kept = printEqual("reattach_threads_left", runningThreads(), threads) && kept;
+    kept = printEqual("reattach_descriptors_left", descriptorsAfter, descriptors) && kept;
+    kept = printEqual("reattach_unknown_messages", strange, 0) && kept;
+    kept = printLimited("reattach_gaps_at_an_end", double(rounds.gaps), gapLimit) && kept;
+    kept = printLimited("reattach_longest_detach_ms", rounds.longestDetachMs, detachLimitMs) && kept;
     std::printf("reattach_frames_received ours=%lld\nreattach_blocked_writes ours=%lld\n", rounds.frames,
-                rounds.blocked_writes);
+                rounds.blockedWrites);
     return kept ? 0 : 1;
 }

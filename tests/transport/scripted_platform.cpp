@@ -3,25 +3,25 @@
 #include <algorithm>
 #include <cstring>
 
-static scripted_platform *&play = scripted_platform::current;
+static ScriptedPlatform *&play = ScriptedPlatform::current;
 
 namespace {
 
-thread_local std::uint32_t last_failure = 0;
+thread_local std::uint32_t lastFailure = 0;
 
 bool fail(std::uint32_t error)
 {
-    last_failure = error;
+    lastFailure = error;
     return false;
 }
 
-bool end(const scripted_step &step, std::uint32_t &moved)
+bool end(const ScriptedStep &step, std::uint32_t &moved)
 {
     moved = step.moves;
     return step.error == 0 || fail(step.error);
 }
 
-bool start(const scripted_step &step, std::optional<scripted_step> &pending, std::uint32_t &moved)
+bool start(const ScriptedStep &step, std::optional<ScriptedStep> &pending, std::uint32_t &moved)
 {
     if (!step.pending)
         return end(step, moved);
@@ -31,15 +31,15 @@ bool start(const scripted_step &step, std::optional<scripted_step> &pending, std
 
 bool copy(const std::optional<QByteArray> &value, char *buffer, std::uint32_t size)
 {
-    if (buffer == nullptr || !value || static_cast<std::uint32_t>(value->size()) > size)
+    if (!buffer || !value || std::uint32_t(value->size()) > size)
         return fail(122);
-    std::memcpy(buffer, value->constData(), static_cast<std::size_t>(value->size()));
+    std::memcpy(buffer, value->constData(), std::size_t(value->size()));
     return true;
 }
 
 } // namespace
 
-QString scripted_platform::calls(const char *prefix) const
+QString ScriptedPlatform::calls(const char *prefix) const
 {
     const std::lock_guard lock(mutex);
     QStringList found;
@@ -48,13 +48,13 @@ QString scripted_platform::calls(const char *prefix) const
     return found.join(QStringLiteral(", "));
 }
 
-QList<QByteArray> scripted_platform::written() const
+QList<QByteArray> ScriptedPlatform::written() const
 {
     const std::lock_guard lock(mutex);
-    return moved_out;
+    return movedOut;
 }
 
-bool scripted_platform::note(const char *format, long long first, long long second)
+bool ScriptedPlatform::note(const char *format, long long first, long long second)
 {
     const std::lock_guard lock(mutex);
     noted << QString::asprintf(format, first, second);
@@ -67,7 +67,7 @@ handle open_port(const char *path)
 {
     play->note("open_port ");
     play->noted.last() += QString::fromLatin1(path);
-    return play->port_opens ? scripted_platform::port : invalid_handle;
+    return play->portOpens ? ScriptedPlatform::port : invalid_handle;
 }
 
 // Results that nobody is to look at are failures here.
@@ -84,7 +84,7 @@ bool clear_timeouts(handle)
 bool get_line_state(handle, line_state &state)
 {
     play->note("get_line_state %lld", state.length);
-    if (!play->line_state_readable)
+    if (!play->lineStateReadable)
         return fail(6);
     play->line.length = state.length;
     state = play->line;
@@ -101,15 +101,15 @@ bool set_line_state(handle, const line_state &state)
 handle create_event()
 {
     play->note("create_event");
-    const int made = play->events_made++;
-    return made < play->events_available ? scripted_platform::exit_event + made : no_event;
+    const int made = play->eventsMade++;
+    return made < play->eventsAvailable ? ScriptedPlatform::exitEvent + made : no_event;
 }
 
 bool set_event(handle event)
 {
     play->note("set_event %lld", event);
     const std::lock_guard lock(play->mutex);
-    play->signals_on.insert(event);
+    play->signalsOn.insert(event);
     play->signalled.notify_all();
     return true;
 }
@@ -122,17 +122,17 @@ bool close_handle(handle any)
 bool poll_event(handle event)
 {
     const std::lock_guard lock(play->mutex);
-    return play->signals_on.remove(event);
+    return play->signalsOn.remove(event);
 }
 
 int wait_for_either(handle first, handle second)
 {
     play->note("wait_for_either %lld %lld", first, second);
     std::unique_lock lock(play->mutex);
-    const auto &pending = first == scripted_platform::read_event ? play->pending_read : play->pending_write;
+    const auto &pending = first == ScriptedPlatform::readEvent ? play->pendingRead : play->pendingWrite;
     if (pending)
-        return pending->then_stop ? 1 : 0;
-    while (!play->signals_on.remove(second))
+        return pending->thenStop ? 1 : 0;
+    while (!play->signalsOn.remove(second))
         play->signalled.wait(lock);
     return 1;
 }
@@ -143,35 +143,35 @@ bool start_read(handle, void *buffer, std::uint32_t count, std::uint32_t &moved,
     const std::lock_guard lock(play->mutex);
     if (play->reads.isEmpty())
         return fail(error_io_pending);
-    scripted_step step = play->reads.takeFirst();
+    ScriptedStep step = play->reads.takeFirst();
     QByteArray &incoming = play->incoming;
-    step.moves = std::min({step.moves, count, static_cast<std::uint32_t>(incoming.size())});
+    step.moves = std::min({step.moves, count, std::uint32_t(incoming.size())});
     std::memcpy(buffer, incoming.constData(), step.moves);
-    incoming.remove(0, static_cast<int>(step.moves));
-    if (step.then_stop)
-        play->signals_on.insert(scripted_platform::exit_event);
-    return start(step, play->pending_read, moved);
+    incoming.remove(0, int(step.moves));
+    if (step.thenStop)
+        play->signalsOn.insert(ScriptedPlatform::exitEvent);
+    return start(step, play->pendingRead, moved);
 }
 
 bool start_write(handle port, const void *buffer, std::uint32_t count, std::uint32_t &moved, transfer &)
 {
     play->note("start_write %lld", count);
     const std::lock_guard lock(play->mutex);
-    if (port != scripted_platform::port)
+    if (port != ScriptedPlatform::port)
         return fail(6);
     auto &writes = play->writes;
-    const scripted_step step = writes.isEmpty() ? scripted_step{count} : writes.takeFirst();
+    const ScriptedStep step = writes.isEmpty() ? ScriptedStep{count} : writes.takeFirst();
     if (step.moves != 0) {
-        const QByteArray offered(static_cast<const char *>(buffer), static_cast<int>(count));
-        play->moved_out << offered.left(static_cast<int>(step.moves));
+        const QByteArray offered(static_cast<const char *>(buffer), int(count));
+        play->movedOut << offered.left(int(step.moves));
     }
-    return start(step, play->pending_write, moved);
+    return start(step, play->pendingWrite, moved);
 }
 
 bool transfer_result(handle, transfer &state, std::uint32_t &moved)
 {
     const std::lock_guard lock(play->mutex);
-    auto &pending = state.event == scripted_platform::read_event ? play->pending_read : play->pending_write;
+    auto &pending = state.event == ScriptedPlatform::readEvent ? play->pendingRead : play->pendingWrite;
     const auto step = std::exchange(pending, std::nullopt);
     return step ? end(*step, moved) : fail(996);
 }
@@ -183,7 +183,7 @@ bool cancel_transfers(handle port, transfer &state)
 
 std::uint32_t last_error()
 {
-    return last_failure;
+    return lastFailure;
 }
 
 const char *port_path_prefix()
@@ -193,37 +193,37 @@ const char *port_path_prefix()
 
 handle open_device_list()
 {
-    return play->device_list_opens ? 50 : invalid_handle;
+    return play->deviceListOpens ? 50 : invalid_handle;
 }
 
 bool device_at(handle, std::uint32_t index, device_record &device)
 {
     device.instance = index;
-    return static_cast<int>(index) < play->devices.size();
+    return int(index) < play->devices.size();
 }
 
 bool friendly_name(handle, device_record &device, char *buffer, std::uint32_t size, std::uint32_t *needed)
 {
-    const auto &name = play->devices.at(static_cast<int>(device.instance)).friendly_name;
-    if (needed != nullptr && name)
-        *needed = static_cast<std::uint32_t>(name->size());
+    const auto &name = play->devices.at(int(device.instance)).friendlyName;
+    if (needed && name)
+        *needed = std::uint32_t(name->size());
     return copy(name, buffer, size);
 }
 
 handle open_device_key(handle, device_record &device)
 {
     play->note("open_device_key %lld", device.instance);
-    const bool opens = play->devices.at(static_cast<int>(device.instance)).opens;
+    const bool opens = play->devices.at(int(device.instance)).opens;
     return opens ? 60 + static_cast<handle>(device.instance) : invalid_handle;
 }
 
 bool query_port_name(handle key, char *buffer, std::uint32_t &size)
 {
     play->note("query_port_name %lld", size);
-    const auto &name = play->devices.at(static_cast<int>(key) - 60).port_name;
+    const auto &name = play->devices.at(int(key) - 60).port_name;
     if (!copy(name, buffer, size))
         return false;
-    size = static_cast<std::uint32_t>(name->size());
+    size = std::uint32_t(name->size());
     return true;
 }
 

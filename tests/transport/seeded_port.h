@@ -22,15 +22,15 @@ public:
     seed(const seeded_port &port, int number)
         : path("System\\CurrentControlSet\\Enum\\ROOT\\PORTS\\000" + std::to_string(number))
     {
-        set_text(path, "ClassGUID", std::string("{4d36e978-e325-11ce-bfc1-08002be10318}") + '\0');
-        set_text(path, "Class", "Ports");
+        setText(path, "ClassGUID", std::string("{4d36e978-e325-11ce-bfc1-08002be10318}") + '\0');
+        setText(path, "Class", "Ports");
         if (port.friendly_name) {
             const auto size = static_cast<DWORD>((port.friendly_name->size() + 1) * sizeof(wchar_t));
             must(RegSetKeyValueW(HKEY_LOCAL_MACHINE, std::wstring(path.begin(), path.end()).c_str(),
                                  L"FriendlyName", REG_SZ, port.friendly_name->c_str(), size));
         }
-        if (port.value != nullptr)
-            set_text(path + "\\Device Parameters", port.value, port.port_name);
+        if (port.value)
+            setText(path + "\\Device Parameters", port.value, port.port_name);
     }
     ~seed() { must(RegDeleteTreeA(HKEY_LOCAL_MACHINE, path.c_str())); }
     seed(const seed &) = delete;
@@ -44,7 +44,7 @@ private:
         std::printf("FAILED: the registry takes no port: %ld\n", status);
         std::exit(1);
     }
-    static void set_text(const std::string &key, const char *name, std::string text)
+    static void setText(const std::string &key, const char *name, std::string text)
     {
         const std::size_t size = text.size();
         text += '#'; // the system would store a zero that comes after the text

@@ -17,22 +17,22 @@
 
 namespace {
 
-const QByteArray empty_frame = QByteArray::fromHex("00000001");
+const QByteArray emptyFrame = QByteArray::fromHex("00000001");
 const QString refusal = QStringLiteral("ERROR: cannot open serialport: \"%1\"");
 
-volatile int late_fd = -1;
+volatile int lateFd = -1;
 volatile std::sig_atomic_t ticks = 0;
 
 // The third signal brings the bytes that are waited for.
 extern "C" void tick(int)
 {
     ticks = ticks + 1;
-    if (ticks == 3 && ::write(late_fd, "later", 5) != 5)
+    if (ticks == 3 && ::write(lateFd, "later", 5) != 5)
         ::_exit(1);
 }
 
 // The slave's end as another program opens it.
-int open_beside(const QString &path)
+int openBeside(const QString &path)
 {
     return ::open(path.toLatin1().constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
 }
@@ -40,7 +40,7 @@ int open_beside(const QString &path)
 } // namespace
 
 // UartDev over real pseudo-terminals.
-class tst_Posix : public QObject
+class TestPosix : public QObject
 {
     Q_OBJECT
 
@@ -50,7 +50,7 @@ class tst_Posix : public QObject
     {
         auto device = std::make_unique<UartDev>(path, nullptr);
         connect(device.get(), &CommDev::RxData, this, [this](const QByteArray &frame) { frames << frame; });
-        show_end_of_thread(*device);
+        showEndOfThread(*device);
         return device->Open() ? std::move(device) : nullptr;
     }
 
@@ -63,15 +63,15 @@ private Q_SLOTS:
 
     void speeds()
     {
-        pseudo_terminal module;
-        const int beside = open_beside(module.path());
+        PseudoTerminal module;
+        const int beside = openBeside(module.path());
         termios2 before = {};
         QCOMPARE(::ioctl(beside, TCGETS2, &before), 0);
         auto device = open(module.path());
         QVERIFY(device);
         for (unsigned baud : {256000U, 128000U, 115200U, 57600U, 38400U, 19200U, 14400U, 9600U, 4800U, 2400U,
                               1200U, 600U, 300U, 110U}) {
-            for (int asked : {static_cast<int>(baud), 0, -1}) // the last two are no speeds
+            for (int asked : {int(baud), 0, -1}) // the last two are no speeds
                 device->SetBaudrate(asked);
             termios2 line = {};
             QCOMPARE(::ioctl(beside, TCGETS2, &line), 0);
@@ -83,7 +83,7 @@ private Q_SLOTS:
             QCOMPARE(line.c_iflag & (INPCK | ISTRIP | IXON | IXOFF | ICRNL | INLCR | IGNCR), 0U);
             QCOMPARE(line.c_oflag & OPOST, 0U);
         }
-        QVERIFY(module.send(empty_frame));
+        QVERIFY(module.send(emptyFrame));
         QTRY_COMPARE(frames.size(), 1);
         device.reset();
         termios2 after = {};
@@ -96,20 +96,20 @@ private Q_SLOTS:
 
     void otherEndGoesAway()
     {
-        pseudo_terminal module;
-        captured_output captured;
+        PseudoTerminal module;
+        CapturedOutput captured;
         auto device = open(module.path());
         QVERIFY(device);
         QVERIFY(module.send(QByteArray::fromHex("000200"))); // the start of a frame that never ends
         module.unplug();
         QVERIFY(device->wait(10000));
         device->SetBaudrate(9600);
-        device->TxData(empty_frame);
+        device->TxData(emptyFrame);
         device->Disconnect();
         device.reset();
-        QCOMPARE(captured.standard_output(),
+        QCOMPARE(captured.standardOutput(),
                  QByteArray("ERROR: ReadFile failed:5\nERROR: WriteFile failed:9\n"));
-        QCOMPARE(captured.debug_output().join(QLatin1Char('/')),
+        QCOMPARE(captured.debugOutput().join(QLatin1Char('/')),
                  QStringLiteral("UART disconnecting/UART thread exit"));
         QCoreApplication::processEvents();
         QVERIFY(frames.isEmpty());
@@ -117,39 +117,39 @@ private Q_SLOTS:
 
     void stopRightAfterOpen()
     {
-        pseudo_terminal module;
+        PseudoTerminal module;
         for (int round = 0; round < 50; ++round) {
             const auto device = open(module.path());
             QVERIFY(device);
-            device->TxData(empty_frame);
+            device->TxData(emptyFrame);
         }
-        QCOMPARE(module.receive(200), empty_frame.repeated(50));
+        QCOMPARE(module.receive(200), emptyFrame.repeated(50));
     }
 
     void busyPortIsRefused()
     {
-        pseudo_terminal module;
-        const int beside = open_beside(module.path());
+        PseudoTerminal module;
+        const int beside = openBeside(module.path());
         QCOMPARE(::flock(beside, LOCK_EX | LOCK_NB), 0); // as another program has it
         QVERIFY(!open(module.path()));
         ::close(beside);
 
-        captured_output captured;
+        CapturedOutput captured;
         const auto device = open(module.path());
         QVERIFY(device);
         UartComm comm;
         QVERIFY(comm.Open(module.path()) == nullptr);
-        QCOMPARE(captured.debug_output(), QStringList(refusal.arg(module.path())));
+        QCOMPARE(captured.debugOutput(), QStringList(refusal.arg(module.path())));
         // The refused one must not have hurt the one that has it.
-        QVERIFY(module.send(empty_frame));
+        QVERIFY(module.send(emptyFrame));
         QTRY_COMPARE(frames.size(), 1);
 
         device->Disconnect(); // ends the read in progress, the last to leave the port
         QVERIFY(device->wait(10000));
-        QCOMPARE(captured.standard_output(), QByteArray("ERROR: ReadFile failed:9\n"));
+        QCOMPARE(captured.standardOutput(), QByteArray("ERROR: ReadFile failed:9\n"));
         const std::unique_ptr<CommDev> next(comm.Open(module.path()));
         QVERIFY(next);
-        show_end_of_thread(*next);
+        showEndOfThread(*next);
     }
 
     void notAPort()
@@ -161,16 +161,16 @@ private Q_SLOTS:
         QCOMPARE(::mknod(pipe.toLocal8Bit().constData(), S_IFIFO | S_IRUSR | S_IWUSR, 0), 0);
         for (const QString &path : {QString(), QStringLiteral("/dev/there-is-no-such-port"), dir.path(), file,
                                     pipe, QStringLiteral("/dev/null"), QString(100000, QLatin1Char('x'))}) {
-            captured_output captured;
+            CapturedOutput captured;
             QVERIFY2(!open(path), qPrintable(path));
-            QCOMPARE(captured.debug_output(), QStringList(refusal.arg(path)));
+            QCOMPARE(captured.debugOutput(), QStringList(refusal.arg(path)));
         }
     }
 
     void closedHandleNamesNothingElse()
     {
-        pseudo_terminal first;
-        pseudo_terminal second;
+        PseudoTerminal first;
+        PseudoTerminal second;
         const vs::handle stale = vs::open_port(first.path().toLatin1().constData());
         QVERIFY(vs::close_handle(stale) && !vs::close_handle(stale));
         const vs::handle live = vs::open_port(second.path().toLatin1().constData());
@@ -206,8 +206,8 @@ private Q_SLOTS:
 
     void signalsDoNotEndAWait()
     {
-        for (const bool is_for_either_event : {true, false}) { // else for the result
-            pseudo_terminal module;
+        for (const bool isForEitherEvent : {true, false}) { // else for the result
+            PseudoTerminal module;
             const vs::handle port = vs::open_port(module.path().toLatin1().constData());
             const vs::handle other = vs::create_event();
             vs::transfer state;
@@ -216,14 +216,14 @@ private Q_SLOTS:
             char got[5] = {};
             QVERIFY(!vs::start_read(port, got, sizeof got, moved, state));
             QCOMPARE(vs::last_error(), vs::error_io_pending);
-            late_fd = module.descriptor();
+            lateFd = module.descriptor();
             ticks = 0;
             struct sigaction before = {}, ticking = {};
             ticking.sa_handler = tick; // without SA_RESTART, which poll() would pass over anyway
             QCOMPARE(::sigaction(SIGALRM, &ticking, &before), 0);
             const itimerval often = {{0, 20000}, {0, 20000}}, never = {};
             ::setitimer(ITIMER_REAL, &often, nullptr);
-            const int first = is_for_either_event ? vs::wait_for_either(other, state.event) : 1;
+            const int first = isForEitherEvent ? vs::wait_for_either(other, state.event) : 1;
             const bool ok = vs::transfer_result(port, state, moved);
             ::setitimer(ITIMER_REAL, &never, nullptr);
             ::sigaction(SIGALRM, &before, nullptr);
@@ -236,18 +236,18 @@ private Q_SLOTS:
     // A port takes two descriptors and three events. With fewer left it is refused, and none is lost.
     void descriptorsRunOut()
     {
-        pseudo_terminal module;
-        const captured_output captured;
-        const int next = lowest_free_descriptor();
+        PseudoTerminal module;
+        const CapturedOutput captured;
+        const int next = lowestFreeDescriptor();
         for (unsigned left = 0; left < 5; ++left) {
-            bool is_refused = false;
-            with_descriptors_left(left, [&] { is_refused = open(module.path()) == nullptr; });
-            QVERIFY2(is_refused, qPrintable(QString::number(left)));
-            QCOMPARE(lowest_free_descriptor(), next);
+            bool isRefused = false;
+            withDescriptorsLeft(left, [&] { isRefused = open(module.path()) == nullptr; });
+            QVERIFY2(isRefused, qPrintable(QString::number(left)));
+            QCOMPARE(lowestFreeDescriptor(), next);
         }
         QVERIFY(open(module.path()));
     }
 };
 
-QTEST_GUILESS_MAIN(tst_Posix)
+QTEST_GUILESS_MAIN(TestPosix)
 #include "tst_posix.moc"

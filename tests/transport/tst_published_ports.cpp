@@ -46,13 +46,13 @@ QString listed()
 } // namespace
 
 // Ports that a program publishes, in a runtime directory of the test's own.
-class tst_PublishedPorts : public QObject
+class TestPublishedPorts : public QObject
 {
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> runtime;
-    const pseudo_terminal module;
-    const pseudo_terminal other;
+    const PseudoTerminal module;
+    const PseudoTerminal other;
 
 private Q_SLOTS:
     void init()
@@ -168,5 +168,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_PublishedPorts)
+QTEST_GUILESS_MAIN(TestPublishedPorts)
 #include "tst_published_ports.moc"

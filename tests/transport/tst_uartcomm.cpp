@@ -9,7 +9,7 @@
 
 namespace {
 
-scripted_device device(const QByteArray &name, const QByteArray &port, bool opens = true)
+ScriptedDevice device(const QByteArray &name, const QByteArray &port, bool opens = true)
 {
     return {name + '\0', port + '\0', opens};
 }
@@ -17,35 +17,35 @@ scripted_device device(const QByteArray &name, const QByteArray &port, bool open
 } // namespace
 
 // Discovery over scripted devices, and what becomes of a device that is opened.
-class tst_UartComm : public QObject
+class TestUartComm : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<scripted_platform> play;
+    std::unique_ptr<ScriptedPlatform> play;
 
 private Q_SLOTS:
-    void init() { play = std::make_unique<scripted_platform>(); }
+    void init() { play = std::make_unique<ScriptedPlatform>(); }
 
     void discover()
     {
-        const scripted_device good = device("USB (COM12)", "COM12");
-        const QByteArray good_text = "USB (COM12)|COM12;";
+        const ScriptedDevice good = device("USB (COM12)", "COM12");
+        const QByteArray goodText = "USB (COM12)|COM12;";
         const QByteArray longest(260, 'L'), longer(261, 'L');
-        const QByteArray cut_name("Na\0me", 6), cut_port("COM\0X", 6);
+        const QByteArray cutName("Na\0me", 6), cutPort("COM\0X", 6);
         // The devices, and "name|port;" of each, the port without its prefix.
-        const std::tuple<const char *, QList<scripted_device>, QByteArray> rows[] = {
+        const std::tuple<const char *, QList<ScriptedDevice>, QByteArray> rows[] = {
             {"none", {}, ""},
             {"own order", {device("Z", "COM1"), device("A", "LPT1")}, "Z|COM1;A|LPT1;"},
             {"name twice", {device("P", "COM1"), device("P", "COM2")}, "P|COM1;P|COM2;"},
-            {"no friendly name", {{std::nullopt, cut_port}, good}, good_text},
+            {"no friendly name", {{std::nullopt, cutPort}, good}, goodText},
             {"empty friendly name", {device("", "COM1")}, "|COM1;"},
-            {"no key", {device("No key", "COM1", false), good}, good_text},
-            {"no port name", {{QByteArray("N\0", 2), std::nullopt}, good}, good_text},
+            {"no key", {device("No key", "COM1", false), good}, goodText},
+            {"no port name", {{QByteArray("N\0", 2), std::nullopt}, good}, goodText},
             {"port name of 260 bytes", {device("L", longest)}, "L|" + longest + ';'},
-            {"port name of 261 bytes", {device("L", longer), good}, good_text},
+            {"port name of 261 bytes", {device("L", longer), good}, goodText},
             {"no terminating zeros", {{QByteArray("R"), QByteArray("C")}}, "R|C;"},
-            {"261 bytes and no zero", {{cut_name, longer}}, "Na|" + longer + ';'},
-            {"texts after a zero", {{cut_name, cut_port}}, "Na|COM;"},
+            {"261 bytes and no zero", {{cutName, longer}}, "Na|" + longer + ';'},
+            {"texts after a zero", {{cutName, cutPort}}, "Na|COM;"},
         };
         for (const auto &[row, present, found] : rows) {
             init();
@@ -63,16 +63,16 @@ private Q_SLOTS:
             QCOMPARE(row + (": " + heard), row + (": " + found));
             QString calls;
             for (int index = 0; index < present.size(); ++index) {
-                const scripted_device &each = present[index];
-                if (each.friendly_name)
+                const ScriptedDevice &each = present[index];
+                if (each.friendlyName)
                     calls += QStringLiteral("open_device_key %1, ").arg(index);
-                if (each.friendly_name && each.opens)
+                if (each.friendlyName && each.opens)
                     calls += QStringLiteral("query_port_name 261, close_device_key %1, ").arg(index);
             }
             QCOMPARE(play->calls(), calls + QStringLiteral("destroy_device_list"));
         }
         init();
-        play->device_list_opens = false;
+        play->deviceListOpens = false;
         play->devices = {good};
         UartComm().DiscoverDevices();
         QCOMPARE(play->calls(), QString());
@@ -83,12 +83,12 @@ private Q_SLOTS:
         UartComm comm;
         {
             const std::unique_ptr<CommDev> opened(comm.Open(QStringLiteral("\\\\.\\COM3")));
-            QVERIFY(opened && opened->isRunning() && opened->parent() == nullptr);
-            show_end_of_thread(*opened);
+            QVERIFY(opened && opened->isRunning() && !opened->parent());
+            showEndOfThread(*opened);
         }
         QCOMPARE(play->calls("open_port"), QStringLiteral("open_port \\\\.\\COM3"));
-        play = std::make_unique<scripted_platform>();
-        play->port_opens = false;
+        play = std::make_unique<ScriptedPlatform>();
+        play->portOpens = false;
         QTest::ignoreMessage(QtDebugMsg, "ERROR: cannot open serialport: \"COM3\"");
         QVERIFY(comm.Open(QStringLiteral("COM3")) == nullptr);
         // The device was deleted.
@@ -97,5 +97,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_UartComm)
+QTEST_GUILESS_MAIN(TestUartComm)
 #include "tst_uartcomm.moc"

@@ -10,8 +10,8 @@
 #include <tuple>
 #include <vector>
 
-using steps = QList<scripted_step>;
-using chunks = QList<QByteArray>;
+using Steps = QList<ScriptedStep>;
+using Chunks = QList<QByteArray>;
 
 namespace {
 
@@ -26,37 +26,37 @@ QByteArray hex(const char *digits)
 } // namespace
 
 // UartDev's own logic, over a platform that does what each case says.
-class tst_UartDev : public QObject
+class TestUartDev : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<scripted_platform> play;
+    std::unique_ptr<ScriptedPlatform> play;
     QList<QByteArray> frames;
 
     std::unique_ptr<UartDev> open()
     {
         auto device = std::make_unique<UartDev>(QStringLiteral("COM\u00e9"), nullptr);
         connect(device.get(), &CommDev::RxData, this, [this](const QByteArray &frame) { frames << frame; });
-        show_end_of_thread(*device);
+        showEndOfThread(*device);
         return device->Open() ? std::move(device) : nullptr;
     }
 
 private Q_SLOTS:
     void init()
     {
-        play = std::make_unique<scripted_platform>();
+        play = std::make_unique<ScriptedPlatform>();
         frames.clear();
     }
 
     void stopWhileWaiting()
     {
-        captured_output captured;
+        CapturedOutput captured;
         auto device = open();
         QVERIFY(device && device->isRunning());
         QTRY_COMPARE(play->calls("wait_for_either"), QStringLiteral("wait_for_either 102 101"));
         device.reset();
-        QCOMPARE(captured.standard_output(), QByteArray());
-        QCOMPARE(captured.debug_output(), farewell);
+        QCOMPARE(captured.standardOutput(), QByteArray());
+        QCOMPARE(captured.debugOutput(), farewell);
         // The thread closes the port, the destructor the events.
         QCOMPARE(play->calls(),
                  QStringLiteral("open_port COM\u00e9, set_queue_sizes 32768 32768, clear_timeouts, "
@@ -67,15 +67,15 @@ private Q_SLOTS:
 
     void openFails()
     {
-        for (const bool port_opens : {false, true}) {
+        for (const bool portOpens : {false, true}) {
             init();
-            play->port_opens = port_opens;
-            play->events_available = 1;
+            play->portOpens = portOpens;
+            play->eventsAvailable = 1;
             UartDev device(QStringLiteral("COM9"), nullptr);
             QTest::ignoreMessage(QtDebugMsg, "ERROR: cannot open serialport: \"COM9\"");
             QVERIFY(!device.Open());
             QVERIFY(!device.isRunning());
-            QCOMPARE(play->calls("close_handle"), QLatin1String(port_opens ? "close_handle 7" : ""));
+            QCOMPARE(play->calls("close_handle"), QLatin1String(portOpens ? "close_handle 7" : ""));
         }
     }
 
@@ -87,26 +87,26 @@ private Q_SLOTS:
             {0x00000000, 0x00002015}, {0xFFFFFFFF, 0xFFFFE4D5}, {0x000044C0, 0x000064D5}};
         for (const auto &[before, expected] : flags) {
             init();
-            constexpr std::size_t flags_at = 8;
+            constexpr std::size_t flagsAt = 8;
             quint8 block[28] = {};
             block[19] = 2; // even parity
             block[20] = 2; // two stop bits
             block[21] = 0x11;
-            std::memcpy(block + flags_at, &before, sizeof before);
+            std::memcpy(block + flagsAt, &before, sizeof before);
             static_assert(sizeof block == sizeof play->line);
             std::memcpy(&play->line, block, sizeof block);
 
             const auto device = open();
-            play->line_state_readable = false;
+            play->lineStateReadable = false;
             device->SetBaudrate(9600);
             QCOMPARE(play->calls("set_line_state"), QString());
-            play->line_state_readable = true;
+            play->lineStateReadable = true;
             device->SetBaudrate(256000);
 
             QCOMPARE(play->calls("get_line_state"), QStringLiteral("get_line_state 28, get_line_state 28"));
             quint32 after = 0;
             std::memcpy(block, &play->line, sizeof block);
-            std::memcpy(&after, block + flags_at, sizeof after);
+            std::memcpy(&after, block + flagsAt, sizeof after);
             QCOMPARE(after, expected);
             QCOMPARE(play->line.length, 28U);
             QCOMPARE(play->line.baud_rate, 256000U);
@@ -119,7 +119,7 @@ private Q_SLOTS:
         const QByteArray five = hex("8001060cff"), seven = hex("0003aabb010203"), none = hex("ff000304");
         const QByteArray longest = hex("00ff0102") + QByteArray(255, 'x');
         // What comes, in which pieces, and how many bytes are asked for read by read.
-        const std::tuple<chunks, steps, const char *> rows[] = {
+        const std::tuple<Chunks, Steps, const char *> rows[] = {
             {{none}, {{4}}, "4 4"},
             {{five}, {{4}, {1}}, "4 1 4"},
             {{longest}, {{4}, {255}}, "4 255 4"},
@@ -141,20 +141,19 @@ private Q_SLOTS:
 
     void readFailureEndsTheThread()
     {
-        const QList<std::pair<steps, int>> rows = {{{{0, !pending, 5}}, 5},
+        const QList<std::pair<Steps, int>> rows = {{{{0, !pending, 5}}, 5},
                                                    {{{0, pending, 995}}, 995},
                                                    {{{4}, {0, !pending, 22}}, 22},
                                                    {{{4}, {1}, {1, pending, 1167}}, 1167}};
         for (const auto &[reads, error] : rows) {
             init();
-            captured_output captured;
+            CapturedOutput captured;
             play->incoming = hex("0003aabb010203");
             play->reads = reads;
             auto device = open();
             QVERIFY(device->wait());
-            QCOMPARE(captured.standard_output(),
-                     "ERROR: ReadFile failed:" + QByteArray::number(error) + '\n');
-            QCOMPARE(captured.debug_output(), farewell);
+            QCOMPARE(captured.standardOutput(), "ERROR: ReadFile failed:" + QByteArray::number(error) + '\n');
+            QCOMPARE(captured.debugOutput(), farewell);
             device->Disconnect();
             device.reset();
             QCoreApplication::processEvents();
@@ -165,20 +164,20 @@ private Q_SLOTS:
 
     void stopBetweenReads()
     {
-        captured_output captured;
+        CapturedOutput captured;
         play->incoming = hex("0000000100000001");
         play->reads = {{4, !pending, 0, true}, {4}};
         const auto device = open();
         QVERIFY(device->wait());
-        QCOMPARE(captured.debug_output(), farewell);
+        QCOMPARE(captured.debugOutput(), farewell);
         QCOMPARE(play->calls("start_read"), QStringLiteral("start_read 4"));
         QTRY_COMPARE(frames.size(), 1); // what was read before is not lost
     }
 
     void write()
     {
-        const QByteArray ten = "0123456789", past_end("789\0\0\0\0", 7), zeros("\0\0", 2);
-        const std::tuple<const char *, QByteArray, steps, chunks, int, const char *> rows[] = {
+        const QByteArray ten = "0123456789", pastEnd("789\0\0\0\0", 7), zeros("\0\0", 2);
+        const std::tuple<const char *, QByteArray, Steps, Chunks, int, const char *> rows[] = {
             {"nothing", "", {}, {}, 0, ""},
             {"whole", ten, {}, {ten}, 0, ""},
             {"in the background", ten, {{10, pending}}, {ten}, 0, ""},
@@ -186,7 +185,7 @@ private Q_SLOTS:
             {"partial", ten, {{6}, {4}}, {"012345", "4567"}, 0, ""},
             {"partial, in the background", ten, {{8, pending}, {2, pending}}, {"01234567", "23"}, 0, ""},
             {"twice", ten, {{7}, {2}, {1}}, {"0123456", "34", "4"}, 0, ""},
-            {"past the end", ten, {{3}, {7}}, {"012", past_end}, 0, ""},
+            {"past the end", ten, {{3}, {7}}, {"012", pastEnd}, 0, ""},
             {"far past the end", "abcd", {{1}, {1}, {2}}, {"a", "d", zeros}, 0, ""},
             {"fails", ten, {{0, !pending, 31}}, {}, -1, "ERROR: WriteFile failed:31\n"},
             {"fails later", ten, {{0, pending, 995}}, {}, -1, "ERROR: Writefile failed:995\n"},
@@ -202,11 +201,11 @@ private Q_SLOTS:
             init();
             const auto device = open();
             play->writes = writes;
-            captured_output captured;
+            CapturedOutput captured;
             // A block of exactly this size, for the sanitizer to watch.
             const std::vector<char> exact(data.cbegin(), data.cend());
-            QVERIFY2(device->Write(static_cast<unsigned>(exact.size()), exact.data()) == result, name);
-            const QByteArray output = captured.standard_output();
+            QVERIFY2(device->Write(unsigned(exact.size()), exact.data()) == result, name);
+            const QByteArray output = captured.standardOutput();
             QCOMPARE(name + (':' + output), name + QByteArray(":") + message);
             QCOMPARE(play->written(), written);
             QCOMPARE(play->calls("cancel_transfers 7 103").isEmpty(), result == 0 || !output.isEmpty());
@@ -217,16 +216,16 @@ private Q_SLOTS:
     void writeAfterDisconnect()
     {
         const auto device = open();
-        captured_output captured;
+        CapturedOutput captured;
         device->TxData(hex("00000001"));
         device->Disconnect();
         device->Disconnect();
         device->TxData(hex("00000002"));
-        QCOMPARE(captured.standard_output(), QByteArray("ERROR: WriteFile failed:6\n"));
-        QCOMPARE(play->written(), chunks{hex("00000001")});
+        QCOMPARE(captured.standardOutput(), QByteArray("ERROR: WriteFile failed:6\n"));
+        QCOMPARE(play->written(), Chunks{hex("00000001")});
         QCOMPARE(play->calls("close_handle"), QStringLiteral("close_handle 7"));
     }
 };
 
-QTEST_GUILESS_MAIN(tst_UartDev)
+QTEST_GUILESS_MAIN(TestUartDev)
 #include "tst_uartdev.moc"

@@ -12,16 +12,16 @@
 
 namespace {
 
-constexpr int answer_ms = 20000;
+constexpr int answerMs = 20000;
 
 QByteArray frame(std::uint32_t number)
 {
-    return QByteArray::fromStdString(numbered_frame(number));
+    return QByteArray::fromStdString(numberedFrame(number));
 }
 
 } // namespace
 
-class tst_win32_classes : public QObject
+class TestWin32Classes : public QObject
 {
     Q_OBJECT
 
@@ -36,8 +36,8 @@ private Q_SLOTS:
     // Which ports are passed over or refused, and what a line is set to, is seen without the classes.
     void lists()
     {
-        const seed good({L"USB (COM12)", "COM12"}, 0), no_key({L"No key", "", nullptr}, 1);
-        const seed no_name({L"No port", "COM1", "OtherName"}, 2), not_ascii({L"Ger\u00e4t", "COM4"}, 3);
+        const seed good({L"USB (COM12)", "COM12"}, 0), noKey({L"No key", "", nullptr}, 1);
+        const seed noName({L"No port", "COM1", "OtherName"}, 2), notAscii({L"Ger\u00e4t", "COM4"}, 3);
         UartComm comm;
         QString heard;
         connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
@@ -49,7 +49,7 @@ private Q_SLOTS:
 
     // Bytes come at the moment the reading thread is told to stop; the next device starts as if nothing had
     // been.
-    void detaches_amid_traffic()
+    void detachesAmidTraffic()
     {
         for (int round = 0; round < 50; ++round) {
             peer("plug");
@@ -57,7 +57,7 @@ private Q_SLOTS:
             auto device = open();
             QVERIFY(device);
             peer("trickle");
-            QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), answer_ms);
+            QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), answerMs);
             device.reset();
             for (const QByteArray &each : qAsConst(frames))
                 QCOMPARE(each, frames.first());
@@ -71,13 +71,13 @@ private Q_SLOTS:
             const auto device = open();
             QVERIFY(device && device->isRunning());
             if (writes) {
-                ask("unplug_when_written");
+                ask("unplugWhenWritten");
                 device->TxData(QByteArray(1 << 20, 'w')); // more than the line takes with nobody reading
                 QCOMPARE(answer(), std::string("done"));
             } else {
                 peer("unplug");
             }
-            QTRY_VERIFY_WITH_TIMEOUT(device->isFinished(), answer_ms);
+            QTRY_VERIFY_WITH_TIMEOUT(device->isFinished(), answerMs);
             device->TxData(frame(1)); // fails, and says so
             QVERIFY(frames.isEmpty());
             device->Disconnect();
@@ -96,5 +96,5 @@ private:
     QList<QByteArray> frames;
 };
 
-QTEST_GUILESS_MAIN(tst_win32_classes)
+QTEST_GUILESS_MAIN(TestWin32Classes)
 #include "tst_win32_classes.moc"

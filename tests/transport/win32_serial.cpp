@@ -19,9 +19,9 @@ namespace {
 int failures = 0;
 std::string subject;
 
-void check(bool is_so, const std::string &what, int line)
+void check(bool isSo, const std::string &what, int line)
 {
-    if (is_so)
+    if (isSo)
         return;
     ++failures;
     std::printf("FAILED %s, line %d: %s (last error %u)\n", subject.c_str(), line, what.c_str(),
@@ -40,7 +40,7 @@ HANDLE native(vs::handle any)
 
 void refusals()
 {
-    open_line line;
+    openLine line;
     const std::string file = "C:\\vorsel-no-port", prefix = vs::port_path_prefix();
     CHECK(prefix + "COM7" == com7);
     CloseHandle(CreateFileA(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
@@ -58,10 +58,10 @@ void refusals()
     CHECK(line.read(&byte, 1) == whole && byte == 7);
 }
 
-void line_settings()
+void lineSettings()
 {
-    open_line line;
-    CHECK(line.is_ready);
+    openLine line;
+    CHECK(line.isReady);
     COMMTIMEOUTS timeouts = {MAXDWORD, 1, 2, 3, 4}, none = {};
     CHECK(SetCommTimeouts(native(line.port), &timeouts) && vs::clear_timeouts(line.port));
     CHECK(GetCommTimeouts(native(line.port), &timeouts) && !std::memcmp(&timeouts, &none, sizeof none));
@@ -121,7 +121,7 @@ void events()
 // A read ends with all its bytes, however they come.
 void reads()
 {
-    open_line line;
+    openLine line;
     char got[11] = {};
     std::uint32_t moved = 0;
     CHECK(!vs::start_read(line.port, got, 10, moved, line.reading));
@@ -140,10 +140,10 @@ void reads()
     CHECK(answer() == "done");
 }
 
-void streams_both_ways()
+void streamsBothWays()
 {
     constexpr std::uint32_t frames = 5000;
-    open_line line;
+    openLine line;
     ask("stream " + std::to_string(frames));
     std::uint32_t read = 0;
     std::thread reader([&] {
@@ -152,13 +152,13 @@ void streams_both_ways()
             const auto length = static_cast<unsigned char>(got[1]);
             if (length != 0 && line.read(got + 4, length) != whole)
                 break;
-            if (std::string(got, 4U + length) != numbered_frame(read))
+            if (std::string(got, 4U + length) != numberedFrame(read))
                 break;
             ++read;
         }
     });
     std::uint32_t written = 0;
-    while (written < frames && line.write(numbered_frame(written)) == whole)
+    while (written < frames && line.write(numberedFrame(written)) == whole)
         ++written;
     CHECK(written == frames);
     CHECK(answer() == "done");
@@ -169,34 +169,34 @@ void streams_both_ways()
 // No bytes come while the read is told to stop: Wine may lose the cancel of one that has just got a part.
 void stops()
 {
-    open_line line;
+    openLine line;
     char got[8] = "-------", next[2] = {};
     CHECK(vs::set_event(line.exit) && line.read(got, 7) == stopped && !vs::poll_event(line.exit));
     peer("send 62");
     CHECK(line.read(next, 1) == whole && next[0] == 'b' && std::string(got) == "-------");
     outcome ended = whole;
     std::thread writer([&] { ended = line.write(much); });
-    peer("await_write");
+    peer("awaitWrite");
     CHECK(vs::set_event(line.exit));
     writer.join();
     CHECK(ended == stopped);
 }
 
 // The port is closed or unplugged while a read waits for bytes or a write for a reader.
-void goes_away(bool is_unplugged, bool writes)
+void goesAway(bool isUnplugged, bool writes)
 {
-    open_line line;
+    openLine line;
     char got[4];
     outcome ended = whole;
     std::thread waiting([&] { ended = writes ? line.write(much) : line.read(got, 4); });
     CHECK(vs::wait_for_either(line.waits, line.exit) == 0);
-    CHECK(is_unplugged ? peer("unplug") == "done" : vs::close_handle(line.port));
+    CHECK(isUnplugged ? peer("unplug") == "done" : vs::close_handle(line.port));
     waiting.join();
     CHECK(ended == failed);
     vs::line_state state = {};
     CHECK(!vs::get_line_state(line.port, state) && !vs::set_line_state(line.port, state));
     CHECK(line.read(got, 1) == failed && line.write("w") == failed);
-    if (!is_unplugged)
+    if (!isUnplugged)
         line.port = vs::invalid_handle;
 }
 
@@ -233,30 +233,30 @@ void lists()
 {
     const std::string longest(260, 'L');
     const seeded_port good = {L"USB (COM12)", "COM12" + zero};
-    const std::string good_text = "USB (COM12)$|COM12$;";
+    const std::string goodText = "USB (COM12)$|COM12$;";
     const std::tuple<const char *, std::vector<seeded_port>, std::string> rows[] = {
         {"none", {}, ""},
-        {"one", {good}, good_text},
-        {"two of one name", {good, {L"USB (COM12)", "COM3" + zero}}, good_text + "USB (COM12)$|COM3$;"},
-        {"no friendly name", {{{}, "COM1" + zero}, good}, good_text},
-        {"empty friendly name", {{L"", "COM1" + zero}, good}, "$|COM1$;" + good_text},
+        {"one", {good}, goodText},
+        {"two of one name", {good, {L"USB (COM12)", "COM3" + zero}}, goodText + "USB (COM12)$|COM3$;"},
+        {"no friendly name", {{{}, "COM1" + zero}, good}, goodText},
+        {"empty friendly name", {{L"", "COM1" + zero}, good}, "$|COM1$;" + goodText},
         {"long friendly name", {{std::wstring(3000, L'n'), "C" + zero}}, std::string(3000, 'n') + "$|C$;"},
         {"non-ASCII friendly name", {{L"Ger\u00e4t", "COM4" + zero}}, "Ger\xe4t$|COM4$;"},
-        {"no key", {{L"No key", "", nullptr}, good}, good_text},
-        {"no port name", {{L"No port", "COM1" + zero, "OtherName"}, good}, good_text},
+        {"no key", {{L"No key", "", nullptr}, good}, goodText},
+        {"no port name", {{L"No port", "COM1" + zero, "OtherName"}, good}, goodText},
         {"260 bytes with the zero", {{L"P", longest.substr(1) + zero}}, "P$|" + longest.substr(1) + "$;"},
-        {"261 bytes with the zero", {{L"P", longest + zero}, good}, "P$|" + longest + "$;" + good_text},
-        {"262 bytes with the zero", {{L"P", longest + "L" + zero}, good}, good_text},
-        {"261 bytes without a zero", {{L"P", longest + "L"}, good}, "P$|" + longest + "L;" + good_text},
-        {"262 bytes without a zero", {{L"P", longest + "LL"}, good}, good_text},
-        {"no terminating zero", {{L"P", "COM5"}, good}, "P$|COM5;" + good_text},
+        {"261 bytes with the zero", {{L"P", longest + zero}, good}, "P$|" + longest + "$;" + goodText},
+        {"262 bytes with the zero", {{L"P", longest + "L" + zero}, good}, goodText},
+        {"261 bytes without a zero", {{L"P", longest + "L"}, good}, "P$|" + longest + "L;" + goodText},
+        {"262 bytes without a zero", {{L"P", longest + "LL"}, good}, goodText},
+        {"no terminating zero", {{L"P", "COM5"}, good}, "P$|COM5;" + goodText},
         {"text after a zero", {{L"P", "COM6" + zero + "X" + zero}}, "P$|COM6$X$;"},
         {"printer port", {{L"Printer Port (LPT1)", "LPT1" + zero}}, "Printer Port (LPT1)$|LPT1$;"},
     };
     for (const auto &[what, ports, expected] : rows) {
         std::vector<std::unique_ptr<seed>> seeds;
         for (const seeded_port &port : ports)
-            seeds.push_back(std::make_unique<seed>(port, static_cast<int>(seeds.size())));
+            seeds.push_back(std::make_unique<seed>(port, int(seeds.size())));
         const std::string all = listed();
         check(all == expected, what + (": " + all), __LINE__);
     }
@@ -268,15 +268,15 @@ int main()
 {
     const std::pair<const char *, void (*)()> subjects[] = {
         {"events", events},
-        {"line settings", line_settings},
+        {"line settings", lineSettings},
         {"refusals", refusals},
         {"reads", reads},
-        {"streams both ways", streams_both_ways},
+        {"streams both ways", streamsBothWays},
         {"stops", stops},
-        {"closed while it reads", [] { goes_away(false, false); }},
-        {"closed while it writes", [] { goes_away(false, true); }},
-        {"unplugged while it reads", [] { goes_away(true, false); }},
-        {"unplugged while it writes", [] { goes_away(true, true); }},
+        {"closed while it reads", [] { goesAway(false, false); }},
+        {"closed while it writes", [] { goesAway(false, true); }},
+        {"unplugged while it reads", [] { goesAway(true, false); }},
+        {"unplugged while it writes", [] { goesAway(true, true); }},
         {"lists", lists}};
     for (const auto &[name, run] : subjects) {
         subject = name;
@@ -284,7 +284,7 @@ int main()
         const DWORD begin = GetTickCount();
         run();
         std::printf("%s: %s, %u ms\n", name, failures == before ? "ok" : "failed",
-                    static_cast<unsigned>(GetTickCount() - begin));
+                    unsigned(GetTickCount() - begin));
         std::fflush(stdout);
     }
     return failures == 0 ? 0 : 1;

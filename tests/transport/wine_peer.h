@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@ inline void ask(const std::string &request)
 inline std::string answer()
 {
     char line[256];
-    if (std::fgets(line, sizeof line, stdin) == nullptr)
+    if (!std::fgets(line, sizeof line, stdin))
         std::exit(1);
     const std::string text = line;
     return text.substr(0, text.find_last_not_of("\r\n") + 1);
@@ -32,12 +32,12 @@ inline std::string peer(const std::string &request)
 }
 
 // What "stream" sends, and takes in the same order.
-inline std::string numbered_frame(std::uint32_t number)
+inline std::string numberedFrame(std::uint32_t number)
 {
-    std::string frame{'\0', static_cast<char>(number * 37 % 256), 1, 2};
+    std::string frame{'\0', char(number * 37 % 256), 1, 2};
     const std::size_t length = number * 37 % 256;
     for (std::size_t at = 0; at < length; ++at)
-        frame += static_cast<char>(at < 4 ? number >> (8 * at) : number);
+        frame += char(at < 4 ? number >> (8 * at) : number);
     return frame;
 }
 
@@ -45,24 +45,24 @@ enum outcome { whole, failed, stopped };
 
 // COM7 newly plugged in, used as the serial device does: transfers go on until they are whole, fail, or are
 // told to stop.
-class open_line
+class openLine
 {
 public:
-    open_line()
+    openLine()
     {
         peer("plug");
         port = vs::open_port(com7);
-        is_ready = vs::set_queue_sizes(port, 32768, 32768) && vs::clear_timeouts(port);
+        isReady = vs::set_queue_sizes(port, 32768, 32768) && vs::clear_timeouts(port);
         reading.event = vs::create_event();
         writing.event = vs::create_event();
     }
-    ~open_line()
+    ~openLine()
     {
         for (vs::handle each : {port, exit, waits, reading.event, writing.event})
             vs::close_handle(each);
     }
-    open_line(const open_line &) = delete;
-    open_line &operator=(const open_line &) = delete;
+    openLine(const openLine &) = delete;
+    openLine &operator=(const openLine &) = delete;
 
     outcome read(char *buffer, std::uint32_t count)
     {
@@ -72,14 +72,14 @@ public:
     }
     outcome write(const std::string &bytes)
     {
-        const auto count = static_cast<std::uint32_t>(bytes.size());
+        const auto count = std::uint32_t(bytes.size());
         return move(writing, count, [&](std::uint32_t done, std::uint32_t &moved) {
             return vs::start_write(port, bytes.data() + done, count - done, moved, writing);
         });
     }
 
     vs::handle port;
-    bool is_ready;
+    bool isReady;
     vs::handle exit = vs::create_event();
     vs::handle waits = vs::create_event(); // signalled when a transfer goes on in the background
     vs::transfer reading, writing;

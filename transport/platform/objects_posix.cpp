@@ -1,4 +1,4 @@
-#include "transport/platform/posix_objects.h"
+#include "transport/platform/objects_posix.h"
 
 #include <cerrno>
 #include <map>
@@ -72,7 +72,7 @@ bool start(handle port_name, bool writes, char *buffer, std::uint32_t count, std
 
 bool fail(int error)
 {
-    last_failure = static_cast<std::uint32_t>(error);
+    last_failure = std::uint32_t(error);
     return false;
 }
 
@@ -120,8 +120,8 @@ bool pending_transfer::advance()
         const ssize_t got = writes ? ::write(fd, next, remaining) : ::read(fd, next, remaining);
         if (got > 0) {
             next += got;
-            moved += static_cast<std::uint32_t>(got);
-            remaining -= static_cast<std::uint32_t>(got);
+            moved += std::uint32_t(got);
+            remaining -= std::uint32_t(got);
         } else if (got == 0) {
             error = EIO; // the line hung up
         } else if (errno == EAGAIN) {

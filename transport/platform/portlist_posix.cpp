@@ -1,4 +1,4 @@
-#include "transport/platform/posix_objects.h"
+#include "transport/platform/objects_posix.h"
 #include "transport/platform/published_ports.h"
 
 #include <QFile>
@@ -56,17 +56,17 @@ bool has_hardware(udev_device *device)
     if (std::strncmp(udev_device_get_sysname(device), "ttyS", 4) != 0)
         return true;
     const char *type = udev_device_get_sysattr_value(device, "type");
-    if (type != nullptr)
+    if (type)
         return std::strcmp(type, "0") != 0;
     udev_device *board = udev_device_get_parent_with_subsystem_devtype(device, "platform", nullptr);
-    return board == nullptr || std::strcmp(udev_device_get_sysname(board), "serial8250") != 0;
+    return !board || std::strcmp(udev_device_get_sysname(board), "serial8250") != 0;
 }
 
 std::string model_of(udev_device *device)
 {
     for (const char *property : {"ID_MODEL_FROM_DATABASE", "ID_MODEL"}) {
         const char *value = udev_device_get_property_value(device, property);
-        if (value == nullptr || *value == '\0')
+        if (!value || *value == '\0')
             continue;
         std::string model = value;
         std::replace(model.begin(), model.end(), '_', ' ');
@@ -89,11 +89,11 @@ void add_hardware_ports(std::vector<listed_port> &ports)
     if (!found || udev_enumerate_add_match_subsystem(found.get(), "tty") < 0 ||
         udev_enumerate_scan_devices(found.get()) < 0)
         return;
-    for (auto *entry = udev_enumerate_get_list_entry(found.get()); entry != nullptr;
+    for (auto *entry = udev_enumerate_get_list_entry(found.get()); entry;
          entry = udev_list_entry_get_next(entry)) {
         const char *path = udev_list_entry_get_name(entry);
         const udev_ptr<udev_device> device(udev_device_new_from_syspath(context.get(), path));
-        if (!device || udev_device_get_parent(device.get()) == nullptr || !has_hardware(device.get()))
+        if (!device || !udev_device_get_parent(device.get()) || !has_hardware(device.get()))
             continue;
         if (const char *node = udev_device_get_devnode(device.get()))
             add_port(ports, model_of(device.get()) + " (" + udev_device_get_sysname(device.get()) + ")",
@@ -176,17 +176,17 @@ bool friendly_name(handle list, device_record &device, char *buffer, std::uint32
                    std::uint32_t *needed)
 {
     const listed_port *port = port_of(list, device);
-    if (port == nullptr)
+    if (!port)
         return posix::fail(ENODEV);
-    if (needed != nullptr)
-        *needed = static_cast<std::uint32_t>(port->friendly_name.size() + 1);
+    if (needed)
+        *needed = std::uint32_t(port->friendly_name.size() + 1);
     return copy_text(port->friendly_name, buffer, size);
 }
 
 handle open_device_key(handle list, device_record &device)
 {
     const listed_port *port = port_of(list, device);
-    if (port == nullptr) {
+    if (!port) {
         posix::fail(ENODEV);
         return invalid_handle;
     }
@@ -200,7 +200,7 @@ bool query_port_name(handle key, char *buffer, std::uint32_t &size)
         return posix::fail(EBADF);
     if (!copy_text(found->name, buffer, size))
         return false;
-    size = static_cast<std::uint32_t>(found->name.size() + 1);
+    size = std::uint32_t(found->name.size() + 1);
     return true;
 }
 

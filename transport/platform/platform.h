@@ -3,8 +3,9 @@
 #include <cstdint>
 
 // The system calls that the transport needs, one function an operation, named for what they do. One source a
-// system stands beneath: win32.cpp makes the calls themselves, posix*.cpp gives the same effects. Where a
-// function returns bool, false means failure and last_error() tells the reason to the thread that called.
+// system stands beneath: platform_win32.cpp makes the calls themselves, *_posix.cpp give the same effects.
+// Where a function returns bool, false means failure and last_error() tells the reason to the thread that
+// called.
 
 namespace vs {
 

@@ -2,7 +2,7 @@
 #include "tests/transport/wine_peer.h"
 
 // COM7, which is listed, is joined to COM8, where the module is.
-QStringList SimulatedModule::connect_line()
+QStringList SimulatedModule::connectLine()
 {
     if (peer("join") != "done")
         qFatal("the ports cannot be joined");

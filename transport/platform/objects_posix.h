@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 
 #include <atomic>
 #include <memory>

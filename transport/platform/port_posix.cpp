@@ -1,4 +1,4 @@
-#include "transport/platform/posix_objects.h"
+#include "transport/platform/objects_posix.h"
 
 #include <algorithm>
 #include <asm/termbits.h> // arbitrary speeds; not to be mixed with <termios.h>
@@ -80,8 +80,7 @@ void drain(int fd)
     int queued = 0;
     if (::ioctl(fd, TCGETS2, &line) != 0)
         return;
-    int left_ms =
-        std::min(most_ms, 250 + static_cast<int>(frame_bits_times_1000 / std::max(line.c_ospeed, 50U)));
+    int left_ms = std::min(most_ms, 250 + int(frame_bits_times_1000 / std::max(line.c_ospeed, 50U)));
     while (::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0) {
         if (left_ms <= 0) {
             ::ioctl(fd, TCFLSH, TCOFLUSH);

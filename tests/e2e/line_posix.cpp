@@ -2,8 +2,8 @@
 
 // The module makes a pseudo-terminal, published in a runtime folder of this process alone, where no other
 // module's port is listed.
-QStringList SimulatedModule::connect_line()
+QStringList SimulatedModule::connectLine()
 {
-    qputenv("XDG_RUNTIME_DIR", m_runtime.path().toLocal8Bit());
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
     return {};
 }

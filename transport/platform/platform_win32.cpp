@@ -1,4 +1,4 @@
-#include "transport/platform/serial_platform.h"
+#include "transport/platform/platform.h"
 
 #include <windows.h>
 
@@ -123,7 +123,7 @@ int wait_for_either(handle first, handle second)
 {
     const HANDLE events[] = {native(first), native(second)};
     const DWORD result = WaitForMultipleObjects(2, events, FALSE, INFINITE);
-    return result <= WAIT_OBJECT_0 + 1 ? static_cast<int>(result - WAIT_OBJECT_0) : -1;
+    return result <= WAIT_OBJECT_0 + 1 ? int(result - WAIT_OBJECT_0) : -1;
 }
 
 bool start_read(handle port, void *buffer, std::uint32_t count, std::uint32_t &moved, transfer &state)
@@ -186,7 +186,7 @@ bool friendly_name(handle list, device_record &device, char *buffer, std::uint32
     const bool copied =
         SetupDiGetDeviceRegistryPropertyA(native(list), native(device), SPDRP_FRIENDLYNAME, nullptr,
                                           reinterpret_cast<BYTE *>(buffer), size, &required) != FALSE;
-    if (needed != nullptr)
+    if (needed)
         *needed = required;
     return copied;
 }
