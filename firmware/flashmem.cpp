@@ -23,7 +23,7 @@ constexpr int stepTime = 100;   // ms from one write to the next
 constexpr char erased = '\xff'; // leaves the byte in flash as it is
 
 // Far more than any flash.
-constexpr qint64 largestFile = 0x4000000;
+constexpr qint64 maxFileSize = 0x4000000;
 
 // 0 for what is no number of 32 bits.
 uint32 hexNumber(const QString &text)
@@ -100,8 +100,8 @@ void FlashMem::on_pushSelect_clicked()
     const bool isRefused = info.exists() && !info.isFile() && !info.isDir(); // may never give or end
     QByteArray content;
     if (!isRefused && file.open(QIODevice::ReadOnly))
-        content = file.read(largestFile + 1);
-    const auto error = isRefused || content.size() > largestFile ? QFileDevice::ResourceError : file.error();
+        content = file.read(maxFileSize + 1);
+    const auto error = isRefused || content.size() > maxFileSize ? QFileDevice::ResourceError : file.error();
     if (error != QFileDevice::NoError) {
         criticalBox(QStringLiteral("Open File"), QStringLiteral("error:%1").arg(int(error)))->exec();
         return;

@@ -15,10 +15,10 @@ constexpr int timeoutUnitMs = 10;
 
 // Connection intervals in one unit of the timeout.
 constexpr int intervalsPerTimeout = 8;
-constexpr int mostLatency = 500;
+constexpr int maxLatency = 500;
 // The window asks for an interval between the chosen one and this much more.
 constexpr int intervalSlack = 16;
-constexpr int mostInterval = 3200;
+constexpr int maxInterval = 3200;
 
 QString milliseconds(int value, float unit)
 {
@@ -31,15 +31,15 @@ QString milliseconds(int value, float unit)
 
 void MainWindow::limitLatency(int timeout, int interval)
 {
-    ui->spinLatency->setRange(0, std::min(timeout * intervalsPerTimeout / interval - 1, mostLatency));
+    ui->spinLatency->setRange(0, std::min(timeout * intervalsPerTimeout / interval - 1, maxLatency));
 }
 
 void MainWindow::on_spinInterval_valueChanged(int value)
 {
     ui->labelInterval->setText(milliseconds(value, connectionUnitMs));
-    const int leastTimeout = (value + intervalsPerTimeout - 1) / intervalsPerTimeout;
-    if (ui->spinTimeout->value() < leastTimeout)
-        ui->spinTimeout->setValue(leastTimeout);
+    const int minTimeout = (value + intervalsPerTimeout - 1) / intervalsPerTimeout;
+    if (ui->spinTimeout->value() < minTimeout)
+        ui->spinTimeout->setValue(minTimeout);
     limitLatency(ui->spinTimeout->value(), value);
 }
 
@@ -58,7 +58,7 @@ void MainWindow::on_spinLatency_valueChanged(int) {}
 // Only here the maximum is kept within what the module takes.
 void MainWindow::Connect(bd_addr address, uint8 addrtype)
 {
-    const int interval = std::min(ui->spinInterval->value(), mostInterval - intervalSlack);
+    const int interval = std::min(ui->spinInterval->value(), maxInterval - intervalSlack);
     Q_EMIT Connect(address, addrtype, uint16(interval), uint16(interval + intervalSlack),
                    uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
 }

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int initialLogHeight = 270; // pixels
 
-constexpr int longestTooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
+constexpr int maxTooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
 
 constexpr int baudRates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
                              9600,   4800,   2400,   1200,  600,   300,   110};
@@ -289,7 +289,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (!bad || message.isEmpty())
         QToolTip::showText(QPoint(0, 0), QString());
     else
-        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(longestTooltip));
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(maxTooltip));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);
@@ -297,7 +297,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (bad && message.isEmpty())
         message = QStringLiteral("Neither a command nor a hex string");
     ui->lineCommand->setAccessibleDescription(
-        bad ? QTextDocumentFragment::fromHtml(message.left(longestTooltip)).toPlainText() : QString());
+        bad ? QTextDocumentFragment::fromHtml(message.left(maxTooltip)).toPlainText() : QString());
 }
 
 void MainWindow::on_lineCommand_returnPressed()

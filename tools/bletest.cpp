@@ -4,13 +4,13 @@
 
 namespace {
 
-constexpr int lowestFrequency = 2402; // MHz, of channel 0
-constexpr int channelSpacing = 2;     // MHz
+constexpr int minFrequency = 2402; // MHz, of channel 0
+constexpr int channelSpacing = 2;  // MHz
 constexpr int lastChannel = 39;
 
 int channelAt(int megahertz)
 {
-    return (megahertz - lowestFrequency) / channelSpacing;
+    return (megahertz - minFrequency) / channelSpacing;
 }
 
 } // namespace
@@ -47,7 +47,7 @@ void Bletest::on_pushTestReset_clicked()
 void Bletest::on_spinFreq_editingFinished()
 {
     const int nearest = qBound(0, channelAt(ui->spinFreq->locale().toInt(ui->spinFreq->text())), lastChannel);
-    ui->spinFreq->setValue(lowestFrequency + channelSpacing * nearest);
+    ui->spinFreq->setValue(minFrequency + channelSpacing * nearest);
 }
 
 void Bletest::packets_rx(uint16 count)

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr int rounds = 11;
-constexpr qint64 patienceMs = 20000;
+constexpr qint64 timeoutMs = 20000;
 
 QRgb watchedPixel()
 {
@@ -26,7 +26,7 @@ void waitFor(bool painted, QRgb bare)
     QElapsedTimer timer;
     timer.start();
     while ((watchedPixel() != bare) != painted) {
-        if (timer.hasExpired(patienceMs))
+        if (timer.hasExpired(timeoutMs))
             qFatal("the screen did not change");
     }
 }

@@ -13,7 +13,7 @@ const FieldType fieldTypes[] = {
 };
 
 // A record holds a 4-bit code a field in 32 bits.
-constexpr int mostFields = 8;
+constexpr int maxFields = 8;
 
 const FieldType *findType(const QString &name)
 {
@@ -99,7 +99,7 @@ private:
                 fail(e, QStringLiteral("a field behind an array"));
             result.fields.append(field(e));
         }
-        if (result.fields.size() > mostFields)
+        if (result.fields.size() > maxFields)
             fail(element, QStringLiteral("more than eight fields"));
         return result;
     }

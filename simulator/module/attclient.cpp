@@ -128,7 +128,7 @@ private:
         on("attclient_read_by_group_type",
            [this](uint8 connection, uint16 start, uint16 end, const QByteArray &uuid) {
                return begin(connection, isRange(start, end) && isUuid(uuid), [=](GattServer &server, auto &) {
-                   const QByteArray type = shortestUuid(uuid);
+                   const QByteArray type = shortUuid(uuid);
                    if (type != uuid16(primaryServiceUuid) && type != uuid16(secondaryServiceUuid))
                        return Answer{{}, {resultUnsupportedGroupType, start}};
                    Answer answer{{}, {resultAttributeNotFound, start}};

@@ -66,14 +66,14 @@ bool Connections::isConnected(const DeviceAddress &address) const
 
 Connection *Connections::find(uint8 handle)
 {
-    if (handle >= capacity || !connections[handle] || !connections[handle]->isEstablished)
+    if (handle >= maxCount || !connections[handle] || !connections[handle]->isEstablished)
         return nullptr;
     return connections[handle].get();
 }
 
 void Connections::open(uint8 handle, const RemoteDevice &device, const ConnectionParameters &parameters)
 {
-    if (handle >= capacity || connections[handle])
+    if (handle >= maxCount || connections[handle])
         return;
     const uint8 bond = module.bondOf(device.address);
     connections[handle] = std::make_unique<Connection>(handle, device, parameters, bond);
@@ -102,7 +102,7 @@ void Connections::closeLater(const Connection &connection, int milliseconds, Res
 
 void Connections::close(uint8 handle, Result reason)
 {
-    if (handle >= capacity || !connections[handle])
+    if (handle >= maxCount || !connections[handle])
         return;
     remove(handle);
     module.raise("connection_disconnected", handle, reason);
@@ -141,7 +141,7 @@ void Connections::forgetBond(uint8 bond)
 
 void Connections::drop()
 {
-    for (uint8 handle = 0; handle < capacity; ++handle)
+    for (uint8 handle = 0; handle < maxCount; ++handle)
         remove(handle);
 }
 

@@ -80,7 +80,7 @@ class Connections : public QObject
     Q_OBJECT
 
 public:
-    static constexpr int capacity = 8;
+    static constexpr int maxCount = 8;
 
     // Bits of the event connection_status.
     enum StatusFlag : uint8 { connected = 1, encrypted = 2, completed = 4, parametersChange = 8 };
@@ -123,7 +123,7 @@ private:
     void remove(uint8 handle);
 
     Module &module;
-    std::array<std::unique_ptr<Connection>, capacity> connections;
+    std::array<std::unique_ptr<Connection>, maxCount> connections;
 };
 
 } // namespace simulator

@@ -16,7 +16,7 @@ public:
         const auto old = values.find(key);
         if (old != values.end() && old->second == value)
             return true;
-        if (usedBytes + sizeOf(value) > capacity)
+        if (usedBytes + sizeOf(value) > maxBytes)
             return false;
         usedBytes += sizeOf(value);
         values[key] = value;
@@ -39,7 +39,7 @@ public:
     std::map<uint16, QByteArray> values;
 
 private:
-    static constexpr int capacity = 4096; // bytes
+    static constexpr int maxBytes = 4096; // bytes
 
     static int sizeOf(const QByteArray &value)
     {

@@ -42,9 +42,9 @@ private:
         on("system_address_get", [this] { return payload(module.options().address); });
         on("system_get_info", [] { return Module::versionInfo(); });
         on("system_get_connections", [this] {
-            for (uint8 handle = 0; handle < Connections::capacity; ++handle)
+            for (uint8 handle = 0; handle < Connections::maxCount; ++handle)
                 module.connections().raiseStatus(handle);
-            return payload(uint8(Connections::capacity));
+            return payload(uint8(Connections::maxCount));
         });
         // A bus reads any address: zeros follow the end of the memory.
         on("system_read_memory", [this](uint32 address, uint8 length) {

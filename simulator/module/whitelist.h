@@ -11,7 +11,7 @@ namespace simulator {
 class Whitelist
 {
 public:
-    static constexpr int capacity = 8;
+    static constexpr int maxCount = 8;
 
     bool contains(const DeviceAddress &device) const { return devices.contains(device); }
     bool isEmpty() const { return devices.isEmpty(); }
@@ -24,7 +24,7 @@ public:
             return resultInvalidParameter;
         if (contains(device))
             return resultOk;
-        if (devices.size() == capacity)
+        if (devices.size() == maxCount)
             return resultOutOfMemory;
         devices.append(device);
         return resultOk;

@@ -24,7 +24,7 @@ const Attribute *AttributeDatabase::find(uint16 handle) const
     return handle == 0 || handle > attributes.size() ? nullptr : &attributes.at(handle - 1);
 }
 
-QByteArray shortestUuid(const QByteArray &uuid)
+QByteArray shortUuid(const QByteArray &uuid)
 {
     const bool isLongForm =
         uuid.size() == 16 && uuid.startsWith(baseUuid) && uuid.endsWith(QByteArray(2, '\0'));
@@ -33,7 +33,7 @@ QByteArray shortestUuid(const QByteArray &uuid)
 
 QVector<uint16> AttributeDatabase::ofType(const QByteArray &type, uint16 first, uint16 last) const
 {
-    const QByteArray wanted = shortestUuid(type);
+    const QByteArray wanted = shortUuid(type);
     QVector<uint16> handles;
     for (int handle = std::max<int>(first, 1); handle <= std::min<int>(last, attributes.size()); ++handle) {
         if (attributes.at(handle - 1).type == wanted)

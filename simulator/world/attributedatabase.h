@@ -38,7 +38,7 @@ QByteArray uuid16(uint16 uuid);
 QByteArray vendorUuid(uint16 number);
 
 // The 2-byte form of a UUID that has one; other UUIDs unchanged.
-QByteArray shortestUuid(const QByteArray &uuid);
+QByteArray shortUuid(const QByteArray &uuid);
 
 // Attributes under consecutive handles from 1 on.
 class AttributeDatabase

@@ -41,7 +41,7 @@ void OtaTarget::append(const QByteArray &data)
 {
     if ((done & loading) == 0)
         return;
-    overrun = overrun || data.size() > capacity - loaded.size();
+    overrun = overrun || data.size() > maxSize - loaded.size();
     if (!overrun)
         loaded.append(data);
 }

@@ -17,7 +17,7 @@ public:
     // Values of the control point. Loading needs powered memory with both blocks erased since the last load.
     enum Order : uint8 { eraseBlock0, eraseBlock1, loadStart, finish, powerOn };
 
-    static constexpr int capacity = 0x80000; // of both blocks; a longer image cannot be finished
+    static constexpr int maxSize = 0x80000; // of both blocks; a longer image cannot be finished
 
     // Returns the result that replaces carrying out an order.
     using ResultOverride = std::function<std::optional<uint16>(uint8 order)>;

@@ -11,9 +11,9 @@
 namespace {
 
 const QSize screenSize(1920, 1080);
-constexpr double leastContrast = 4.5;
+constexpr double minContrast = 4.5;
 // Pure red, the fixed colour of errors, has no more than 4.0 on any paper that black text can be read on.
-constexpr double leastContrastOfRed = 3.9;
+constexpr double minContrastOfRed = 3.9;
 
 QPalette darkPalette()
 {
@@ -241,7 +241,7 @@ private Q_SLOTS:
             if (hasText && widget->isVisible() && widget->isEnabled() && widget->window() == shown &&
                 widget->visibleRegion().boundingRect() == widget->rect() &&
                 widget->property("text") != QString())
-                QVERIFY2(seenContrast(widget) >= leastContrast,
+                QVERIFY2(seenContrast(widget) >= minContrast,
                          qPrintable("%1 %2"_s.arg(named(widget)).arg(seenContrast(widget))));
         }
     }
@@ -253,23 +253,23 @@ private Q_SLOTS:
         window = std::make_unique<MainWindow>();
         QVERIFY(show());
         auto *const command = find<QLineEdit>("lineCommand");
-        QVERIFY(seenContrast(command) >= leastContrast); // the placeholder
+        QVERIFY(seenContrast(command) >= minContrast); // the placeholder
         QTest::keyClicks(command, "a"_s);
-        QVERIFY(seenContrast(command) >= leastContrastOfRed);
+        QVERIFY(seenContrast(command) >= minContrastOfRed);
         QVERIFY(!command->accessibleDescription().isEmpty());
         QTest::keyClick(command, Qt::Key_Backspace);
         QTest::keyClicks(command, "system_hello"_s);
-        QVERIFY(seenContrast(command) >= leastContrast);
+        QVERIFY(seenContrast(command) >= minContrast);
         QCOMPARE(command->accessibleDescription(), QString());
         auto *const log = find<LogView>("textDebug");
         for (const char *colour : {"", "green", "red"}) {
             log->clearLog();
             log->addLine(QString(), "<font color=%1>WWW</font>"_s.arg(QLatin1String(colour)));
             QApplication::processEvents();
-            QVERIFY2(seenContrast(log->viewport()) >= leastContrastOfRed, colour);
+            QVERIFY2(seenContrast(log->viewport()) >= minContrastOfRed, colour);
         }
         window->USBReset();
-        QVERIFY(seenContrast(find("labelDev")) >= leastContrast);
+        QVERIFY(seenContrast(find("labelDev")) >= minContrast);
     }
 
 private:

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int patienceMs = 20'000;
+constexpr int timeoutMs = 20'000;
 
 // The host's end of the line.
 struct Host
@@ -34,7 +34,7 @@ struct Host
         QByteArray got;
         char byte = 0;
         pollfd entry{fd, POLLIN, 0};
-        while (sent && got.size() < size && ::poll(&entry, 1, patienceMs) > 0 && ::read(fd, &byte, 1) == 1)
+        while (sent && got.size() < size && ::poll(&entry, 1, timeoutMs) > 0 && ::read(fd, &byte, 1) == 1)
             got.append(byte);
         return got.toHex();
     }
@@ -43,7 +43,7 @@ struct Host
     {
         char byte = 0;
         pollfd entry{fd, POLLIN, 0};
-        return ::poll(&entry, 1, patienceMs) > 0 && ::read(fd, &byte, 1) <= 0;
+        return ::poll(&entry, 1, timeoutMs) > 0 && ::read(fd, &byte, 1) <= 0;
     }
 
     int fd;
@@ -61,14 +61,14 @@ struct Module
     ~Module()
     {
         process.kill();
-        process.waitForFinished(patienceMs);
+        process.waitForFinished(timeoutMs);
     }
 
     // Waits for whole lines with so many of `text` from the given place on.
     bool waitForLog(const QByteArray &text, int from = 0, int times = 1)
     {
         while (output.mid(from).count(text) < times || !output.endsWith('\n')) {
-            if (!process.waitForReadyRead(patienceMs))
+            if (!process.waitForReadyRead(timeoutMs))
                 return false;
             output += process.readAllStandardOutput();
         }
@@ -78,14 +78,14 @@ struct Module
     void tell(const QByteArray &line)
     {
         process.write(line + '\n');
-        while (process.bytesToWrite() > 0 && process.waitForBytesWritten(patienceMs)) {
+        while (process.bytesToWrite() > 0 && process.waitForBytesWritten(timeoutMs)) {
         }
     }
 
     // The exit code, or -1 for a crash or a program that goes on.
     int wait()
     {
-        const bool ended = process.state() == QProcess::NotRunning || process.waitForFinished(patienceMs);
+        const bool ended = process.state() == QProcess::NotRunning || process.waitForFinished(timeoutMs);
         return ended && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
     }
 
@@ -241,7 +241,7 @@ private Q_SLOTS:
         QCOMPARE(published(), QStringLiteral("Simulated module=") + first.path);
         // A crash leaves the link behind, and the next one takes it over.
         first.process.kill();
-        QVERIFY(first.process.waitForFinished(patienceMs));
+        QVERIFY(first.process.waitForFinished(timeoutMs));
         const Module third;
         QVERIFY2(third.output.startsWith("ready: "), third.output.constData());
     }

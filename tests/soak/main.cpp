@@ -22,11 +22,11 @@
 namespace {
 
 constexpr int devices = 100;
-constexpr int rate = 8000; // advertisements a second; scannable devices answer each with one more
-constexpr int longestBetweenClears = 5000; // frames
+constexpr int rate = 8000;             // advertisements a second; scannable devices answer each with one more
+constexpr int maxBetweenClears = 5000; // frames
 constexpr int clearsAPause = 4;
-constexpr int longestScanMs = 3000; // on a busy machine; the module holds what it has to write in that time
-constexpr int warmUpPauses = 3;     // what is allocated once is there by then
+constexpr int maxScanMs = 3000; // on a busy machine; the module holds what it has to write in that time
+constexpr int warmUpPauses = 3; // what is allocated once is there by then
 
 // A busy machine makes frames pile up in the queue of events, and the log longer. The queue keeps its room,
 // and the allocator some of what the longest log took.
@@ -85,7 +85,7 @@ public:
 
     void run(int wanted)
     {
-        betweenClears = std::min(longestBetweenClears, wanted / (2 * warmUpPauses * clearsAPause));
+        betweenClears = std::min(maxBetweenClears, wanted / (2 * warmUpPauses * clearsAPause));
         QElapsedTimer clock;
         clock.start();
         int told = 0;
@@ -146,7 +146,7 @@ private:
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (scanning && event->type() == QEvent::MetaCall &&
-            (scanClock.hasExpired(longestScanMs) ||
+            (scanClock.hasExpired(maxScanMs) ||
              frames - framesBefore + log->line_store.size() / 2 >= clearsAPause * betweenClears)) {
             scanning = false;
             window->click("pushStopScan");

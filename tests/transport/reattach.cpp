@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int patienceMs = 10000;
+constexpr int timeoutMs = 10000;
 constexpr int peerFrames = 400;      // of one round
 constexpr int much = 256 * 1024;     // bytes, more than a pseudo-terminal takes with nobody reading
 constexpr int latestMomentUs = 8000; // of an end that comes at random
@@ -87,7 +87,7 @@ private:
         const int fd = terminal.descriptor();
         if (isBlocked(kind)) {
             pollfd ready = {fd, POLLIN, 0};
-            ::poll(&ready, 1, patienceMs); // the write has begun
+            ::poll(&ready, 1, timeoutMs); // the write has begun
         }
         QElapsedTimer clock;
         clock.start();
@@ -166,7 +166,7 @@ public:
         QElapsedTimer clock;
         clock.start();
         device.reset();
-        longestDetachMs = std::max(longestDetachMs, double(clock.nsecsElapsed()) / 1e6);
+        maxDetachMs = std::max(maxDetachMs, double(clock.nsecsElapsed()) / 1e6);
         const QByteArray received = peer.finish();
         QCoreApplication::processEvents(); // frames of before the end
         frames += arrived;
@@ -187,7 +187,7 @@ public:
 
     Course nextCourse() { return Course(upTo(courses - 1)); }
 
-    double longestDetachMs = 0;
+    double maxDetachMs = 0;
     long long frames = 0;
     long long gaps = 0;
     long long blockedWrites = 0;
@@ -200,7 +200,7 @@ private:
     {
         QElapsedTimer clock;
         clock.start();
-        while (!condition() && !clock.hasExpired(patienceMs))
+        while (!condition() && !clock.hasExpired(timeoutMs))
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         return condition();
     }
@@ -297,7 +297,7 @@ int main(int argc, char **argv)
     // A thread that has ended may take a moment to leave the process.
     QElapsedTimer clock;
     clock.start();
-    while (runningThreads() > threads && !clock.hasExpired(patienceMs))
+    while (runningThreads() > threads && !clock.hasExpired(timeoutMs))
         std::this_thread::yield();
     const int descriptorsAfter = openDescriptors();
     const int strange = strangeLines(captured.standardOutput());
@@ -310,7 +310,7 @@ int main(int argc, char **argv)
     kept = printEqual("reattach_descriptors_left", descriptorsAfter, descriptors) && kept;
     kept = printEqual("reattach_unknown_messages", strange, 0) && kept;
     kept = printLimited("reattach_gaps_at_an_end", double(rounds.gaps), gapLimit) && kept;
-    kept = printLimited("reattach_longest_detach_ms", rounds.longestDetachMs, detachLimitMs) && kept;
+    kept = printLimited("reattach_longest_detach_ms", rounds.maxDetachMs, detachLimitMs) && kept;
     std::printf("reattach_frames_received ours=%lld\nreattach_blocked_writes ours=%lld\n", rounds.frames,
                 rounds.blockedWrites);
     return kept ? 0 : 1;

@@ -75,12 +75,12 @@ void drain(int fd)
 {
     constexpr int pause_ms = 5;
     constexpr unsigned frame_bits_times_1000 = 2600 * 1000; // 260 bytes: longer ones may lose their end
-    constexpr int most_ms = 5000;
+    constexpr int max_ms = 5000;
     termios2 line = {};
     int queued = 0;
     if (::ioctl(fd, TCGETS2, &line) != 0)
         return;
-    int left_ms = std::min(most_ms, 250 + int(frame_bits_times_1000 / std::max(line.c_ospeed, 50U)));
+    int left_ms = std::min(max_ms, 250 + int(frame_bits_times_1000 / std::max(line.c_ospeed, 50U)));
     while (::ioctl(fd, TIOCOUTQ, &queued) == 0 && queued > 0) {
         if (left_ms <= 0) {
             ::ioctl(fd, TCFLSH, TCOFLUSH);
