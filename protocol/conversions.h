@@ -5,7 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
-// Turns the wire types into bytes and text and back. Multi-byte values become bytes in memory order.
+// Converts the wire types to bytes and text and back. Multi-byte values become bytes in memory order. The
+// family is complete on purpose: each type has all conversions, whether or not the program calls them.
 
 // Swaps the bytes in place, first with last.
 void reverse_bytes(QByteArray &bytes);
