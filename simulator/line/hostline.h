@@ -28,7 +28,18 @@ public:
 
     // Queues the bytes and writes them as fast as the host reads. Returns false, and takes nothing, if no
     // host is attached or the queue would exceed 4 MiB.
-    virtual bool write(const QByteArray &bytes) = 0;
+    bool write(const QByteArray &bytes)
+    {
+        if (!hasHost())
+            return false;
+        if (waiting() + bytes.size() > maxWaiting) {
+            Q_EMIT overrun(bytes.size());
+            return false;
+        }
+        pending += bytes;
+        writeMore();
+        return true;
+    }
 
     // Whether bytes wait here or, as far as the system tells, in the pseudo-terminal.
     virtual bool hasUnreadOutput() const = 0;
@@ -44,9 +55,15 @@ Q_SIGNALS:
     void lost(); // the port has disappeared, and the line is closed
 
 protected:
-    static constexpr int maxPending = 4 << 20; // bytes
+    virtual bool hasHost() const = 0;
+    virtual int waiting() const { return pending.size(); }
+    virtual void writeMore() = 0;
 
     QString devicePath;
+    QByteArray pending; // not yet given to the system
+
+private:
+    static constexpr int maxWaiting = 4 << 20; // bytes
 };
 
 } // namespace simulator

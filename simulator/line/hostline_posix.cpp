@@ -64,14 +64,14 @@ public:
 
     Error openPseudoTerminal(const QString &name) override;
     Error openPort(const QString &path, int speed) override;
-    bool write(const QByteArray &bytes) override;
     bool hasUnreadOutput() const override;
     void close() final;
 
 private:
     void watch();
     void readMore();
-    void writeMore();
+    bool hasHost() const override { return isAttached; }
+    void writeMore() override;
     void lookForHost();
     void hangUp();
     int openSlave() const;
@@ -80,7 +80,6 @@ private:
     int fd = -1;
     bool isPseudoTerminal = false;
     bool isAttached = false;
-    QByteArray pending;
     std::unique_ptr<QSocketNotifier> readable;
     std::unique_ptr<QSocketNotifier> writable;
     QTimer attachTimer;
@@ -188,19 +187,6 @@ void PosixLine::readMore()
         Q_EMIT received(QByteArray(buffer, int(count)));
     else if (count == 0 || (errno != EAGAIN && errno != EINTR))
         hangUp();
-}
-
-bool PosixLine::write(const QByteArray &bytes)
-{
-    if (!isAttached)
-        return false;
-    if (pending.size() + bytes.size() > maxPending) {
-        Q_EMIT overrun(bytes.size());
-        return false;
-    }
-    pending += bytes;
-    writeMore();
-    return true;
 }
 
 void PosixLine::writeMore()

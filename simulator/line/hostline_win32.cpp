@@ -35,7 +35,6 @@ public:
 
     Error openPseudoTerminal(const QString &name) override;
     Error openPort(const QString &path, int speed) override;
-    bool write(const QByteArray &bytes) override;
     bool hasUnreadOutput() const override;
     void close() final;
 
@@ -54,7 +53,9 @@ private:
     bool startRead();
     void takeRead();
     QByteArray readQueued();
-    void writeMore();
+    bool hasHost() const override { return port != vs::invalid_handle; }
+    int waiting() const override { return inFlight.size() + pending.size(); }
+    void writeMore() override;
     void takeWritten();
     void hangUp();
 
@@ -64,7 +65,6 @@ private:
     vs::handle queuedRead = vs::no_event;
     char firstByte = 0;
     QByteArray inFlight; // stays in place until it is written
-    QByteArray pending;
 };
 
 Win32Line::~Win32Line()
@@ -174,19 +174,6 @@ QByteArray Win32Line::readQueued()
     return isRead ? bytes.left(int(moved)) : QByteArray(); // the next read meets the failure, too
 }
 
-bool Win32Line::write(const QByteArray &bytes)
-{
-    if (port == vs::invalid_handle)
-        return false;
-    if (inFlight.size() + pending.size() + bytes.size() > maxPending) {
-        Q_EMIT overrun(bytes.size());
-        return false;
-    }
-    pending += bytes;
-    writeMore();
-    return true;
-}
-
 void Win32Line::writeMore()
 {
     if (out.isBusy || pending.isEmpty())
@@ -214,7 +201,7 @@ void Win32Line::takeWritten()
 
 bool Win32Line::hasUnreadOutput() const
 {
-    return !inFlight.isEmpty() || !pending.isEmpty();
+    return waiting() > 0;
 }
 
 void Win32Line::hangUp()
