@@ -29,7 +29,7 @@ QStringRef sectionAt(const QString &line, int begin)
 
 int signedByte(const QByteArray &bytes, int at)
 {
-    return static_cast<signed char>(bytes.at(at));
+    return qint8(bytes.at(at));
 }
 
 } // namespace

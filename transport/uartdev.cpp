@@ -162,7 +162,7 @@ void UartDev::run()
             break;
         if (got == 0)
             continue;
-        const unsigned length = static_cast<unsigned char>(buffer[1]);
+        const unsigned length = uchar(buffer[1]);
         if (length != 0 && Read(length, buffer + headerSize) <= 0)
             break;
         Q_EMIT RxData(QByteArray(buffer, int(length + headerSize)));

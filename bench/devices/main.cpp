@@ -159,7 +159,7 @@ private:
         clock.start();
         while (clock.elapsed() < qint64{durationS} * 1000) {
             turns.push_back(turn());
-            QThread::msleep(static_cast<unsigned long>(periodMs - clock.elapsed() % periodMs));
+            QThread::msleep(ulong(periodMs - clock.elapsed() % periodMs));
         }
     }
 

@@ -189,7 +189,7 @@ std::vector<double> turnsUnderLoad(Subject &subject, int seconds)
         QCoreApplication::processEvents();
         turns.push_back(double(turn.nsecsElapsed()) / 1e6);
         const qint64 rest = batchPeriod - clock.elapsed() % batchPeriod;
-        QThread::msleep(static_cast<unsigned long>(rest));
+        QThread::msleep(ulong(rest));
     }
     if (subject.paints - paintsBefore < int(turns.size()) / 2) {
         std::fputs("bench_logview: too few of the turns under load were painted\n", stderr);

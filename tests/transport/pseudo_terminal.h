@@ -24,7 +24,7 @@ void withDescriptorsLeft(unsigned count, const Work &work)
 {
     rlimit before = {};
     ::getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit few = {static_cast<rlim_t>(lowestFreeDescriptor()) + count, before.rlim_max};
+    const rlimit few = {rlim_t(lowestFreeDescriptor()) + count, before.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &few);
     work();
     ::setrlimit(RLIMIT_NOFILE, &before);

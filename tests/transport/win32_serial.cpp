@@ -149,7 +149,7 @@ void streamsBothWays()
     std::thread reader([&] {
         char got[259];
         while (read < frames && line.read(got, 4) == whole) {
-            const auto length = static_cast<unsigned char>(got[1]);
+            const auto length = std::uint8_t(got[1]);
             if (length != 0 && line.read(got + 4, length) != whole)
                 break;
             if (std::string(got, 4U + length) != numberedFrame(read))

@@ -28,10 +28,10 @@ bool is_pseudo_terminal(int fd)
 
 void make_raw(termios2 &line)
 {
-    line.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL |
+    line.c_iflag &= ~tcflag_t(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL |
                                            IXON | IXOFF | IXANY);
-    line.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-    line.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    line.c_oflag &= ~tcflag_t(OPOST);
+    line.c_lflag &= ~tcflag_t(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
     line.c_cflag |= CREAD | CLOCAL;
     line.c_cc[VMIN] = 1;
     line.c_cc[VTIME] = 0;
@@ -217,8 +217,8 @@ bool set_line_state(handle name, const line_state &state)
     set_flags<tcflag_t>(line.c_cflag, PARODD, state.parity == odd || state.parity == mark);
     set_flags<tcflag_t>(line.c_cflag, CMSPAR, state.parity == mark || state.parity == space);
     set_flags<tcflag_t>(line.c_cflag, CRTSCTS, state.outx_cts_flow && state.rts_control == rts_handshake);
-    line.c_cflag &= ~static_cast<tcflag_t>(CSIZE | CBAUD | (CBAUD << IBSHIFT));
-    line.c_cflag |= size_flag(state.byte_size) | BOTHER | (static_cast<tcflag_t>(BOTHER) << IBSHIFT);
+    line.c_cflag &= ~tcflag_t(CSIZE | CBAUD | (CBAUD << IBSHIFT));
+    line.c_cflag |= size_flag(state.byte_size) | BOTHER | (tcflag_t(BOTHER) << IBSHIFT);
     line.c_ispeed = line.c_ospeed = state.baud_rate;
     if (::ioctl(fd, TCSETS2, &line) != 0)
         return fail(errno);
