@@ -10,7 +10,7 @@ struct ApiType
 {
     const char *name;
     int code;
-    int width; ///< in bytes; 0 for what has no fixed width
+    int width; // in bytes; 0 for what has no fixed width
 };
 
 // Type codes of ApiParam::type.
@@ -78,7 +78,7 @@ struct ApiClass
     QString name;
     QList<ApiMessage> events;
     QList<ApiMessage> commands;
-    QList<ApiMessage> responses; ///< beside each of `commands`, its returns
+    QList<ApiMessage> responses; // beside each of `commands`, its returns
 
     // The packet of the first command called `command`, byte 0 still 0; empty if there is none or its
     // arguments are wrong. Appends to `message` as buildCommand does, or that there is no such command.

@@ -23,10 +23,10 @@ public:
     QByteArray parseLine(QString line, QString &message) const;
 
     QString device_name;
-    int device_id = 0; ///< byte 0 of every packet
+    int device_id = 0; // byte 0 of every packet
     QDomDocument document;
     QMap<QString, int> constants;
-    QList<ApiClass> classes; ///< in file order, which is that of the class identifiers
+    QList<ApiClass> classes; // in file order, which is that of the class identifiers
 
 Q_SIGNALS:
     void log_message(QString msg);

@@ -10,7 +10,7 @@ struct Definitions
 {
     QString device_name;
     int device_id = 0;
-    QMap<QString, int> constants; ///< "CLASS_NAME" of a define, "class_name" of an enum
+    QMap<QString, int> constants; // "CLASS_NAME" of a define, "class_name" of an enum
     QList<ApiClass> classes;
 };
 

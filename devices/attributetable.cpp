@@ -1,6 +1,8 @@
 #include "devices/attributetable.h"
 
+#include <QHeaderView>
 #include <QHelpEvent>
+#include <QScopedValueRollback>
 #include <QToolTip>
 
 namespace {
@@ -26,6 +28,13 @@ QString inLines(const QString &text)
 
 } // namespace
 
+AttributeTable::AttributeTable(QWidget *parent)
+    : QTableWidget(parent)
+{
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this,
+            [this](int column) { hasUserWidths |= !isSharing && column != valueColumn; });
+}
+
 void AttributeTable::resizeEvent(QResizeEvent *event)
 {
     shareWidthOut();
@@ -35,6 +44,9 @@ void AttributeTable::resizeEvent(QResizeEvent *event)
 // The last column stretches, so it has what the others leave.
 void AttributeTable::shareWidthOut()
 {
+    if (hasUserWidths)
+        return;
+    const QScopedValueRollback<bool> sharing(isSharing, true);
     const int digit = fontMetrics().horizontalAdvance(QLatin1Char('0'));
     const int fixedDigits = handleDigits + groupEndDigits + uuidDigits + valueDigits;
     const int textDigits = viewport()->width() / digit - fixedDigits; // for "Description" and "Raw"

@@ -7,7 +7,7 @@
 class AttributeTable : public QTableWidget
 {
 public:
-    using QTableWidget::QTableWidget;
+    explicit AttributeTable(QWidget *parent = nullptr);
 
     enum Column { handleColumn, groupEndColumn, uuidColumn, descriptionColumn, rawColumn, valueColumn };
 
@@ -17,4 +17,7 @@ protected:
 
 private:
     void shareWidthOut();
+
+    bool isSharing = false;
+    bool hasUserWidths = false; // the user has dragged a column, so the widths stay
 };

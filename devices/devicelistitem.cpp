@@ -16,7 +16,7 @@ namespace {
 constexpr uint8 noConnection = 0xff;
 constexpr int shortUuidSize = 2; // bytes
 
-enum AdvertisingType { advertisingFlags = 1, shortenedName = 8, completeName = 9 };
+enum AdvertisingType { flagsElement = 1, shortenedNameElement = 8, completeNameElement = 9 };
 
 const char *const flagNames[] = {"Limited ", "General ", "No_BREDR ", "BRD_Slave ", "BRD_Host "};
 
@@ -136,9 +136,9 @@ QString DeviceListItem::readAdvertisingData(const QByteArray &advertising)
             break;
         const QByteArray content = advertising.mid(position + 2, length - 1);
         switch (advertising.at(position + 1)) {
-        case shortenedName: setText(ui->address, wholeUtf8(content) + QLatin1String("...")); break;
-        case completeName: setText(ui->address, wholeUtf8(content)); break;
-        case advertisingFlags:
+        case shortenedNameElement: setText(ui->address, wholeUtf8(content) + QLatin1String("...")); break;
+        case completeNameElement: setText(ui->address, wholeUtf8(content)); break;
+        case flagsElement:
             // NOLINTNEXTLINE(bugprone-signed-char-misuse): the sign is to be extended
             flags = int8(content.at(0));
             text += flagText(flags);

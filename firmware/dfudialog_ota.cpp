@@ -16,7 +16,7 @@ namespace {
 enum OtaState { powerOn, eraseBlock0, eraseBlock1, loadStart, sendData, sendDataAgain, awaitEnd };
 
 // What the control point is told, one byte each.
-enum ControlValue : uint8 { blockZero, blockOne, Start, end, power };
+enum ControlByte : uint8 { eraseBlock0Byte, eraseBlock1Byte, startLoadByte, endLoadByte, powerOnByte };
 
 constexpr uint16 outOfMemory = 0x0182;
 constexpr int retryDelay = 100; // ms
@@ -92,19 +92,19 @@ void DFUDialog::ota_step()
     switch (otaState) {
     case powerOn:
         otaState = eraseBlock0;
-        writeControlPoint(power, QStringLiteral("Power on memory"));
+        writeControlPoint(powerOnByte, QStringLiteral("Power on memory"));
         break;
     case eraseBlock0:
         otaState = eraseBlock1;
-        writeControlPoint(blockZero, QStringLiteral("Erasing Block 0"));
+        writeControlPoint(eraseBlock0Byte, QStringLiteral("Erasing Block 0"));
         break;
     case eraseBlock1:
         otaState = loadStart;
-        writeControlPoint(blockOne, QStringLiteral("Erasing Block 1"));
+        writeControlPoint(eraseBlock1Byte, QStringLiteral("Erasing Block 1"));
         break;
     case loadStart:
         otaState = sendData;
-        writeControlPoint(Start, QStringLiteral("Load Start"));
+        writeControlPoint(startLoadByte, QStringLiteral("Load Start"));
         rateClock.start();
         break;
     case sendData: nextDataChunk(); break;
@@ -149,7 +149,7 @@ void DFUDialog::nextDataChunk()
     }
     if (otaBuffer.isEmpty()) {
         otaState = awaitEnd;
-        writeControlPoint(end, progress);
+        writeControlPoint(endLoadByte, progress);
         return;
     }
     ui->labelOTAState->setText(progress);

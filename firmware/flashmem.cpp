@@ -7,6 +7,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <algorithm>
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr uint32 lastAddress = 0x7ffff;
+constexpr uint32 maxAddress = 0x7ffff;
 constexpr int pageShift = 11; // pages of 2048 bytes
 constexpr int wordSize = 4;
 constexpr int chunkSize = 0x20; // bytes, of a write as of a read
@@ -29,6 +30,13 @@ constexpr qint64 maxFileSize = 0x4000000;
 uint32 hexNumber(const QString &text)
 {
     return text.toUInt(nullptr, 16);
+}
+
+// Whether the text is a number in hex that has more than 64 bits.
+bool hasTooManyDigits(const QString &text)
+{
+    static const QRegularExpression digits(QStringLiteral("^\\s*(0[xX])?0*[0-9a-fA-F]{17,}\\s*$"));
+    return digits.match(text).hasMatch();
 }
 
 // Opening one waits for a reader, perhaps for ever.
@@ -145,7 +153,7 @@ void FlashMem::on_lineAddress_textEdited(QString text)
 
 void FlashMem::showAddress(quint64 address)
 {
-    const auto shown = uint32(std::min<quint64>(address, lastAddress));
+    const auto shown = uint32(std::min<quint64>(address, maxAddress));
     rewrite(ui->lineAddress, shown);
     rewrite(ui->linePage, shown >> pageShift);
     checkInput();
@@ -195,18 +203,22 @@ void FlashMem::on_readButton_clicked()
         criticalBox(title, QStringLiteral("%1\n%2").arg(reason, text))->exec();
     };
     const QString expected = QStringLiteral("Expected hexadecimal value");
+    const QString tooLarge = QStringLiteral("Value is too large");
 
     bool isNumber = false;
     const quint64 size = ui->savesizeEdit->text().toULongLong(&isNumber, 16);
-    const bool isTooLarge = isNumber && size > quint64(std::numeric_limits<int>::max());
+    const bool isTooLarge = isNumber ? size > quint64(std::numeric_limits<int>::max())
+                                     : hasTooManyDigits(ui->savesizeEdit->text());
     if (!isNumber || isTooLarge) {
-        refuse(QStringLiteral("Size error"), isTooLarge ? QStringLiteral("Value is too large") : expected,
-               ui->savesizeEdit->text());
+        refuse(QStringLiteral("Size error"), isTooLarge ? tooLarge : expected, ui->savesizeEdit->text());
         return;
     }
-    const uint32 address = ui->saveaddressEdit->text().toUInt(&isNumber, 16);
-    if (!isNumber) {
-        refuse(QStringLiteral("Address error"), expected, ui->saveaddressEdit->text());
+    const quint64 address = ui->saveaddressEdit->text().toULongLong(&isNumber, 16);
+    const bool isAddressTooLarge = isNumber ? address > std::numeric_limits<uint32>::max()
+                                            : hasTooManyDigits(ui->saveaddressEdit->text());
+    if (!isNumber || isAddressTooLarge) {
+        refuse(QStringLiteral("Address error"), isAddressTooLarge ? tooLarge : expected,
+               ui->saveaddressEdit->text());
         return;
     }
     // Without a buffer a full disk shows at once, and closing an earlier read of the same file writes nothing
@@ -222,7 +234,7 @@ void FlashMem::on_readButton_clicked()
     }
     readFile = std::move(file);
     readRemaining = int(size);
-    Q_EMIT cmd_read_memory(address, chunkSize); // whatever the size
+    Q_EMIT cmd_read_memory(uint32(address), chunkSize); // whatever the size
 }
 
 // A box that deletes itself once it is closed.

@@ -10,11 +10,11 @@ namespace {
 
 enum RecordType : uint8 {
     dataRecord,
-    endOfFile,
-    extendedSegmentAddress,
-    startSegmentAddress,
-    extendedLinearAddress,
-    startLinearAddress
+    endOfFileRecord,
+    extendedSegmentRecord,
+    startSegmentRecord,
+    extendedLinearRecord,
+    startLinearRecord
 };
 
 constexpr int dataOffset = 4;
@@ -102,11 +102,11 @@ bool readHexFile(QIODevice &file, QByteArray &image, uint32 &lowAddress, uint32 
             highAddress = std::max(highAddress, address + count);
             break;
         }
-        case extendedLinearAddress: // behind the data that are counted stands the checksum
+        case extendedLinearRecord: // behind the data that are counted stands the checksum
             base = (count > 0 ? uint32(data[0]) << 24 : 0) | (count > 1 ? uint32(data[1]) << 16 : 0);
             break;
-        case endOfFile:
-        case startLinearAddress: break;
+        case endOfFileRecord:
+        case startLinearRecord: break;
         default: return false;
         }
     }

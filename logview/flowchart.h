@@ -8,5 +8,5 @@
 // decoded message.
 void appendToChart(QString &chart, const QStringList &entry);
 
-// At least what append_to_chart() appends, in characters.
+// At least what appendToChart() appends, in characters.
 qint64 chartSize(const QStringList &entry);

@@ -73,7 +73,7 @@ private:
     LineSizes sizes;
 
     std::map<int, LogLine *> shown; // by line; owned by the scene
-    std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of show_lines()
+    std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of showLines()
 
     const QGraphicsItem *lastFocus = nullptr; // the line last pressed, even after the view lost the focus
     bool layoutRequested = false;

@@ -55,9 +55,18 @@ void MainWindow::on_spinLatency_valueChanged(int) {}
 
 // --- connections
 
+// A box without keyboard tracking has its new value once it loses the focus, which a press from assistive
+// technology does not take.
+void MainWindow::readTypedNumbers()
+{
+    for (QSpinBox *box : {ui->spinInterval, ui->spinTimeout, ui->spinScanInterval})
+        box->interpretText();
+}
+
 // Only here the maximum is kept within what the module takes.
 void MainWindow::Connect(bd_addr address, uint8 addrtype)
 {
+    readTypedNumbers();
     const int interval = std::min(ui->spinInterval->value(), maxInterval - intervalSlack);
     Q_EMIT Connect(address, addrtype, uint16(interval), uint16(interval + intervalSlack),
                    uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
@@ -65,6 +74,7 @@ void MainWindow::Connect(bd_addr address, uint8 addrtype)
 
 void MainWindow::whitelist_connect()
 {
+    readTypedNumbers();
     const int interval = ui->spinInterval->value();
     engine.gap.cmd_connect_selective(uint16(interval), uint16(interval + intervalSlack),
                                      uint16(ui->spinTimeout->value()), uint16(ui->spinLatency->value()));
@@ -72,6 +82,7 @@ void MainWindow::whitelist_connect()
 
 void MainWindow::on_pushConnUpdate_clicked()
 {
+    readTypedNumbers();
     const int interval = ui->spinInterval->value();
     engine.connection.cmd_update(0, uint16(interval), uint16(interval + intervalSlack),
                                  uint16(ui->spinLatency->value()), uint16(ui->spinTimeout->value()));
@@ -150,6 +161,7 @@ void MainWindow::on_spinScanWindow_valueChanged(int arg1)
 
 void MainWindow::on_pushSetScanParameters_clicked()
 {
+    readTypedNumbers();
     engine.gap.cmd_set_scan_parameters(uint16(ui->spinScanInterval->value()),
                                        uint16(ui->spinScanWindow->value()),
                                        ui->checkScanActive->isChecked() ? 1 : 0);

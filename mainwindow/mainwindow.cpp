@@ -19,7 +19,7 @@ namespace {
 
 constexpr int initialLogHeight = 270; // pixels
 
-constexpr int maxTooltip = 1000; // characters; it repeats what was typed, and X has no wider windows
+constexpr int maxTooltipLength = 1000; // characters; it repeats what was typed, and X has no wider windows
 
 constexpr int baudRates[] = {256000, 128000, 115200, 57600, 38400, 19200, 14400,
                              9600,   4800,   2400,   1200,  600,   300,   110};
@@ -45,6 +45,17 @@ void giveLightPaper(QWidget *widget)
     palette.setColor(QPalette::Text, Qt::black);
     palette.setColor(QPalette::PlaceholderText, QColor(96, 96, 96));
     widget->setPalette(palette);
+}
+
+// Ends before an entity or a tag that would be cut.
+QString cutHtml(const QString &html, int maxLength)
+{
+    QString cut = html.left(maxLength);
+    if (cut.lastIndexOf(QLatin1Char('&')) > cut.lastIndexOf(QLatin1Char(';')))
+        cut.truncate(cut.lastIndexOf(QLatin1Char('&')));
+    if (cut.lastIndexOf(QLatin1Char('<')) > cut.lastIndexOf(QLatin1Char('>')))
+        cut.truncate(cut.lastIndexOf(QLatin1Char('<')));
+    return cut;
 }
 
 QString hexLine(const char *prefix, const QByteArray &data)
@@ -289,7 +300,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (!bad || message.isEmpty())
         QToolTip::showText(QPoint(0, 0), QString());
     else
-        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), message.left(maxTooltip));
+        QToolTip::showText(ui->lineCommand->mapToGlobal(QPoint(0, 0)), cutHtml(message, maxTooltipLength));
     QPalette palette = ui->lineCommand->palette();
     palette.setBrush(QPalette::Text, QBrush(bad ? Qt::red : Qt::black));
     ui->lineCommand->setPalette(palette);
@@ -297,7 +308,7 @@ void MainWindow::on_lineCommand_textEdited(QString arg1)
     if (bad && message.isEmpty())
         message = QStringLiteral("Neither a command nor a hex string");
     ui->lineCommand->setAccessibleDescription(
-        bad ? QTextDocumentFragment::fromHtml(message.left(maxTooltip)).toPlainText() : QString());
+        bad ? QTextDocumentFragment::fromHtml(cutHtml(message, maxTooltipLength)).toPlainText() : QString());
 }
 
 void MainWindow::on_lineCommand_returnPressed()

@@ -120,6 +120,7 @@ private:
 
     void resetModule(bool boot_in_dfu);
     void limitLatency(int timeout, int interval);
+    void readTypedNumbers();
     void fillBaudRates();
     void loadDefinitions();
     void connectWindow();

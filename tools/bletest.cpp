@@ -6,7 +6,7 @@ namespace {
 
 constexpr int minFrequency = 2402; // MHz, of channel 0
 constexpr int channelSpacing = 2;  // MHz
-constexpr int lastChannel = 39;
+constexpr int maxChannel = 39;
 
 int channelAt(int megahertz)
 {
@@ -46,7 +46,7 @@ void Bletest::on_pushTestReset_clicked()
 
 void Bletest::on_spinFreq_editingFinished()
 {
-    const int nearest = qBound(0, channelAt(ui->spinFreq->locale().toInt(ui->spinFreq->text())), lastChannel);
+    const int nearest = qBound(0, channelAt(ui->spinFreq->locale().toInt(ui->spinFreq->text())), maxChannel);
     ui->spinFreq->setValue(minFrequency + channelSpacing * nearest);
 }
 

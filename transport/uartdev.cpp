@@ -12,9 +12,9 @@ namespace {
 constexpr std::uint32_t queueSize = 32768;
 constexpr unsigned headerSize = 4;
 
-bool cannotOpen(const QString &port_name)
+bool cannotOpen(const QString &path)
 {
-    qDebug() << "ERROR: cannot open serialport:" << port_name;
+    qDebug() << "ERROR: cannot open serialport:" << path;
     return false;
 }
 

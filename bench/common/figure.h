@@ -28,11 +28,11 @@ inline bool printFigure(const char *name, double ours, double other, double rati
 // The same for a count that must be what another one is.
 inline bool printEqual(const char *name, long long ours, long long other)
 {
-    const bool whole = ours == other;
+    const bool isEqual = ours == other;
     std::printf("%-38s ours=%-9lld other=%-9lld ratio=%-7s budget=%-8s %s\n", name, ours, other, "-", "equal",
-                whole ? "ok" : "SHORT");
+                isEqual ? "ok" : "SHORT");
     std::fflush(stdout);
-    return whole;
+    return isEqual;
 }
 
 // The same for a figure with a limit of its own and nothing to compare it with.

@@ -21,7 +21,7 @@ class Receiver : public QObject
     Q_OBJECT
 
 public:
-    // Most messages have no receiver but the log, as in the program; `of_signals` connects all of them.
+    // Most messages have no receiver but the log, as in the program; `ofSignals` connects all of them.
     explicit Receiver(cls_ble &engine, bool ofSignals = false)
     {
         connect(&engine, &cls_ble::parsed_message_str, this, &Receiver::takeLine);

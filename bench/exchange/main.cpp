@@ -57,5 +57,5 @@ int main(int argc, char **argv)
         ours.push_back(ourRate());
         ratios.push_back(ours.back() / bare.back());
     }
-    return printFigure(figure_name, median(ours), median(bare), median(ratios), Budget::atLeast, 0.5) ? 0 : 1;
+    return printFigure(figureName, median(ours), median(bare), median(ratios), Budget::atLeast, 0.5) ? 0 : 1;
 }

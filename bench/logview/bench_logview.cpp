@@ -198,7 +198,7 @@ std::vector<double> turnsUnderLoad(Subject &subject, int seconds)
     return turns;
 }
 
-// The most that the process had resident since forget_peak(), bytes.
+// The most that the process had resident since forgetPeak(), bytes.
 double peakResident()
 {
     QFile status(QStringLiteral("/proc/self/status"));

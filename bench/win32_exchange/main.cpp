@@ -11,7 +11,7 @@ constexpr int rounds = 7;
 
 double ourRate()
 {
-    openLine line;
+    OpenLine line;
     peer("echo");
     const Stopwatch watch;
     for (int count = 0; count < exchanges; ++count) {

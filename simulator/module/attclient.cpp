@@ -28,7 +28,7 @@ struct Event
     QByteArray payload;
 };
 
-// What a procedure finds, and how it ends.
+// The events of a procedure and its result.
 struct Answer
 {
     QVector<Event> events;
@@ -54,7 +54,7 @@ Event valueEvent(uint8 connection, uint16 handle, ValueType type, const QByteArr
     return {"attclient_attribute_value", payload(connection, handle, type, value)};
 }
 
-// A characteristic declaration has an event of its own beside its value.
+// A characteristic declaration raises attribute_found as well as attribute_value.
 Event characteristicEvent(uint8 connection, uint16 handle, const QByteArray &declaration)
 {
     constexpr int uuidOffset = 3; // after the properties and the handle of the value
@@ -117,8 +117,7 @@ public:
         addDiscovery();
         addReads();
         addWrites();
-        Connections &connections = module.connections();
-        QObject::connect(&connections, &Connections::closed, &connections,
+        QObject::connect(&module.connections(), &Connections::closed, &listener,
                          [this](const RemoteDevice &device) { serverOf(device).forgetClient(); });
     }
 
@@ -159,16 +158,16 @@ private:
         on("attclient_read_by_type",
            [this](uint8 connection, uint16 start, uint16 end, const QByteArray &uuid) {
                return begin(connection, isRange(start, end) && isUuid(uuid),
-                            [=](GattServer &server, const Connection &link) {
+                            [=](GattServer &server, const Connection &peer) {
                                 const auto handles = server.attributes().ofType(uuid, start, end);
                                 return handles.isEmpty() ? Answer{{}, {resultAttributeNotFound, start}}
-                                                         : typedValues(link, server, handles);
+                                                         : typedValues(peer, server, handles);
                             });
            });
         on("attclient_read_by_handle", [this](uint8 connection, uint16 handle) {
-            return begin(connection, true, [=](GattServer &server, const Connection &link) {
+            return begin(connection, true, [=](GattServer &server, const Connection &peer) {
                 QByteArray value;
-                Answer answer{{}, {server.read(handle, 0, link.security, &value), handle}};
+                Answer answer{{}, {server.read(handle, 0, peer.security, &value), handle}};
                 if (answer.end.result == resultOk)
                     answer.events.append(
                         valueEvent(connection, handle, valueRead, value.left(GattServer::maxRead)));
@@ -176,8 +175,8 @@ private:
             });
         });
         on("attclient_read_long", [this](uint8 connection, uint16 handle) {
-            return begin(connection, true, [=](GattServer &server, const Connection &link) {
-                return longValue(link, server, handle);
+            return begin(connection, true, [=](GattServer &server, const Connection &peer) {
+                return longValue(peer, server, handle);
             });
         });
     }
@@ -187,33 +186,33 @@ private:
         on("attclient_attribute_write", [this](uint8 connection, uint16 handle, const QByteArray &value) {
             return begin(
                 connection, value.size() <= GattServer::maxWrite,
-                [=](GattServer &server, const Connection &link) {
+                [=](GattServer &server, const Connection &peer) {
                     const int duration = server.isErase(handle, value) ? module.options().eraseTime : 0;
-                    return Answer{{}, {server.write(handle, value, link.security), handle}, duration};
+                    return Answer{{}, {server.write(handle, value, peer.security), handle}, duration};
                 });
         });
         on("attclient_write_command", [this](uint8 connection, uint16 handle, const QByteArray &value) {
             return payload(connection, writeCommand(connection, handle, value));
         });
         on("attclient_indicate_confirm", [this](uint8 connection) {
-            const Connection *link = module.connections().find(connection);
-            if (!link)
+            const Connection *peer = module.connections().find(connection);
+            if (!peer)
                 return resultNoSuchConnection;
-            return serverOf(link->device).confirm() ? resultOk : resultWrongState;
+            return serverOf(peer->device).confirm() ? resultOk : resultWrongState;
         });
     }
 
     // While the remote device is out of range, the module's buffers stay full.
     Result writeCommand(uint8 connection, uint16 handle, const QByteArray &value)
     {
-        const Connection *link = module.connections().find(connection);
-        if (!link)
+        const Connection *peer = module.connections().find(connection);
+        if (!peer)
             return resultNoSuchConnection;
         if (value.size() > GattServer::maxWrite)
             return resultInvalidParameter;
-        if (!link->isInRange())
+        if (!peer->isInRange())
             return resultOutOfMemory;
-        serverOf(link->device).writeCommand(handle, value, link->security);
+        serverOf(peer->device).writeCommand(handle, value, peer->security);
         return resultOk;
     }
 
@@ -293,6 +292,7 @@ private:
     }
 
     std::map<QByteArray, GattServer> servers; // by address and type
+    QObject listener;
 };
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "simulator/module/behaviours.h"
-#include "simulator/wire/text.h"
+#include "simulator/wire/parsing.h"
 #include "simulator/world/attributedatabase.h"
 
 namespace simulator {
@@ -17,7 +17,7 @@ AttributeDatabase localDatabase()
     constexpr char batteryLevel = 87;
     DatabaseBuilder database;
     database.service(uuid16(0x1800));
-    D::growTo(
+    D::setVariableSize(
         database.value(D::canRead | D::canWrite, uuid16(0x2a00), "Simulated module", Attribute::writable),
         20);
     database.value(D::canRead, uuid16(0x2a01), uuid16(0x0080), Attribute::constant);
@@ -29,9 +29,9 @@ AttributeDatabase localDatabase()
                    Attribute::writable);
     database.configuration();
     database.service(vendorUuid(0x0001));
-    D::growTo(database.value(D::canRead | D::canWrite | D::canIndicate, vendorUuid(0x0002), {},
-                             Attribute::writable),
-              64);
+    D::setVariableSize(database.value(D::canRead | D::canWrite | D::canIndicate, vendorUuid(0x0002), {},
+                                      Attribute::writable),
+                       64);
     database.configuration();
     database.value(D::canRead | D::canWrite, vendorUuid(0x0003), {}, Attribute::user);
     return database.database();
@@ -105,7 +105,7 @@ public:
     }
 
 private:
-    // What a remote device waits for. A later request replaces one that was never answered.
+    // The pending request of a remote device; a new request replaces it.
     struct Request
     {
         enum Kind { none, read, write } kind = none;

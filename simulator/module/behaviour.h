@@ -10,7 +10,7 @@
 
 namespace simulator {
 
-// What the module does in one class of commands: the state and the handlers of the class.
+// The state and the command handlers of one class of messages.
 class Behaviour
 {
 public:

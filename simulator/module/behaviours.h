@@ -4,7 +4,7 @@
 
 #include <memory>
 
-// One behaviour for each class of commands, and what the rest of the simulator needs of three of them.
+// A factory for each class of messages, and the interfaces of the classes that other code calls.
 
 namespace simulator {
 

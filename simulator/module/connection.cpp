@@ -13,7 +13,7 @@ public:
         : Behaviour(owner)
     {
         on("connection_disconnect", [this](uint8 handle) {
-            const bool isOpen = find(handle) != nullptr;
+            const bool isOpen = find(handle);
             if (isOpen)
                 module.connections().close(handle, resultEndedLocally);
             return payload(handle, isOpen ? resultOk : resultNoSuchConnection);

@@ -34,7 +34,7 @@ public:
     void restart() override { next.reset(); }
 
 private:
-    // Erases each page that the upload reaches, the first one as a whole.
+    // Erases every page that the upload reaches, including all of the first page.
     Result upload(const QByteArray &data)
     {
         if (!next)

@@ -59,16 +59,17 @@ public:
     explicit AdConverter(uint32 seed)
         : random(seed)
     {
-        for (int &voltage : millivolts)
-            voltage = 200 + upTo(800);
-        for (std::size_t pair = 0; pair < 4; ++pair)
+        for (std::size_t pair = 0; pair < 4; ++pair) {
+            millivolts[2 * pair] = 200 + upTo(800);
+            millivolts[2 * pair + 1] = millivolts[2 * pair] + 1 + upTo(7);
             millivolts[firstDifference + pair] = millivolts[2 * pair] - millivolts[2 * pair + 1];
-        millivolts[ground] = 0;
+        }
+        millivolts[temperature] = 700 + upTo(50);
         millivolts[supplyThird] = supply / 3;
     }
 
-    // Inputs 0 to 7 are pins, 8 to 11 differences of two pins. Decimations 0 to 3 give 7, 9, 10 and 12 bits
-    // with sign in the upper bits of the value. No value for numbers that do not exist.
+    // Inputs 0 to 7 are pins, 8 to 11 differences of two pins, 12 ground. Decimations 0 to 3 give 7, 9, 10
+    // and 12 bits with sign in the upper bits of the value. No value for numbers that do not exist.
     std::optional<int16> convert(uint8 input, uint8 decimation, uint8 reference)
     {
         constexpr int resolutions[] = {7, 9, 10, 12};
@@ -86,7 +87,7 @@ public:
 
 private:
     static constexpr int supply = 3300; // mV
-    static constexpr std::size_t firstDifference = 8, ground = 12, noInput = 13, supplyThird = 15;
+    static constexpr std::size_t firstDifference = 8, noInput = 13, temperature = 14, supplyThird = 15;
 
     int upTo(int max) { return int(random() % uint(max + 1)); }
 
@@ -228,6 +229,8 @@ private:
             return comparatorEnabled ? payload(resultOk, comparatorOutput) : payload(resultWrongState);
         });
         on("hardware_analog_comparator_config_irq", [this](uint8 enabled) {
+            if (enabled > 1)
+                return resultInvalidParameter;
             comparatorIrqEnabled = enabled != 0;
             return resultOk;
         });

@@ -5,7 +5,7 @@
 namespace simulator {
 namespace {
 
-// The classes system, and dfu as far as it restarts the module.
+// The class system, and the resets of the class dfu.
 class SystemBehaviour : public Behaviour
 {
 public:

@@ -126,12 +126,12 @@ const QVector<ModuleProgram::ControlLine> &ModuleProgram::controlLines()
              return {};
          }},
         {"remote-write", "HANDLE HEX",
-         "write a local attribute as a remote device would; one of a user\n"
+         "write a local attribute as a remote device would; a write to a user\n"
          "attribute waits for user_write_response",
          [](P &p, const QString &argument) { return remoteWrite(p.module, argument); }},
         {"remote-read", "HANDLE",
-         "read one; a user attribute's value is asked for by the event\n"
-         "user_read_request and taken from user_read_response",
+         "read a local attribute; for a user attribute the event\n"
+         "user_read_request asks the host",
          [](P &p, const QString &argument) { return remoteRead(p.module, argument); }},
         {"move", "ADDRESS public|random in|out",
          "put a remote device into or out of range, where it then stays",

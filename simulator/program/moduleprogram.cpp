@@ -11,6 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto unplugInterval = 10ms;
+constexpr int maxLogged = 80;       // characters of a control line
 constexpr int maxUnplugLooks = 100; // then the port closes although the host has not read everything
 
 } // namespace
@@ -107,7 +108,6 @@ void ModuleProgram::count(const QByteArray &frame)
 
 void ModuleProgram::obey(const QString &line)
 {
-    constexpr int maxLogged = 80;
     if (line.isEmpty())
         return;
     const QString name = line.section(QLatin1Char(' '), 0, 0);
@@ -124,7 +124,7 @@ void ModuleProgram::obey(const QString &line)
 
 void ModuleProgram::refuseLongLine(const QString &beginning)
 {
-    log.note(QStringLiteral("not obeyed: %1 (the line is too long)").arg(beginning.left(80)));
+    log.note(QStringLiteral("not obeyed: %1 (the line is too long)").arg(beginning.left(maxLogged)));
 }
 
 void ModuleProgram::unplug()

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "simulator/faults/misbehaviour.h"
-#include "simulator/line/hostline.h"
 #include "simulator/module/module.h"
+#include "simulator/port/hostline.h"
 #include "simulator/program/options.h"
 #include "simulator/program/trafficlog.h"
 #include "simulator/wire/framecutter.h"

@@ -1,6 +1,6 @@
 #include "simulator/program/options.h"
 
-#include "simulator/line/portpublication.h"
+#include "simulator/port/portpublication.h"
 #include "simulator/program/moduleprogram.h"
 
 #include <QCommandLineParser>
@@ -29,7 +29,7 @@ Error switchOn(Options &target, const QString &)
 }
 
 const PlainOption plainOptions[] = {
-    {"name", "NAME", "Publish the pseudo-terminal under NAME (\"Simulated module\").",
+    {"name", "NAME", "Publish the pseudo-terminal under NAME (\"Simulated module\"); no effect with --port.",
      [](Options &o, const QString &v) -> Error {
          o.name = v;
          if (!PortPublication::isPortName(v))
@@ -73,7 +73,8 @@ const PlainOption plainOptions[] = {
      }},
     {"answer-delay", "MS", "Milliseconds that a connected device takes to answer, up to 60000 (0).",
      [](Options &o, const QString &v) { return readNumber(v, 0, maxDelay, &o.module.answerDelay); }},
-    {"erase-time", "MS", "Milliseconds that the device \"Updatable\" takes to erase a block (50).",
+    {"erase-time", "MS",
+     "Milliseconds that the device \"Updatable\" takes to erase a block, up to 60000 (50).",
      [](Options &o, const QString &v) { return readNumber(v, 0, maxDelay, &o.module.eraseTime); }},
     {"packet-mode", nullptr, "Take frames that are preceded by one byte, the low 8 bits of their size.",
      switchOn<&Options::packetMode>},
@@ -95,15 +96,15 @@ QString controlLineHelp()
         help += QLatin1Char('\n');
     }
     return help + QStringLiteral("  SETTING VALUE").leftJustified(column) +
-           QStringLiteral("as the option of that name, for instance \"lose 1\"\n");
+           QStringLiteral("as the option of that name below, for instance \"lose 1\"\n");
 }
 
 QString description()
 {
     return QStringLiteral(
                "A Bluetooth low energy module without the hardware. It opens a pseudo-terminal, publishes it "
-               "for the port list, says \"ready: <path> <name>\" and answers commands until it is "
-               "interrupted.\n\n"
+               "for the port list, or uses the port that --port names; then it says \"ready: <path>\" and "
+               "answers commands until it is interrupted.\n\n"
                "Flash, persistent store, endpoints, whitelist and local attributes are real, "
                "and around the module is a small world of remote devices that advertise, move, take "
                "connections and have attributes. A reset answers, restarts (flash, persistent store and "

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <fcntl.h>
 #include <mutex>
@@ -17,6 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int maxLine = 8192; // bytes
+constexpr int maxWaitingLines = 64;
 
 volatile std::sig_atomic_t endSignalCame = 0;
 
@@ -29,9 +31,10 @@ void onEndSignal(int)
 
 bool mayRetry()
 {
-    if (errno == EAGAIN)
+    const int error = errno;
+    if (error == EAGAIN)
         std::this_thread::sleep_for(10ms);
-    return errno == EAGAIN || errno == EINTR;
+    return error == EAGAIN || error == EINTR;
 }
 
 void fillStandardStreams()
@@ -71,22 +74,33 @@ struct StandardInput::Reader
 
     void deliver(const QByteArray &line)
     {
-        const std::lock_guard<std::mutex> guard(mutex);
+        std::unique_lock<std::mutex> guard(mutex);
+        taken.wait(guard, [this] { return waitingLines < maxWaitingLines || !receiver; });
         if (!receiver)
             return;
+        ++waitingLines;
         const auto signal = line.size() > maxLine ? &StandardInput::lineDropped : &StandardInput::lineRead;
         const QString text = QString::fromUtf8(line.left(maxLine)).trimmed();
         QMetaObject::invokeMethod(
             receiver,
-            [to = receiver, signal, text] {
-                Q_EMIT(to->*signal)
-                (text);
+            [this, signal, text] {
+                noteTaken();
+                Q_EMIT(receiver->*signal)(text);
             },
             Qt::QueuedConnection);
     }
 
+    void noteTaken()
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        --waitingLines;
+        taken.notify_all();
+    }
+
     QByteArray unfinished; // used by the thread only
-    std::mutex mutex;      // of receiver
+    std::mutex mutex;      // guards the members below
+    std::condition_variable taken;
+    int waitingLines = 0; // posted and not yet taken; bounded, so that a flood does not fill the memory
     StandardInput *receiver;
 };
 
@@ -102,6 +116,7 @@ StandardInput::~StandardInput()
 {
     const std::lock_guard<std::mutex> guard(reader->mutex);
     reader->receiver = nullptr;
+    reader->taken.notify_all();
 }
 
 void watchEndSignals()

@@ -14,8 +14,7 @@ namespace simulator {
 // the port, would become standard output.
 void fillStandardStreams();
 
-// Whether a failed read or write of a stream may be repeated; waits a moment for a stream in non-blocking
-// mode.
+// Whether to retry a failed read or write, by errno; sleeps for 10 ms if the stream is in non-blocking mode.
 bool mayRetry();
 
 // Reads the lines of standard input until it ends.

@@ -2,7 +2,7 @@
 
 #include "simulator/program/standardstreams.h"
 #include "simulator/wire/frames.h"
-#include "simulator/wire/text.h"
+#include "simulator/wire/parsing.h"
 
 #include <algorithm>
 #include <chrono>
@@ -55,7 +55,7 @@ struct TrafficLog::Writer
 
     int waiting() const { return hasFailed ? 0 : queued.size() + inFlight.size(); }
 
-    std::mutex mutex; // of all members
+    std::mutex mutex; // guards all members
     std::condition_variable changed;
     QByteArray queued;
     QByteArray inFlight; // changed by the thread only

@@ -18,11 +18,10 @@ public:
 
     explicit FrameCutter(bool inPacketMode = false);
 
-    // Takes bytes in any portions; gives what they complete, in order. An unfinished frame waits for the next
-    // call.
+    // Adds received bytes and returns the pieces that are complete, in order.
     QVector<Piece> add(const QByteArray &bytes);
 
-    // Forgets an unfinished frame, for a host that has gone.
+    // Drops an unfinished frame, because the host has gone.
     void clear();
 
 private:

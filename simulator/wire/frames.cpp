@@ -34,7 +34,7 @@ int fixedSize(uint32 code)
     }
 }
 
-// The fields of a payload as far as it goes.
+// The fields of a payload, up to the first incomplete one.
 QVector<Field> fieldsOf(int index, const QByteArray &payload)
 {
     QVector<Field> fields;

@@ -31,7 +31,6 @@ enum Result : uint16 {
     resultWriteNotPermitted = 0x0403,
     resultInsufficientAuthentication = 0x0405,
     resultInvalidOffset = 0x0407,
-    resultPrepareQueueFull = 0x0409,
     resultAttributeNotFound = 0x040a,
     resultInvalidValueLength = 0x040d,
     resultInsufficientEncryption = 0x040f,

@@ -5,9 +5,9 @@
 namespace simulator {
 namespace {
 
-constexpr int tick = 2;           // milliseconds between two looks when a rate is kept
-constexpr int maxDelay = 10;      // milliseconds that a radio puts each advertisement off, at random
-constexpr qint64 patience = 1000; // milliseconds; what is overdue for longer was slept through
+constexpr int tick = 2;         // ms between two timer events with a rate
+constexpr int maxDelay = 10;    // ms, maximum random delay of an advertisement
+constexpr qint64 maxLag = 1000; // ms; advertisements missed for longer are skipped
 
 } // namespace
 
@@ -115,7 +115,7 @@ void Air::advertiseByInterval(qint64 now)
     while (listening && !queue.empty() && queue.top().first <= now) {
         const auto [due, index] = queue.top();
         queue.pop();
-        const qint64 from = now - due > patience ? now : due;
+        const qint64 from = now - due > maxLag ? now : due;
         queue.push({from + world[index].interval + upTo(maxDelay), index});
         send(world[index]);
     }
@@ -124,7 +124,7 @@ void Air::advertiseByInterval(qint64 now)
 void Air::advertiseByRate(qint64 now)
 {
     const qint64 due = now * rate / 1000;
-    sent = std::max(sent, due - patience * rate / 1000);
+    sent = std::max(sent, due - maxLag * rate / 1000);
     for (; listening && sent < due; ++sent) {
         // Find the next device that can be heard, if there is one.
         for (std::size_t tries = 0; tries < world.size(); ++tries) {

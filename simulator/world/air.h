@@ -80,8 +80,8 @@ private:
     QElapsedTimer clock;
     QTimer timer;
     std::priority_queue<Due, std::vector<Due>, std::greater<>> queue;
-    qint64 sent = 0;      // by rate, since listening began
-    std::size_t next = 0; // by rate, whose turn it is
+    qint64 sent = 0;      // advertisements since listening began, with a rate
+    std::size_t next = 0; // index of the next device to send, with a rate
 };
 
 } // namespace simulator

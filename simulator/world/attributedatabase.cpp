@@ -123,7 +123,7 @@ void DatabaseBuilder::configuration()
     added.permissions = canRead | canWrite;
 }
 
-void DatabaseBuilder::growTo(Attribute &attribute, int maxSize)
+void DatabaseBuilder::setVariableSize(Attribute &attribute, int maxSize)
 {
     attribute.variableSize = true;
     attribute.maxSize = maxSize;

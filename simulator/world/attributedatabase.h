@@ -22,9 +22,9 @@ struct Attribute
     bool variableSize;
     Access access;
     int properties;                     // bits of Property
-    uint16 configures = 0;              // of a client configuration: the handle of the value that it is for
+    uint16 configures = 0;              // of a client configuration: the handle of its value
     int permissions = canRead;          // bits of Permission
-    Security security = Security::none; // that a client's link has to have
+    Security security = Security::none; // that the connection needs
 };
 
 constexpr uint16 primaryServiceUuid = 0x2800;
@@ -91,7 +91,7 @@ public:
     void description(const QByteArray &text);
     void configuration();
 
-    static void growTo(Attribute &attribute, int maxSize);
+    static void setVariableSize(Attribute &attribute, int maxSize);
 
     AttributeDatabase database() const { return AttributeDatabase(attributes); }
 

@@ -29,7 +29,7 @@ QByteArray element(AdType type, const QByteArray &content)
     return QByteArray(1, char(content.size() + 1)) + char(type) + content;
 }
 
-// A device with a role of its own. The advertisement holds the elements, in hex, and the name.
+// A device with a purpose of its own. Its advertisement holds the elements, in hex, and the name.
 struct SpecialDevice
 {
     const char *name; // UTF-8
@@ -38,7 +38,7 @@ struct SpecialDevice
     int interval; // ms
     int rssi;     // dBm, with its spread
     int rssiSpread;
-    void (*refine)(RemoteDevice &device); // what few devices have
+    void (*refine)(RemoteDevice &device); // sets what only some devices need
 };
 
 constexpr char general[] = "020106";
@@ -77,7 +77,7 @@ const SpecialDevice specialDevices[WorldSize::special] = {
          d.scanResponseData = element(adName, d.name);
      }},
     {"", randomAddress, "02011a", 350, -80, 6, nullptr},
-    // A beacon: 31 bytes, and the last element ends with them.
+    // A beacon: the data fill all 31 bytes.
     {"", randomAddress, "020104 1bffffffbeac00112233445566778899aabbccddeeff00010002c500", 100, -58, 12,
      [](RemoteDevice &d) { d.packetType = nonConnectableUndirected; }},
     {"Twenty-six letters in here", publicAddress, general, 500, -72, 4, nullptr},
@@ -105,7 +105,7 @@ const SpecialDevice specialDevices[WorldSize::special] = {
          d.services = RemoteDevice::battery | RemoteDevice::update;
          d.scanResponseData = element(adServices128, otaServiceUuid());
      }},
-    // Shows a passkey, and tells its state only after pairing with it.
+    // Shows a passkey; its state is readable only after pairing with that passkey.
     {"Door lock", publicAddress, general, 250, -59, 4,
      [](RemoteDevice &d) {
          d.services = RemoteDevice::battery | RemoteDevice::lock;

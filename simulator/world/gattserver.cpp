@@ -115,7 +115,7 @@ bool GattServer::confirm()
 void GattServer::forgetClient()
 {
     if (ota)
-        ota->leave();
+        ota->powerOff();
     awaitsConfirmation = false;
     for (int handle = 1; handle <= database.size(); ++handle) {
         if (database.find(uint16(handle))->configures != 0)

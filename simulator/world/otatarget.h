@@ -30,7 +30,7 @@ public:
     void append(const QByteArray &data);
 
     // Powers the memory off, because the connection is gone. An unfinished load stays unfinished.
-    void leave() { done = 0; }
+    void powerOff() { done = 0; }
 
     // The bytes since the last load start.
     const QByteArray &image() const { return loaded; }

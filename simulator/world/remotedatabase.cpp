@@ -28,7 +28,7 @@ void addService(DatabaseBuilder &database, const QByteArray &service, const QVec
         Attribute &added = database.value(row.bits, row.uuid, row.value, Attribute::writable);
         added.security = row.security;
         if (row.maxSize != 0)
-            D::growTo(added, row.maxSize);
+            D::setVariableSize(added, row.maxSize);
         if ((row.bits & (D::canNotify | D::canIndicate)) != 0)
             database.configuration();
         if (!row.description.isEmpty())

@@ -40,26 +40,26 @@ struct RemoteDevice
     int interval = 100; // between two advertisements
     QByteArray advertisingData;
     QByteArray scanResponseData;
-    int rssi = -60; // dBm, about which it wanders by up to rssiSpread
+    int rssi = -60; // dBm; varies by up to rssiSpread
     int rssiSpread = 0;
     int nearTime = 0; // in range for nearTime, then out of range for awayTime, and so on; 0 stays in range
     int awayTime = 0;
 
     enum class Connecting {
         stays,
-        neverAnswers, // the link is never established
-        hangsUp,      // ends the link after hangUpTime
+        neverAnswers, // the connection is never established
+        hangsUp,      // closes the connection after hangUpTime
     } connecting = Connecting::stays;
     int hangUpTime = 0;
-    uint16 minInterval = 6; // of a link, 1.25 ms; it refuses what is shorter
+    uint16 minInterval = 6; // shortest accepted connection interval, in units of 1.25 ms
 
     QByteArray features = QByteArray(8, '\0'); // of the link layer
     uint8 version = 6;
     uint16 company = 0;
     uint16 subVersion = 0;
 
-    static constexpr uint32 passkey = 123456; // what every display of one shows
-    std::optional<PairingFeatures> pairing;   // none: it does not pair
+    static constexpr uint32 passkey = 123456; // shown by every device with a display
+    std::optional<PairingFeatures> pairing;   // no value: the device does not pair
 
     enum Service : unsigned { battery = 1, heartRate = 2, vendor = 4, update = 8, lock = 16 };
     unsigned services = 0; // bits of Service; Generic Access and Device Information all have

@@ -20,7 +20,7 @@ PairingPlan planPairing(const PairingFeatures &initiator, const PairingFeatures 
     PairingPlan plan;
     plan.keySize = std::min(initiator.maxKeySize, responder.maxKeySize);
     const bool mitm = initiator.mitm || responder.mitm;
-    if (mitm) // else what they can show and type is not looked at
+    if (mitm) // otherwise the capabilities are ignored
         plan.association = associations[responder.io][initiator.io];
     if (mitm && plan.association == works)
         plan.refusal = resultAuthenticationImpossible;

@@ -12,9 +12,9 @@ namespace {
 
 // The longest that the event loop may go without a turn.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int turn_limit_ms = 10000;
+constexpr int maxTurnMs = 10000;
 #else
-constexpr int turnLimitMs = 2000;
+constexpr int maxTurnMs = 2000;
 #endif
 
 // The longest time between two turns of the event loop.
@@ -28,12 +28,12 @@ struct TurnWatch
     void restart()
     {
         since.start();
-        longest = 0;
+        longestTurn = 0;
     }
-    qint64 worst() { return longest = std::max(longest, since.restart()); }
+    qint64 worst() { return longestTurn = std::max(longestTurn, since.restart()); }
     QTimer timer;
     QElapsedTimer since;
-    qint64 longest = 0;
+    qint64 longestTurn = 0;
 };
 
 // A line of the table.
@@ -392,7 +392,7 @@ void TestFaults::fault()
         QVERIFY(answers("ble_rsp_system_hello"));
     QVERIFY(outcome != stands || !isDone());
     QCOMPARE(connects(), connectsOnce);
-    QVERIFY2(turns.worst() < turnLimitMs, qPrintable(QString::number(turns.worst())));
+    QVERIFY2(turns.worst() < maxTurnMs, qPrintable(QString::number(turns.worst())));
     if (outcome == done)
         return;
 
@@ -400,7 +400,7 @@ void TestFaults::fault()
     QVERIFY(!QTest::currentTestFailed() && makeReady() && getsDone());
     QVERIFY(isRight());
     QCOMPARE(connects(), connectsOnce);
-    QVERIFY2(turns.worst() < turnLimitMs, qPrintable(QString::number(turns.worst())));
+    QVERIFY2(turns.worst() < maxTurnMs, qPrintable(QString::number(turns.worst())));
 }
 
 QTEST_MAIN(TestFaults)

@@ -8,8 +8,8 @@
 namespace {
 
 // The length of an element of advertising data counts its type and is read as a signed byte.
-constexpr int maxName = 126;
-constexpr int maxOnWire = 242; // in a frame of 255 bytes payload
+constexpr int maxShownBytes = 126;
+constexpr int maxFrameBytes = 242; // in a frame of 255 bytes payload
 
 } // namespace
 
@@ -57,9 +57,9 @@ void TestHostile::remoteName_data()
     add("right to left", "\u05d0\u05d1\u200f 1");
     add("stacked marks", "a" + QByteArray("\u0301").repeated(60));
     add("not UTF-8", "\xff\xfe\xc3");
-    add("longest", QByteArray("W").repeated(maxName));
-    add("too long", QByteArray("W").repeated(maxName + 1), "plain"_s);
-    add("longest on the wire", QByteArray("W").repeated(maxOnWire), "plain"_s);
+    add("longest", QByteArray("W").repeated(maxShownBytes));
+    add("too long", QByteArray("W").repeated(maxShownBytes + 1), "plain"_s);
+    add("longest on the wire", QByteArray("W").repeated(maxFrameBytes), "plain"_s);
 }
 
 void TestHostile::advertise(const QByteArray &name)
@@ -86,7 +86,7 @@ void TestHostile::remoteName()
     const QRect own = label->geometry(), beside = neighbour->geometry();
     advertise(name);
     const QString sent = QString::fromUtf8(name.constData(), name.size()); // with zero bytes
-    QCOMPARE(label->text(), name.size() > maxName ? seen : sent);
+    QCOMPARE(label->text(), name.size() > maxShownBytes ? seen : sent);
     QCOMPARE(label->geometry(), own);
     QCOMPARE(neighbour->geometry(), beside);
     QLabel ordinary(label->parentWidget());

@@ -4,7 +4,7 @@
 #include "tests/steps.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int answer_ms = 60000;
+constexpr int answerMs = 60000;
 #else
 constexpr int answerMs = 20000;
 #endif

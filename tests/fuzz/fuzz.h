@@ -37,9 +37,9 @@ public:
     }
 
     bool isEmpty() const { return left == 0; }
-    QByteArray bytes(int most)
+    QByteArray bytes(int max)
     {
-        const int count = std::min(most, left);
+        const int count = std::min(max, left);
         const QByteArray taken(at, count);
         at += count;
         left -= count;

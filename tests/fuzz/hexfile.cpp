@@ -15,9 +15,9 @@ struct Trickle : QBuffer
 {
     int portion = 0;
 
-    qint64 readData(char *to, qint64 most) override
+    qint64 readData(char *to, qint64 max) override
     {
-        return QBuffer::readData(to, std::min<qint64>(most, portion));
+        return QBuffer::readData(to, std::min<qint64>(max, portion));
     }
 };
 

@@ -29,7 +29,7 @@ QString valueOf(const QObject *object, const QString &name)
 
 } // namespace
 
-class FormTest : public WindowFixture
+class TestForm : public WindowFixture
 {
     Q_OBJECT
 
@@ -138,5 +138,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(FormTest)
+QTEST_MAIN(TestForm)
 #include "tst_form.moc"

@@ -5,7 +5,7 @@
 #include "tests/mainwindow/window_fixture.h"
 #include "tests/transport/pseudo_terminal.h"
 
-class PortsTest : public WindowFixture
+class TestPorts : public WindowFixture
 {
     Q_OBJECT
 
@@ -86,5 +86,5 @@ private:
     }
 };
 
-QTEST_MAIN(PortsTest)
+QTEST_MAIN(TestPorts)
 #include "tst_ports.moc"

@@ -51,12 +51,12 @@ double seenContrast(const QWidget *widget)
     const auto less = [&](QRgb a, QRgb b) { return counts.value(a) < counts.value(b); };
     const QList<QRgb> colours = counts.keys();
     const double paper = luminance(*std::max_element(colours.begin(), colours.end(), less));
-    double most = 1;
+    double maxRatio = 1;
     for (const QRgb colour : colours) {
         const double other = luminance(colour);
-        most = std::max(most, (std::max(paper, other) + 0.05) / (std::min(paper, other) + 0.05));
+        maxRatio = std::max(maxRatio, (std::max(paper, other) + 0.05) / (std::min(paper, other) + 0.05));
     }
-    return most;
+    return maxRatio;
 }
 
 QString named(const QWidget *widget)
@@ -117,7 +117,7 @@ std::pair<QWidget *, QWidget *> parting(QWidget *a, QWidget *b)
 } // namespace
 
 // Every window for those who use no mouse, see large letters only, work on a dark desktop or hear the screen.
-class ReachTest : public WindowFixture
+class TestReach : public WindowFixture
 {
     Q_OBJECT
 
@@ -322,5 +322,5 @@ private:
     QPalette usualPalette;
 };
 
-QTEST_MAIN(ReachTest)
+QTEST_MAIN(TestReach)
 #include "tst_reach.moc"

@@ -16,7 +16,7 @@ QString hex(QString text)
 } // namespace
 
 // The window and its tool dialogs, from their widgets to the bytes on the line and back.
-class StepsTest : public DeviceFixture
+class TestSteps : public DeviceFixture
 {
     Q_OBJECT
 
@@ -204,5 +204,5 @@ private:
     QWidget *place = nullptr; // where the widgets of the steps are
 };
 
-QTEST_MAIN(StepsTest)
+QTEST_MAIN(TestSteps)
 #include "tst_steps.moc"

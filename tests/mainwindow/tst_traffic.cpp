@@ -3,7 +3,7 @@
 #include <functional>
 
 // What is typed, sent, received and logged, with a device attached that outlives the window.
-class TrafficTest : public DeviceFixture
+class TestTraffic : public DeviceFixture
 {
     Q_OBJECT
 
@@ -212,5 +212,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TrafficTest)
+QTEST_MAIN(TestTraffic)
 #include "tst_traffic.moc"

@@ -30,12 +30,12 @@ constexpr int warmUpPauses = 3; // what is allocated once is there by then
 
 // A busy machine makes frames pile up in the queue of events, and the log longer. The queue keeps its room,
 // and the allocator some of what the longest log took.
-constexpr int heapLimitKib = 4 * 1024;
-constexpr int rssLimitKib = 48 * 1024;
+constexpr int maxHeapKib = 4 * 1024;
+constexpr int maxRssKib = 48 * 1024;
 
 // The sanitizers' own memory would be most of what is measured.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool memory_counts = false;
+constexpr bool memoryCounts = false;
 #else
 constexpr bool memoryCounts = true;
 #endif
@@ -54,15 +54,15 @@ struct Level
 {
     int taken = 0;
     double first = 0; // of those after the warm-up
-    double most = 0;
+    double max = 0;
     double last = 0;
 
     void take(double now)
     {
         last = now;
-        most = std::max(most, now);
+        max = std::max(max, now);
         if (++taken <= warmUpPauses)
-            first = most = now;
+            first = max = now;
     }
 };
 
@@ -114,10 +114,10 @@ public:
         missed += !printEqual("soak_out_of_order", rx.outOfOrder + decoded.outOfOrder, 0);
         missed += !printEqual("soak_panels_wrong", panelsWrong, 0);
         missed += !printLimited("soak_pauses_missing", std::max(0, warmUpPauses + 1 - descriptors.taken), 0);
-        missed += !printLimited("soak_descriptors_growth", descriptors.most - descriptors.first, 0);
+        missed += !printLimited("soak_descriptors_growth", descriptors.max - descriptors.first, 0);
         if (memoryCounts) {
-            missed += !printLimited("soak_heap_growth_kib", heap.most - heap.first, heapLimitKib);
-            missed += !printLimited("soak_rss_growth_kib", rss.most - rss.first, rssLimitKib);
+            missed += !printLimited("soak_heap_growth_kib", heap.max - heap.first, maxHeapKib);
+            missed += !printLimited("soak_rss_growth_kib", rss.max - rss.first, maxRssKib);
         }
         std::printf("soak_frames_per_second ours=%.0f\n", frames / seconds);
         return missed == 0;

@@ -193,7 +193,7 @@ public:
     long long blockedWrites = 0;
 
 private:
-    int upTo(int most) { return int(random() % uint(most + 1)); }
+    int upTo(int max) { return int(random() % uint(max + 1)); }
 
     template <typename Condition>
     bool waitFor(const Condition &condition)

@@ -1,4 +1,4 @@
-#include "simulator/line/portpublication.h"
+#include "simulator/port/portpublication.h"
 #include "tests/transport/pseudo_terminal.h"
 #include "transport/commdev.h"
 #include "transport/platform/published_ports.h"

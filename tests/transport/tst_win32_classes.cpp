@@ -36,8 +36,8 @@ private Q_SLOTS:
     // Which ports are passed over or refused, and what a line is set to, is seen without the classes.
     void lists()
     {
-        const seed good({L"USB (COM12)", "COM12"}, 0), noKey({L"No key", "", nullptr}, 1);
-        const seed noName({L"No port", "COM1", "OtherName"}, 2), notAscii({L"Ger\u00e4t", "COM4"}, 3);
+        const RegistrySeed good({L"USB (COM12)", "COM12"}, 0), noKey({L"No key", "", nullptr}, 1);
+        const RegistrySeed noName({L"No port", "COM1", "OtherName"}, 2), notAscii({L"Ger\u00e4t", "COM4"}, 3);
         UartComm comm;
         QString heard;
         connect(&comm, &UartComm::DeviceFound, &comm, [&](const QString &name, const QString &port) {
@@ -71,7 +71,7 @@ private Q_SLOTS:
             const auto device = open();
             QVERIFY(device && device->isRunning());
             if (writes) {
-                ask("unplugWhenWritten");
+                ask("unplug_when_written");
                 device->TxData(QByteArray(1 << 20, 'w')); // more than the line takes with nobody reading
                 QCOMPARE(answer(), std::string("done"));
             } else {

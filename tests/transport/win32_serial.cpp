@@ -40,7 +40,7 @@ HANDLE native(vs::handle any)
 
 void refusals()
 {
-    openLine line;
+    OpenLine line;
     const std::string file = "C:\\vorsel-no-port", prefix = vs::port_path_prefix();
     CHECK(prefix + "COM7" == com7);
     CloseHandle(CreateFileA(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
@@ -60,7 +60,7 @@ void refusals()
 
 void lineSettings()
 {
-    openLine line;
+    OpenLine line;
     CHECK(line.isReady);
     COMMTIMEOUTS timeouts = {MAXDWORD, 1, 2, 3, 4}, none = {};
     CHECK(SetCommTimeouts(native(line.port), &timeouts) && vs::clear_timeouts(line.port));
@@ -121,7 +121,7 @@ void events()
 // A read ends with all its bytes, however they come.
 void reads()
 {
-    openLine line;
+    OpenLine line;
     char got[11] = {};
     std::uint32_t moved = 0;
     CHECK(!vs::start_read(line.port, got, 10, moved, line.reading));
@@ -143,7 +143,7 @@ void reads()
 void streamsBothWays()
 {
     constexpr std::uint32_t frames = 5000;
-    openLine line;
+    OpenLine line;
     ask("stream " + std::to_string(frames));
     std::uint32_t read = 0;
     std::thread reader([&] {
@@ -169,14 +169,14 @@ void streamsBothWays()
 // No bytes come while the read is told to stop: Wine may lose the cancel of one that has just got a part.
 void stops()
 {
-    openLine line;
+    OpenLine line;
     char got[8] = "-------", next[2] = {};
     CHECK(vs::set_event(line.exit) && line.read(got, 7) == stopped && !vs::poll_event(line.exit));
     peer("send 62");
     CHECK(line.read(next, 1) == whole && next[0] == 'b' && std::string(got) == "-------");
-    outcome ended = whole;
+    Outcome ended = whole;
     std::thread writer([&] { ended = line.write(much); });
-    peer("awaitWrite");
+    peer("await_write");
     CHECK(vs::set_event(line.exit));
     writer.join();
     CHECK(ended == stopped);
@@ -185,9 +185,9 @@ void stops()
 // The port is closed or unplugged while a read waits for bytes or a write for a reader.
 void goesAway(bool isUnplugged, bool writes)
 {
-    openLine line;
+    OpenLine line;
     char got[4];
-    outcome ended = whole;
+    Outcome ended = whole;
     std::thread waiting([&] { ended = writes ? line.write(much) : line.read(got, 4); });
     CHECK(vs::wait_for_either(line.waits, line.exit) == 0);
     CHECK(isUnplugged ? peer("unplug") == "done" : vs::close_handle(line.port));
@@ -232,9 +232,9 @@ std::string listed()
 void lists()
 {
     const std::string longest(260, 'L');
-    const seeded_port good = {L"USB (COM12)", "COM12" + zero};
+    const SeededPort good = {L"USB (COM12)", "COM12" + zero};
     const std::string goodText = "USB (COM12)$|COM12$;";
-    const std::tuple<const char *, std::vector<seeded_port>, std::string> rows[] = {
+    const std::tuple<const char *, std::vector<SeededPort>, std::string> rows[] = {
         {"none", {}, ""},
         {"one", {good}, goodText},
         {"two of one name", {good, {L"USB (COM12)", "COM3" + zero}}, goodText + "USB (COM12)$|COM3$;"},
@@ -254,9 +254,9 @@ void lists()
         {"printer port", {{L"Printer Port (LPT1)", "LPT1" + zero}}, "Printer Port (LPT1)$|LPT1$;"},
     };
     for (const auto &[what, ports, expected] : rows) {
-        std::vector<std::unique_ptr<seed>> seeds;
-        for (const seeded_port &port : ports)
-            seeds.push_back(std::make_unique<seed>(port, int(seeds.size())));
+        std::vector<std::unique_ptr<RegistrySeed>> seeds;
+        for (const SeededPort &port : ports)
+            seeds.push_back(std::make_unique<RegistrySeed>(port, int(seeds.size())));
         const std::string all = listed();
         check(all == expected, what + (": " + all), __LINE__);
     }

@@ -41,14 +41,14 @@ inline std::string numberedFrame(std::uint32_t number)
     return frame;
 }
 
-enum outcome { whole, failed, stopped };
+enum Outcome { whole, failed, stopped };
 
 // COM7 newly plugged in, used as the serial device does: transfers go on until they are whole, fail, or are
 // told to stop.
-class openLine
+class OpenLine
 {
 public:
-    openLine()
+    OpenLine()
     {
         peer("plug");
         port = vs::open_port(com7);
@@ -56,21 +56,21 @@ public:
         reading.event = vs::create_event();
         writing.event = vs::create_event();
     }
-    ~openLine()
+    ~OpenLine()
     {
         for (vs::handle each : {port, exit, waits, reading.event, writing.event})
             vs::close_handle(each);
     }
-    openLine(const openLine &) = delete;
-    openLine &operator=(const openLine &) = delete;
+    OpenLine(const OpenLine &) = delete;
+    OpenLine &operator=(const OpenLine &) = delete;
 
-    outcome read(char *buffer, std::uint32_t count)
+    Outcome read(char *buffer, std::uint32_t count)
     {
         return move(reading, count, [&](std::uint32_t done, std::uint32_t &moved) {
             return vs::start_read(port, buffer + done, count - done, moved, reading);
         });
     }
-    outcome write(const std::string &bytes)
+    Outcome write(const std::string &bytes)
     {
         const auto count = std::uint32_t(bytes.size());
         return move(writing, count, [&](std::uint32_t done, std::uint32_t &moved) {
@@ -86,7 +86,7 @@ public:
 
 private:
     template <typename Start>
-    outcome move(vs::transfer &state, std::uint32_t count, Start start)
+    Outcome move(vs::transfer &state, std::uint32_t count, Start start)
     {
         for (std::uint32_t done = 0, moved = 0; done < count; done += moved) {
             if (start(done, moved))

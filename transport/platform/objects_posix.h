@@ -109,6 +109,9 @@ bool fail(int error); // sets last_error() and gives false
 
 unique_fd make_eventfd();
 
+// Passes every byte on as it is, both ways, and reads at least one byte at a time.
+void make_raw(termios2 &line);
+
 // Whether a list offered this device because a program published it, and no program does so any more. A
 // pseudo-terminal's number is soon given to another terminal.
 bool is_no_longer_published(const std::string &path);

@@ -26,17 +26,6 @@ bool is_pseudo_terminal(int fd)
     return ::fstat(fd, &info) == 0 && major(info.st_rdev) >= first_major && major(info.st_rdev) <= last_major;
 }
 
-void make_raw(termios2 &line)
-{
-    line.c_iflag &= ~tcflag_t(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL |
-                                           IXON | IXOFF | IXANY);
-    line.c_oflag &= ~tcflag_t(OPOST);
-    line.c_lflag &= ~tcflag_t(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
-    line.c_cflag |= CREAD | CLOCAL;
-    line.c_cc[VMIN] = 1;
-    line.c_cc[VTIME] = 0;
-}
-
 template <typename Flags>
 void set_flags(Flags &flags, Flags mask, bool on)
 {
@@ -116,6 +105,17 @@ bool take_line(int fd, termios2 &afterwards)
 
 } // namespace
 
+void make_raw(termios2 &line)
+{
+    line.c_iflag &=
+        ~tcflag_t(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF | IXANY);
+    line.c_oflag &= ~tcflag_t(OPOST);
+    line.c_lflag &= ~tcflag_t(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    line.c_cflag |= CREAD | CLOCAL;
+    line.c_cc[VMIN] = 1;
+    line.c_cc[VTIME] = 0;
+}
+
 port::~port()
 {
     drain(line.get());
@@ -161,12 +161,12 @@ handle open_port(const char *path)
 // The queues are the driver's own here, and the line is set to have no timeouts when it is opened.
 bool set_queue_sizes(handle name, std::uint32_t, std::uint32_t)
 {
-    return find_as<port>(name) != nullptr || fail(EBADF);
+    return find_as<port>(name) || fail(EBADF);
 }
 
 bool clear_timeouts(handle name)
 {
-    return find_as<port>(name) != nullptr || fail(EBADF);
+    return find_as<port>(name) || fail(EBADF);
 }
 
 bool get_line_state(handle name, line_state &state)

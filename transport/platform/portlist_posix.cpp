@@ -169,7 +169,7 @@ handle open_device_list()
 bool device_at(handle list, std::uint32_t index, device_record &device)
 {
     device.instance = index;
-    return port_of(list, device) != nullptr || posix::fail(ENODEV);
+    return port_of(list, device) || posix::fail(ENODEV);
 }
 
 bool friendly_name(handle list, device_record &device, char *buffer, std::uint32_t size,

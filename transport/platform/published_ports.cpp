@@ -8,14 +8,16 @@
 
 namespace {
 
-// QLockFile::tryLock() removes the lock of a dead process, so the lock is released again.
+// Taking the lock would disturb the publisher and others who list the ports, so look at its owner.
 bool is_held(const QString &lock_path)
 {
-    if (!QFile::exists(lock_path))
+    qint64 pid = 0;
+    QString host;
+    QString program;
+    if (!QLockFile(lock_path).getLockInfo(&pid, &host, &program))
         return false;
-    QLockFile lock(lock_path);
-    lock.setStaleLockTime(0);
-    return !lock.tryLock(0) && lock.error() == QLockFile::LockFailedError;
+    const QFileInfo executable(QStringLiteral("/proc/%1/exe").arg(pid));
+    return QFileInfo(executable.symLinkTarget()).fileName() == program;
 }
 
 bool is_character_device(const QString &path)

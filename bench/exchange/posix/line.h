@@ -2,4 +2,4 @@
 
 #include "bench/common/bare_exchange.h"
 
-constexpr char figure_name[] = "exchange_per_second";
+constexpr char figureName[] = "exchange_per_second";

@@ -5,7 +5,7 @@
 
 // COM7, whose other end answers every byte with the same.
 
-constexpr char figure_name[] = "windows_exchange_per_second";
+constexpr char figureName[] = "windows_exchange_per_second";
 
 struct Echo
 {
@@ -14,10 +14,10 @@ struct Echo
         peer("plug");
         peer("echo");
     }
-    const char *slave_name() const { return com7; }
+    const char *slaveName() const { return com7; }
 };
 
-inline double bare_rate()
+inline double bareRate()
 {
-    return bare_rate(Echo().slave_name());
+    return bareRate(Echo().slaveName());
 }

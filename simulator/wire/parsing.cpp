@@ -1,4 +1,4 @@
-#include "simulator/wire/text.h"
+#include "simulator/wire/parsing.h"
 
 #include "protocol/conversions.h"
 
@@ -22,7 +22,7 @@ QString spacedHex(const QByteArray &bytes)
 std::optional<QByteArray> bytesFromHex(QString text)
 {
     text.remove(QRegularExpression(QStringLiteral("\\s")));
-    if (!matches(text, QStringLiteral("([0-9a-fA-F]{2})*")))
+    if (text.size() % 2 != 0 || !matches(text, QStringLiteral("[0-9a-fA-F]*")))
         return std::nullopt;
     return QByteArray::fromHex(text.toLatin1());
 }

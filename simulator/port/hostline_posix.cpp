@@ -1,5 +1,6 @@
-#include "simulator/line/hostline.h"
-#include "simulator/line/portpublication.h"
+#include "simulator/port/hostline.h"
+#include "simulator/port/portpublication.h"
+#include "transport/platform/objects_posix.h"
 
 #include <QFile>
 #include <QSocketNotifier>
@@ -35,16 +36,11 @@ short pollNow(int fd)
 }
 
 // Eight bits, no parity, one stop bit, every byte as it is.
-void makeRaw(termios2 &line)
+void setUp(termios2 &line)
 {
-    line.c_iflag &=
-        ~tcflag_t(IGNBRK | BRKINT | PARMRK | INPCK | ISTRIP | INLCR | IGNCR | ICRNL | IXON | IXOFF | IXANY);
-    line.c_oflag &= ~tcflag_t(OPOST);
-    line.c_lflag &= ~tcflag_t(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    vs::posix::make_raw(line);
     line.c_cflag &= ~tcflag_t(CSIZE | PARENB | CSTOPB);
     line.c_cflag |= CS8;
-    line.c_cc[VMIN] = 1;
-    line.c_cc[VTIME] = 0;
 }
 
 // A driver that does not support a speed silently sets another one.
@@ -118,7 +114,7 @@ Error PosixLine::openPort(const QString &path, int speed)
         close();
         return error;
     }
-    makeRaw(line);
+    setUp(line);
     line.c_cflag &= ~tcflag_t(CBAUD | (CBAUD << IBSHIFT));
     line.c_cflag |= CLOCAL | CREAD | CRTSCTS | BOTHER | (BOTHER << IBSHIFT);
     line.c_ispeed = line.c_ospeed = speed_t(speed);
@@ -160,7 +156,7 @@ void PosixLine::settleSlave(bool isNew) const
         return;
     termios2 line{};
     if (isNew && ::ioctl(slave, TCGETS2, &line) == 0) {
-        makeRaw(line);
+        setUp(line);
         ::ioctl(slave, TCSETS2, &line);
     }
     ::ioctl(slave, TCFLSH, TCIFLUSH);
@@ -198,7 +194,7 @@ void PosixLine::writeMore()
         else if (count == 0 || errno != EINTR)
             break;
     }
-    // The reader sees a failure as well.
+    // Ignore write errors: the next read reports them.
     writable->setEnabled(!pending.isEmpty());
 }
 
@@ -241,10 +237,10 @@ void PosixLine::close()
         if (*notifier)
             (*notifier)->setEnabled(false);
     }
+    publication.withdraw(); // before the number of the pseudo-terminal is free again
     if (fd >= 0)
         ::close(fd);
     fd = -1;
-    publication.withdraw();
 }
 
 } // namespace

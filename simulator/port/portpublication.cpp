@@ -1,4 +1,4 @@
-#include "simulator/line/portpublication.h"
+#include "simulator/port/portpublication.h"
 
 #include "transport/platform/published_ports.h"
 
@@ -7,7 +7,7 @@
 namespace simulator {
 namespace {
 
-// Whoever lists the ports may hold the lock of a dead publisher for a moment.
+// Another publisher may be taking over the lock of a dead process.
 constexpr int lockTimeout = 250; // ms
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "simulator/line/hostline.h"
+#include "simulator/port/hostline.h"
 #include "transport/platform/platform.h"
 
 #include <QWinEventNotifier>
@@ -136,7 +136,7 @@ void Win32Line::watch(Direction &direction, void (Win32Line::*takeEnd)())
     connect(&*direction.ended, &QWinEventNotifier::activated, this, takeEnd);
 }
 
-// A transfer that ends at once signals its event, too.
+// A transfer that completes at once also sets its event.
 bool Win32Line::startRead()
 {
     std::uint32_t moved = 0;
@@ -160,7 +160,7 @@ void Win32Line::takeRead()
         hangUp();
 }
 
-// What has come beside the first byte. It is there, so this ends at once.
+// Reads the bytes queued after the first one; they are present, so the read completes at once.
 QByteArray Win32Line::readQueued()
 {
     QByteArray bytes(int(std::min(queuedBytes(port), maxReadSize)), '\0');
@@ -171,7 +171,7 @@ QByteArray Win32Line::readQueued()
         !bytes.isEmpty() &&
         (vs::start_read(port, bytes.data(), std::uint32_t(bytes.size()), moved, state) ||
          (vs::last_error() == vs::error_io_pending && vs::transfer_result(port, state, moved)));
-    return isRead ? bytes.left(int(moved)) : QByteArray(); // the next read meets the failure, too
+    return isRead ? bytes.left(int(moved)) : QByteArray(); // the next read reports the failure
 }
 
 void Win32Line::writeMore()
@@ -184,7 +184,7 @@ void Win32Line::writeMore()
         vs::start_write(port, inFlight.constData(), std::uint32_t(inFlight.size()), moved, out.state) ||
         vs::last_error() == vs::error_io_pending;
     if (!out.isBusy)
-        inFlight.clear(); // the failure shows itself to the reader, too
+        inFlight.clear(); // the next read reports the failure
 }
 
 void Win32Line::takeWritten()
@@ -210,10 +210,10 @@ void Win32Line::hangUp()
     Q_EMIT lost();
 }
 
-// The system writes to the buffers until a transfer has ended, so that is waited for.
+// Wait for the cancelled transfer: the system writes to its buffers until then.
 void Win32Line::stop(Direction &direction)
 {
-    if (direction.ended) // only switched off: it may be the sender of the signal that led here
+    if (direction.ended) // disable only: it may be the current sender
         direction.ended->setEnabled(false);
     if (std::exchange(direction.isBusy, false))
         vs::cancel_transfers(port, direction.state);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/wire/text.h"
+#include "simulator/wire/parsing.h"
 
 #include <QLockFile>
 
