@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr qint64 maxFileSize = 1024 * 1024;
+constexpr qint64 maxFileSize = 0x100000;
 
 // One or more of closing square bracket, blank or tab.
 QRegExp separator()

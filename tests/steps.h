@@ -69,7 +69,7 @@ inline void set(QWidget *widget, const QString &text)
 
 // The rows of a table in a file: all but comments, each up to its last column at a '|' a column. A line that
 // begins with two blanks goes on with the row above.
-inline QList<QStringList> rows_of(const char *path, int columns)
+inline QList<QStringList> rowsOf(const char *path, int columns)
 {
     QList<QStringList> rows;
     QFile file(QString::fromUtf8(path));

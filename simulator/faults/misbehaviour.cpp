@@ -22,10 +22,10 @@ bool isResponse(const QByteArray &frame)
 
 } // namespace
 
-Misbehaviour::Misbehaviour(quint32 seed, const FaultSettings &chosen, QObject *parent)
+Misbehaviour::Misbehaviour(quint32 seed, FaultSettings chosen, QObject *parent)
     : QObject(parent)
     , random(seed)
-    , faults(chosen)
+    , faults(std::move(chosen))
 {
     joinTimer.setSingleShot(true);
     joinTimer.setInterval(maxJoinWait);

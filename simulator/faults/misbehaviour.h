@@ -17,7 +17,7 @@ class Misbehaviour : public QObject
     Q_OBJECT
 
 public:
-    explicit Misbehaviour(quint32 seed, const FaultSettings &chosen = {}, QObject *parent = nullptr);
+    explicit Misbehaviour(quint32 seed, FaultSettings chosen = {}, QObject *parent = nullptr);
 
     // Applies a setting by name.
     Error set(const QString &name, const QString &value) { return setFault(faults, name, value); }

@@ -76,14 +76,14 @@ private:
         on("sm_set_bondable_mode", [this](uint8 bondable) { isBondable = bondable != 0; });
         on("sm_get_bonds", [this] {
             const auto isBond = [](const auto &bond) { return bond.has_value(); };
-            for (uint8 number = 0; number < bonds.size(); ++number)
+            for (uint8 number = 0; number < maxBonds; ++number)
                 raiseBond(number);
             return payload(uint8(std::count_if(bonds.begin(), bonds.end(), isBond)));
         });
         on("sm_delete_bonding", [this](uint8 wanted) {
             constexpr uint8 all = 0xff;
             const bool exists = wanted == all || (wanted < bonds.size() && bonds[wanted]);
-            for (uint8 number = 0; number < bonds.size(); ++number) {
+            for (uint8 number = 0; number < maxBonds; ++number) {
                 if (wanted != all && wanted != number)
                     continue;
                 bonds[number].reset();
@@ -212,7 +212,8 @@ private:
             module.raise("sm_bond_status", number, bond->keySize, bond->mitm, bond->keys);
     }
 
-    std::array<std::optional<Bond>, 8> bonds;
+    static constexpr uint8 maxBonds = 8;
+    std::array<std::optional<Bond>, maxBonds> bonds;
     PairingFeatures features; // of the module
     bool isBondable = false;
     std::mt19937 random; // makes up the passkeys that the module shows

@@ -102,7 +102,7 @@ void TrafficLog::note(const QString &text)
 
 void TrafficLog::line(const char *direction, const QString &text)
 {
-    const double seconds = double(sinceStart.nsecsElapsed() / 1000) / 1e6;
+    const double seconds = double(sinceStart.nsecsElapsed()) / 1e9;
     print(QStringLiteral("%1 %2 %3").arg(seconds, 12, 'f', 6).arg(QLatin1String(direction), text));
 }
 

@@ -94,7 +94,7 @@ protected:
     static void rows(const char *program)
     {
         QTest::addColumn<QString>("steps");
-        for (const QStringList &row : rows_of(VORSEL_STEPS_TABLE, 3)) {
+        for (const QStringList &row : rowsOf(VORSEL_STEPS_TABLE, 3)) {
             if (row[0] == QLatin1String(program))
                 QTest::newRow(qPrintable(row[1]))
                     << QString(row[2]).replace("\\t"_s, "\t"_s).replace("\\n"_s, "\n"_s);

@@ -179,7 +179,7 @@ void TestFaults::fault_data()
         QTest::addRow("%s, %s", qPrintable(procedure[nameColumn]), qPrintable(line))
             << procedure << line << int(outcome);
     };
-    for (const QStringList &row : rows_of(VORSEL_PROCEDURES, faultsColumn + 1)) {
+    for (const QStringList &row : rowsOf(VORSEL_PROCEDURES, faultsColumn + 1)) {
         procedure.clear();
         for (const QString &column : row)
             procedure << column.trimmed();

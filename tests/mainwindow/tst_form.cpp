@@ -36,7 +36,7 @@ class TestForm : public WindowFixture
 private Q_SLOTS:
     void formIsAsListed()
     {
-        for (const QStringList &line : rows_of(VORSEL_FORM_TABLE, 1)) {
+        for (const QStringList &line : rowsOf(VORSEL_FORM_TABLE, 1)) {
             QStringList fields = line[0].split(u'|');
             const auto *const object =
                 fields[0] == window->objectName() ? window.get() : find<QObject>(qPrintable(fields[0]));

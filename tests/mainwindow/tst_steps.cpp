@@ -25,7 +25,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("steps");
-        for (const QStringList &row : rows_of(VORSEL_STEPS_TABLE, 3))
+        for (const QStringList &row : rowsOf(VORSEL_STEPS_TABLE, 3))
             QTest::addRow("%s|%s", qPrintable(row[0]), qPrintable(row[1])) << row[0] << row[2];
     }
     void steps()
