@@ -36,20 +36,10 @@ struct TurnWatch
     qint64 longestTurn = 0;
 };
 
-// A line of the table.
-enum Column {
-    nameColumn,
-    fromColumn,
-    firstColumn,
-    toolColumn,
-    fieldsColumn,
-    selectedColumn,
-    buttonColumn,
-    signsColumn,
-    shownColumn,
-    resultColumn,
-    faultsColumn
-};
+// The columns of a line of the table.
+namespace column {
+enum { name, from, first, tool, fields, selected, button, signs, shown, result, faults };
+}
 enum Outcome { done, stands, either };
 
 // "COUNT rows" and the cells of the last one.
@@ -128,7 +118,7 @@ private:
     QTemporaryDir folder;
     TurnWatch turns;
     QRandomGenerator random{1};
-    QStringList tried; // by Column
+    QStringList tried; // by column
     QString device;
 };
 
@@ -176,14 +166,14 @@ void TestFaults::fault_data()
         const QChar mark = setting[0];
         const Outcome outcome = mark == u'!' ? stands : mark == u'?' ? either : done;
         const QString line = setting.mid(outcome == done ? 0 : 1);
-        QTest::addRow("%s, %s", qPrintable(procedure[nameColumn]), qPrintable(line))
+        QTest::addRow("%s, %s", qPrintable(procedure[column::name]), qPrintable(line))
             << procedure << line << int(outcome);
     };
-    for (const QStringList &row : rowsOf(VORSEL_PROCEDURES, faultsColumn + 1)) {
+    for (const QStringList &row : rowsOf(VORSEL_PROCEDURES, column::faults + 1)) {
         procedure.clear();
         for (const QString &column : row)
             procedure << column.trimmed();
-        const QStringList settings = procedure[faultsColumn].split(u';');
+        const QStringList settings = procedure[column::faults].split(u';');
         for (const char *setting : {"split 1", "join 3", "late 20", "unknown 1", "?unasked 1", "?junk 3"})
             if (!settings.contains(u'-' + QLatin1String(setting)))
                 add(QLatin1String(setting));
@@ -262,15 +252,15 @@ bool TestFaults::reach(const QString &start)
 
 bool TestFaults::makeReady()
 {
-    if (!reach(tried[fromColumn]))
+    if (!reach(tried[column::from]))
         return false;
-    const QString line = tried[firstColumn];
+    const QString line = tried[column::first];
     if (!line.isEmpty()) {
         window->send(qPrintable(line));
         if (!wait([&] { return logged("ble_rsp_"_s + line.section(u' ', 0, 0)); }))
             return false;
     }
-    const QStringList tool = tried[toolColumn].split(u' ', Qt::SkipEmptyParts); // action, dialog, page
+    const QStringList tool = tried[column::tool].split(u' ', Qt::SkipEmptyParts); // action, dialog, page
     if (!tool.isEmpty()) {
         window->trigger(qPrintable(tool[0]));
         place = window->widget().findChild<QDialog *>(tool[1]);
@@ -283,28 +273,28 @@ bool TestFaults::makeReady()
 void TestFaults::begin()
 {
     window->click("pushLogClear");
-    if (tried[selectedColumn] == QLatin1String("clear"))
+    if (tried[column::selected] == QLatin1String("clear"))
         clickPanel("pushGATTClear"_s);
-    else if (!tried[selectedColumn].isEmpty())
-        panel().select(tried[selectedColumn].toInt());
-    for (const QString &field : tried[fieldsColumn].split(u';', Qt::SkipEmptyParts)) {
+    else if (!tried[column::selected].isEmpty())
+        panel().select(tried[column::selected].toInt());
+    for (const QString &field : tried[column::fields].split(u';', Qt::SkipEmptyParts)) {
         const QString value = field.section(u'=', 1);
         auto *const edit = used()->findChild<QWidget *>(field.section(u'=', 0, 0));
         const bool isFile = value.contains(u'.');
         edit->setProperty(qobject_cast<QSpinBox *>(edit) ? "value" : "text",
                           isFile ? folder.filePath(value) : value);
     }
-    QTest::mouseClick(used()->findChild<QPushButton *>(tried[buttonColumn]), Qt::LeftButton);
+    QTest::mouseClick(used()->findChild<QPushButton *>(tried[column::button]), Qt::LeftButton);
 }
 
 bool TestFaults::isDone()
 {
-    const QStringList signs = tried[signsColumn].split(u';', Qt::SkipEmptyParts);
+    const QStringList signs = tried[column::signs].split(u';', Qt::SkipEmptyParts);
     const QStringList log = window->log();
     const bool isLogged = std::any_of(log.begin(), log.end(), [&signs](const QString &line) {
         return std::all_of(signs.begin(), signs.end(), [&](const QString &s) { return line.contains(s); });
     });
-    const QStringList shown = tried[shownColumn].split(u'=');
+    const QStringList shown = tried[column::shown].split(u'=');
     const auto *const label = used()->findChild<QLabel *>(shown[0]);
     return (signs.isEmpty() || isLogged) &&
            (shown.size() < 2 || (label && label->text().startsWith(shown[1])));
@@ -314,8 +304,8 @@ bool TestFaults::isDone()
 // module answers to a command.
 bool TestFaults::isRight()
 {
-    const QString what = tried[resultColumn].section(u'=', 0, 0).trimmed();
-    QString expected = tried[resultColumn].section(u'=', 1).trimmed(), found;
+    const QString what = tried[column::result].section(u'=', 0, 0).trimmed();
+    QString expected = tried[column::result].section(u'=', 1).trimmed(), found;
     const QString word = what.section(u' ', 0, 0), rest = what.section(u' ', 1);
     if (word.startsWith(QLatin1String("dump"))) {
         const QString dump = file("dump.bin");
@@ -363,8 +353,8 @@ void TestFaults::fault()
     const QByteArray line = setting.toLatin1();
     const bool ends = line.startsWith("hang-up"), isUnplugged = line.startsWith("unplug");
     tried = procedure;
-    QCOMPARE(procedure.size(), faultsColumn + 1);
-    const int connectsOnce = tried[fromColumn] == QLatin1String("attached") ? 0 : 1;
+    QCOMPARE(procedure.size(), column::faults + 1);
+    const int connectsOnce = tried[column::from] == QLatin1String("attached") ? 0 : 1;
     // A device that answers at once has done so before its connection ends.
     replaceModule(ends ? QStringList{"--answer-delay"_s, "500"_s} : QStringList());
     QVERIFY(!QTest::currentTestFailed() && makeReady());

@@ -52,9 +52,10 @@ struct Host
 // A running simulated module.
 struct Module
 {
-    explicit Module(const QString &arguments = QString())
+    explicit Module(const QString &arguments = QString(),
+                    const QString &program = QStringLiteral(VORSEL_MODULE))
     {
-        process.start(QStringLiteral(VORSEL_MODULE), arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+        process.start(program, arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
         waitForLog("ready: ");
         path = QString::fromLocal8Bit(output).section(QLatin1Char(' '), 1, 1).trimmed();
     }
@@ -159,6 +160,36 @@ private Q_SLOTS:
         module.tell("send-hex 00000001");
         QVERIFY(module.waitForLog("obeyed: send-hex"));
         QCOMPARE(Host(module.path).exchange("00000008", 4), QByteArray("000c0008"));
+    }
+
+    // A developer builds the module anew while it runs.
+    void listedAfterItsFileIsReplaced()
+    {
+        const QString copy = runtimeDir.filePath(QStringLiteral("copied-module"));
+        QVERIFY(QFile::copy(QStringLiteral(VORSEL_MODULE), copy));
+        Module module({}, copy);
+        QVERIFY(QFile::remove(copy));
+        QCOMPARE(published(), QStringLiteral("Simulated module=") + module.path);
+    }
+
+    // Lines that come faster than they are obeyed must not fill the memory, or hold up the end.
+    void floodOfControlLines()
+    {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+        QSKIP("the sanitizers' own memory would be most of what is measured");
+#endif
+        constexpr int lineCount = 1'000'000;
+        Module module(QStringLiteral("--quiet"));
+        module.process.write(QByteArray("junk 0\n").repeated(lineCount));
+        while (module.process.bytesToWrite() > lineCount)
+            QVERIFY(module.process.waitForBytesWritten(timeoutMs));
+        QFile status(QStringLiteral("/proc/%1/status").arg(module.process.processId()));
+        QVERIFY(status.open(QIODevice::ReadOnly));
+        const QByteArray text = status.readAll();
+        const int peakKib = text.mid(text.indexOf("VmHWM:") + 6).simplified().split(' ').value(0).toInt();
+        QVERIFY2(peakKib > 0 && peakKib < 50'000, text.constData());
+        QCOMPARE(::kill(pid_t(module.process.processId()), SIGTERM), 0);
+        QCOMPARE(module.wait(), 0);
     }
 
     void unplugsAfterItsLastFrame()

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QLockFile>
+#include <QRegularExpression>
 #include <QStandardPaths>
 
 #include <sys/stat.h>
@@ -16,8 +17,11 @@ bool is_held(const QString &lock_path)
     QString program;
     if (!QLockFile(lock_path).getLockInfo(&pid, &host, &program))
         return false;
-    const QFileInfo executable(QStringLiteral("/proc/%1/exe").arg(pid));
-    return QFileInfo(executable.symLinkTarget()).fileName() == program;
+    // The number of a dead process may belong to another one. The kernel marks a program file that has been
+    // replaced since the start.
+    QString executable = QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).symLinkTarget();
+    executable.remove(QRegularExpression(QStringLiteral(" \\(deleted\\)$")));
+    return QFileInfo(executable).fileName() == program;
 }
 
 bool is_character_device(const QString &path)
