@@ -1,6 +1,7 @@
 #include "simulator/port/portpublication.h"
 #include "tests/transport/pseudo_terminal.h"
 #include "transport/commdev.h"
+#include "transport/platform/platform.h"
 #include "transport/platform/published_ports.h"
 #include "transport/uartcomm.h"
 
@@ -146,6 +147,37 @@ private Q_SLOTS:
         QVERIFY(publication.publish(QStringLiteral("other"), module.path()));
         QCOMPARE(listed(), QString());
         qunsetenv("TMPDIR");
+    }
+
+    // A buffer holds the whole text and its terminating zero, or nothing.
+    void textsThatDoNotFit()
+    {
+        PortPublication publication;
+        QCOMPARE(publication.publish(QStringLiteral("module"), module.path()), Error());
+        const vs::handle list = vs::open_device_list();
+        vs::device_record device;
+        std::uint32_t last = 0; // published ports follow those of the hardware
+        while (vs::device_at(list, last + 1, device))
+            ++last;
+        QVERIFY(vs::device_at(list, last, device));
+        char name[7] = "######";
+        std::uint32_t needed = 0;
+        QVERIFY(!vs::friendly_name(list, device, name, 6, &needed));
+        QCOMPARE(needed, 7U);
+        QCOMPARE(name, "######");
+        QVERIFY(vs::friendly_name(list, device, name, needed, nullptr));
+        QCOMPARE(name, "module");
+        const vs::handle key = vs::open_device_key(list, device);
+        char port[64] = "#";
+        auto size = std::uint32_t(module.path().size() - int(qstrlen(vs::port_path_prefix())));
+        QVERIFY(!vs::query_port_name(key, port, size));
+        QCOMPARE(port, "#");
+        ++size;
+        QVERIFY(vs::query_port_name(key, port, size));
+        QCOMPARE(QByteArray(vs::port_path_prefix()).append(port), module.path().toLatin1());
+        vs::close_device_key(key);
+        vs::destroy_device_list(list);
+        QVERIFY(!vs::device_at(list, last, device));
     }
 
     void listingDoesNotDisturbPublishing()
