@@ -103,9 +103,19 @@ unique_fd make_eventfd()
     return unique_fd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
 }
 
+bool event::signal()
+{
+    const std::uint64_t one = 1;
+    const bool is_written = ::write(counter.get(), &one, sizeof one) == sizeof one;
+    may_be_signalled = true; // not before there is something to take
+    return is_written;
+}
+
 bool event::take_signal()
 {
     std::uint64_t count = 0;
+    if (!may_be_signalled.exchange(false))
+        return false;
     return ::read(counter.get(), &count, sizeof count) == sizeof count;
 }
 
@@ -116,8 +126,7 @@ bool pending_transfer::advance()
             error = EBADF;
             break;
         }
-        const int fd = port->line.get();
-        const ssize_t got = writes ? ::write(fd, next, remaining) : ::read(fd, next, remaining);
+        const ssize_t got = writes ? ::write(port->line.get(), next, remaining) : port->read(next, remaining);
         if (got > 0) {
             next += got;
             moved += std::uint32_t(got);
@@ -150,8 +159,7 @@ handle create_event()
 bool set_event(handle name)
 {
     const auto found = find_as<event>(name);
-    const std::uint64_t one = 1;
-    return found ? ::write(found->counter.get(), &one, sizeof one) == sizeof one || fail(errno) : fail(EBADF);
+    return found ? found->signal() || fail(errno) : fail(EBADF);
 }
 
 bool close_handle(handle any)

@@ -124,6 +124,21 @@ port::~port()
     ::flock(line.get(), LOCK_UN); // a child between fork and exec would hold it on
 }
 
+ssize_t port::read(char *buffer, std::size_t count)
+{
+    if (ahead_begin == ahead_end) {
+        const ssize_t got = ::read(line.get(), ahead, sizeof ahead);
+        if (got <= 0)
+            return got;
+        ahead_begin = 0;
+        ahead_end = std::size_t(got);
+    }
+    const std::size_t served = std::min(count, ahead_end - ahead_begin);
+    std::copy_n(ahead + ahead_begin, served, buffer);
+    ahead_begin += served;
+    return ssize_t(served);
+}
+
 void port::shut()
 {
     is_shut = true;
