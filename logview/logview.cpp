@@ -9,7 +9,9 @@
 #include <QEvent>
 #include <QMimeData>
 #include <QScopedValueRollback>
+#include <QScrollBar>
 #include <QTextCursor>
+#include <QTimerEvent>
 
 namespace {
 // Characters. The text engine takes gigabytes for a million lines at once, and time by the square of the
@@ -21,6 +23,11 @@ constexpr int copyPortion = 1 << 18;
 constexpr qint64 copyMax = 1'000'000'000;
 
 const QLatin1String entryEnd("<br />");
+
+// To lay out, scroll and paint costs as much as to store hundreds of lines. So only the first layouts after a
+// quiet moment, as many as an exchange needs, happen at once, and those of a burst once per interval.
+constexpr qint64 layoutInterval = 40; // ms
+constexpr int maxLayoutsAtOnce = 4;
 
 double emptyLineHeight()
 {
@@ -78,6 +85,9 @@ LogView::LogView(QWidget *parent)
 {
     startScene();
     setAlignment(Qt::AlignLeft | Qt::AlignBottom);
+    verticalScrollBar()->installEventFilter(this);
+    horizontalScrollBar()->installEventFilter(this);
+    sinceLayout.start();
 }
 
 LogView::~LogView()
@@ -115,6 +125,7 @@ void LogView::clearLog()
 
 void LogView::scroll(bool on)
 {
+    layOutIfRequested(); // the lines so far came before the change
     auto_scroll = on;
 }
 
@@ -201,15 +212,23 @@ void LogView::addEntry(const QStringList &entry)
 
 void LogView::requestLayout()
 {
-    if (layoutRequested)
+    if (layoutTimer.isActive())
         return;
-    layoutRequested = true;
-    QMetaObject::invokeMethod(this, &LogView::layOut, Qt::QueuedConnection);
+    const qint64 elapsed = sinceLayout.elapsed();
+    layoutsAtOnce = elapsed >= layoutInterval ? 1 : layoutsAtOnce + 1;
+    layoutTimer.start(layoutsAtOnce <= maxLayoutsAtOnce ? 0 : int(layoutInterval - elapsed), this);
+}
+
+void LogView::layOutIfRequested()
+{
+    if (layoutTimer.isActive())
+        layOut();
 }
 
 void LogView::layOut()
 {
-    layoutRequested = false;
+    layoutTimer.stop();
+    sinceLayout.start();
     const bool follows = followDue && auto_scroll;
     {
         const QScopedValueRollback<bool> moving(movingLines, true);
@@ -221,8 +240,30 @@ void LogView::layOut()
         followDue = false;
     }
     showLines();
-    if (layoutRequested) // a line was found to be larger than guessed: the end has moved
+    if (layoutTimer.isActive()) // a line was found to be larger than guessed: the end has moved
         followDue = follows;
+}
+
+void LogView::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == layoutTimer.timerId())
+        layOut();
+    else
+        QGraphicsView::timerEvent(event);
+}
+
+// Of a scroll bar, which the view gives its wheel events too. It scrolls in the log as it is now.
+bool LogView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel)
+        layOutIfRequested();
+    return QGraphicsView::eventFilter(watched, event);
+}
+
+void LogView::keyPressEvent(QKeyEvent *event)
+{
+    layOutIfRequested();
+    QGraphicsView::keyPressEvent(event);
 }
 
 void LogView::showLines()
@@ -286,6 +327,7 @@ void LogView::showLine(int index)
 void LogView::resizeEvent(QResizeEvent *event)
 {
     QGraphicsView::resizeEvent(event);
+    layOutIfRequested();
     showLines();
 }
 

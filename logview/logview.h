@@ -3,6 +3,8 @@
 #include "logview/linemeter.h"
 #include "logview/linesizes.h"
 
+#include <QBasicTimer>
+#include <QElapsedTimer>
 #include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QList>
@@ -53,6 +55,9 @@ public Q_SLOTS:
     void addLine(const QString &timestamp, const QStringList &log);
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void timerEvent(QTimerEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void scrollContentsBy(int dx, int dy) override;
 
@@ -61,6 +66,7 @@ private:
     void addEntry(const QStringList &entry);
 
     void requestLayout();
+    void layOutIfRequested();
     void layOut();
     void followNewest();
     QRectF extent() const { return sizes.extent(line_store.size()); }
@@ -76,7 +82,9 @@ private:
     std::vector<LogLine *> spare;   // of dropped lines, for the next ones; empty outside of showLines()
 
     const QGraphicsItem *lastFocus = nullptr; // the line last pressed, even after the view lost the focus
-    bool layoutRequested = false;
+    QBasicTimer layoutTimer;                  // runs while a layout is requested
+    QElapsedTimer sinceLayout;
+    int layoutsAtOnce = 0;    // since the last quiet moment
     bool followDue = false;   // lines came since the last layout
     bool movingLines = false; // items come and go with the scrolling: no change of the log
 };

@@ -74,7 +74,7 @@ private Q_SLOTS:
 
         ShownLog view;
         view.addLine("t "_s, html.arg(folder.path()));
-        settle();
+        view.settle();
         QVERIFY(view.item(0));
         QVERIFY(view.item(0)->boundingRect().height() < 200);
         const QImage shot = view.viewport()->grab().toImage().convertToFormat(QImage::Format_RGB32);
@@ -89,7 +89,7 @@ private Q_SLOTS:
         for (int i = 0; i < 600; ++i) {
             view.addLine(stamp(i), "x<br>"_s.repeated(150));
             if (i % 20 == 19)
-                settle();
+                view.settle();
         }
         QVERIFY(view.scene->sceneRect().height() > 700 * stockPitch());
         QVERIFY(view.isAtEnd());

@@ -51,7 +51,7 @@ private Q_SLOTS:
         view.add(10);
         view.scrollTo(view.end());
         mouse(view, QEvent::MouseButtonRelease, 4, 2000);
-        settle();
+        view.settle();
         QVERIFY(view.item(4));
         QVERIFY(!view.item(5));
         view.scrollTo(0);
@@ -116,7 +116,7 @@ private Q_SLOTS:
         view.add(5);
         mouse(view, QEvent::MouseMove, 3, 100);
         mouse(view, QEvent::MouseButtonRelease, 2, 200);
-        settle();
+        view.settle();
         QCOMPARE(view.itemCount(), 5);
         for (int i = 0; i < 5; ++i)
             QCOMPARE(view.selected(i), QString());

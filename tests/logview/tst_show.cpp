@@ -3,7 +3,10 @@
 #include <QRandomGenerator>
 #include <QTextDocument>
 
+#include <functional>
 #include <memory>
+
+Q_DECLARE_METATYPE(std::function<void(class ShownLog &)>)
 
 namespace {
 // The plain way: every line has its item for good.
@@ -56,7 +59,7 @@ private Q_SLOTS:
                                "<b>t2</b>  ble_rsp_x\t  a <i>b</i>  c<br />"
                                "<b>t3</b> <br />t4 &lt;a&gt; &amp; <i><br><br /><br><br />"_s);
         QCOMPARE(mime->text(), "t1 TX: 00000001\n\nt2 ble_rsp_x a b c\nt3 \nt4 <a> & \n\n\n\n"_s);
-        settle();
+        view.settle();
         const QStringList texts{"t1 TX: 00000001"_s, "t2 ble_rsp_x a b c"_s, "t3 "_s, "t4 <a> & "_s, ""_s};
         for (int i = 0; i < texts.size(); ++i)
             QCOMPARE(view.text(i), texts.at(i));
@@ -80,11 +83,11 @@ private Q_SLOTS:
     {
         ShownLog view(500);
         view.addLine(stamp(0), QString(1000, QLatin1Char('w')) + "<br>x"_s.repeated(20));
-        settle();
+        view.settle();
         view.scroll(false);
         const QPointer<QGraphicsScene> before = view.scene;
         view.clearLog();
-        settle();
+        view.settle();
         QVERIFY(before.isNull());
         QVERIFY(!view.auto_scroll);
         QCOMPARE(view.itemCount(), 0);
@@ -126,12 +129,12 @@ private Q_SLOTS:
             const QString text = i % 11 == 10 ? odd.at(i / 11 % odd.size()) : "line"_s;
             i % 2 ? view.addLine(stamp(i), text) : view.addLine(stamp(i), QStringList{text, "a:  1"_s});
             plainWay.add(stamp(i) + text + (i % 2 ? ""_s : " a:  1"_s));
-            if (i % 10 == 2)
-                settle();
+            if (i % 30 == 2)
+                view.settle();
             if (i == 2) // a short log stands at the bottom
                 QCOMPARE(view.viewport()->grab().toImage(), plainWay.viewport()->grab().toImage());
         }
-        settle();
+        view.settle();
         QCOMPARE(view.scene->sceneRect().width(), plainWay.sceneRect().width());
         QCOMPARE(view.end(), plainWay.verticalScrollBar()->maximum());
 
@@ -161,7 +164,7 @@ private Q_SLOTS:
         view.clearLog();
         for (int i = 0; i < 1000; ++i) // in one turn, and plain: only those in view are laid out
             view.addLine(stamp(i), "RX: 80%1"_s.arg(i, 4, 16, QLatin1Char('0')));
-        settle();
+        view.settle();
         QVERIFY(view.item(999));
         QVERIFY2(view.itemCount() <= page + 3, qPrintable(QString::number(view.itemCount())));
     }
@@ -175,9 +178,9 @@ private Q_SLOTS:
             view.add(100);
         }
         view.addLine(stamp(300), QString(400, QLatin1Char('x'))); // the next one is not the widest
-        settle();
+        view.settle();
         view.addLine(stamp(301), "<font color=red size=7>larger than it looks</font>"_s);
-        settle();
+        view.settle();
         QVERIFY(view.isAtEnd());
         view.clearLog();
         view.add(400);
@@ -187,10 +190,64 @@ private Q_SLOTS:
         QCOMPARE(view.scene->sceneRect().height(), 600 * stockPitch());
         QCOMPARE(view.verticalScrollBar()->value(), 150);
         view.scroll(true);
-        settle();
+        view.settle();
         QCOMPARE(view.verticalScrollBar()->value(), 150);
         view.add(1);
         QVERIFY(view.isAtEnd());
+    }
+
+    void showsBurstsRarelyAndALineAtOnce()
+    {
+        constexpr int interval = 40; // ms
+        ShownLog view(100);
+        int layouts = 0;
+        connect(view.scene, &QGraphicsScene::sceneRectChanged, this, [&layouts] { ++layouts; });
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < 10 * interval) {
+            view.addLine(stamp(0), "RX: 80"_s);
+            QCoreApplication::processEvents();
+        }
+        QVERIFY2(layouts <= 15, qPrintable(QString::number(layouts)));
+        QVERIFY2(layouts >= 5, qPrintable(QString::number(layouts)));
+        view.settle();
+        QTest::qWait(interval); // a quiet moment
+        const int before = layouts;
+        for (int i = 1; i <= 2; ++i) { // a command, and the answer in a later turn
+            view.addLine(stamp(i), "one more"_s);
+            QCoreApplication::processEvents();
+            QCOMPARE(layouts, before + i);
+        }
+    }
+
+    void userActsOnAllLines_data()
+    {
+        QTest::addColumn<std::function<void(ShownLog &)>>("act");
+        using Act = std::function<void(ShownLog &)>;
+        QTest::newRow("key") << Act([](ShownLog &view) { QTest::keyClick(&view, Qt::Key_End); });
+        QTest::newRow("scroll bar") << Act(
+            [](ShownLog &view) { QTest::mouseClick(view.verticalScrollBar(), Qt::LeftButton); });
+        QTest::newRow("wheel") << Act([](ShownLog &view) {
+            QWheelEvent event({5, 5}, view.mapToGlobal({5, 5}), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
+                              Qt::NoScrollPhase, false);
+            QCoreApplication::sendEvent(view.viewport(), &event);
+        });
+        QTest::newRow("size") << Act([](ShownLog &view) { view.resize(400, 200); });
+        QTest::newRow("following") << Act([](ShownLog &view) { view.scroll(true); });
+    }
+
+    void userActsOnAllLines()
+    {
+        QFETCH(std::function<void(ShownLog &)>, act);
+        ShownLog view(100, false);
+        while (!view.isBehind()) {
+            view.addLine(stamp(0), "RX: 80"_s);
+            QCoreApplication::processEvents();
+        }
+        view.addLine(stamp(0), "the last one"_s);
+        act(view);
+        QVERIFY(!view.isBehind());
+        QCOMPARE(view.scene->sceneRect().height(), view.line_store.size() * stockPitch());
     }
 
     void userScrollIsNotPulledUntilAChange()
@@ -210,14 +267,14 @@ private Q_SLOTS:
         view.scrollTo(100);
         QCOMPARE(view.verticalScrollBar()->value(), 100);
         view.scene->addRect(QRectF(0, 100, 10, 10)); // not a line, but in the scene
-        settle();
+        view.settle();
         QVERIFY(view.isAtEnd());
     }
 
     void sceneOutlivesTheView()
     {
         const QPointer<QGraphicsScene> scene = std::make_unique<ShownLog>(3)->scene;
-        settle();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!scene.isNull());
     }
 

@@ -3,7 +3,7 @@
 #include <sys/ioctl.h>
 
 #include "tests/mainwindow/window_fixture.h"
-#include "tests/transport/pseudo_terminal.h"
+#include "tests/support/pseudo_terminal.h"
 
 class TestPorts : public WindowFixture
 {

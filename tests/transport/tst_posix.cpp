@@ -1,5 +1,5 @@
 #include "tests/transport/captured_output.h"
-#include "tests/transport/pseudo_terminal.h"
+#include "tests/support/pseudo_terminal.h"
 #include "tests/transport/thread_sanitizer.h"
 #include "transport/uartcomm.h"
 #include "transport/uartdev.h"

@@ -1,5 +1,5 @@
 #include "simulator/port/portpublication.h"
-#include "tests/transport/pseudo_terminal.h"
+#include "tests/support/pseudo_terminal.h"
 #include "transport/commdev.h"
 #include "transport/platform/platform.h"
 #include "transport/platform/published_ports.h"
