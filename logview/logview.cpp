@@ -24,10 +24,10 @@ constexpr qint64 copyMax = 1'000'000'000;
 
 const QLatin1String entryEnd("<br />");
 
-// To lay out, scroll and paint costs as much as to store hundreds of lines. So only the first layouts after a
-// quiet moment, as many as an exchange needs, happen at once, and those of a burst once per interval.
+// To lay out, scroll and paint costs far more than to store a line. So only the first layouts after a quiet
+// moment happen at once, for a command and for its answer, and those of a burst once per interval.
 constexpr qint64 layoutInterval = 40; // ms
-constexpr int maxLayoutsAtOnce = 4;
+constexpr int maxLayoutsAtOnce = 2;
 
 double emptyLineHeight()
 {
@@ -125,7 +125,7 @@ void LogView::clearLog()
 
 void LogView::scroll(bool on)
 {
-    layOutIfRequested(); // the lines so far came before the change
+    layOutIfRequested(); // lines that are already stored follow the old setting
     auto_scroll = on;
 }
 
@@ -252,11 +252,17 @@ void LogView::timerEvent(QTimerEvent *event)
         QGraphicsView::timerEvent(event);
 }
 
-// Of a scroll bar, which the view gives its wheel events too. It scrolls in the log as it is now.
+// Filters both scroll bars, to which the view forwards wheel events. What is stored is laid out before the
+// user scrolls; a layout after that would pull the view back to the end.
 bool LogView::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::Wheel)
-        layOutIfRequested();
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+    case QEvent::Wheel: layOutIfRequested(); break;
+    default: break;
+    }
     return QGraphicsView::eventFilter(watched, event);
 }
 

@@ -37,7 +37,8 @@ public:
     bool auto_scroll = true; // whether the view follows the newest line
 
 public Q_SLOTS:
-    // Sets whether the view follows the newest line. Moves nothing until the next line.
+    // Sets whether the view follows the newest line. Lines that are stored follow the old setting, so turning
+    // it on moves nothing until the next line.
     void scroll(bool on);
 
     // Puts the whole log on the clipboard, as HTML and as plain text.
@@ -51,6 +52,7 @@ public Q_SLOTS:
     void updateScene(const QList<QRectF> &rects);
 
     // Adds a line at the end: HTML, the timestamp too. A list is shown with its pieces joined with one blank.
+    // Stored at once, and shown in the next turn of the event loop, in a burst within 40 ms.
     void addLine(const QString &timestamp, const QString &log);
     void addLine(const QString &timestamp, const QStringList &log);
 

@@ -12,9 +12,9 @@ int main(int argc, char *argv[])
     QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
     QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     // Loading OpenGL takes a third of the start, and the program does not use it.
-    const char glIntegration[] = "QT_XCB_GL_INTEGRATION"; // read on X11 alone
-    if (!qEnvironmentVariableIsSet(glIntegration))
-        qputenv(glIntegration, "none");
+    const char glVariable[] = "QT_XCB_GL_INTEGRATION"; // read on X11 alone
+    if (!qEnvironmentVariableIsSet(glVariable))
+        qputenv(glVariable, "none");
     QApplication app(argc, argv);
     register_meta_types();
     MainWindow window;

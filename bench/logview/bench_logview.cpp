@@ -166,8 +166,8 @@ void measureTimeAndMemory()
     report("log_memory_bytes_per_line", ourMemory, otherMemory, ourMemory / otherMemory, 1);
 }
 
-// Turns of the event loop, milliseconds, while 5,000 lines a second arrive: from a batch of lines, due every
-// 10 ms, until all that it set going is done.
+// Turns of the event loop, milliseconds, while 5,000 lines a second arrive: one for each batch of lines, due
+// every 10 ms. Each fourth or fifth lays them out and paints.
 std::vector<double> turnsUnderLoad(Subject &subject, int seconds)
 {
     constexpr qint64 linesASecond = 5000;
@@ -191,7 +191,7 @@ std::vector<double> turnsUnderLoad(Subject &subject, int seconds)
         const qint64 rest = batchPeriod - clock.elapsed() % batchPeriod;
         QThread::msleep(ulong(rest));
     }
-    if (subject.paints - paintsBefore < int(turns.size()) / 8) { // a burst is shown 20 to 25 times a second
+    if (subject.paints - paintsBefore < int(turns.size()) / 8) {
         std::fputs("bench_logview: too few of the turns under load were painted\n", stderr);
         allWithin = false;
     }

@@ -54,6 +54,7 @@ double startMs(const QString &path)
 int main(int argc, char **argv)
 {
     qputenv("QT_QPA_PLATFORM", "xcb");
+    qunsetenv("QT_XCB_GL_INTEGRATION"); // whether OpenGL is loaded is the programs' own choice
     QGuiApplication application(argc, argv);
     std::vector<double> ours;
     std::vector<double> empty;

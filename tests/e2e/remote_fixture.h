@@ -27,8 +27,11 @@ protected Q_SLOTS:
 
     void cleanup()
     {
-        if (QTest::currentTestFailed())
+        if (QTest::currentTestFailed()) {
             qWarning("the module's log ends with\n%s", module.output().right(4000).constData());
+            const QStringList lines = window ? window->log() : QStringList();
+            qWarning("the window's log ends with\n%s", qPrintable(lines.mid(lines.size() - 40).join(u'\n')));
+        }
         place = nullptr;
         window.reset();
         module.stop();

@@ -42,9 +42,12 @@ public:
 
     void click(const char *button) { QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton); }
 
-    // Scrolls to the button first if that is on a panel of a remote device.
+    // Scrolls to the button first if that is on a panel of a remote device. A new panel is laid out in a later
+    // turn of the event loop, and cannot be clicked before.
     void click(QAbstractButton *button)
     {
+        if (!QTest::qWaitFor([button] { return !button->size().isEmpty(); }, answerMs))
+            qFatal("%s is not laid out", qPrintable(button->objectName()));
         find<QScrollArea>("deviceList")->ensureWidgetVisible(button);
         QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, QPoint(10, button->height() / 2));
     }

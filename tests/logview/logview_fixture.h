@@ -61,13 +61,13 @@ public:
         settle();
     }
 
-    // Lets all that was posted take place, and what that posts in turn, until the lines so far are shown.
+    // Runs the event loop until all lines are laid out and painted.
     void settle()
     {
-        for (int i = 0; i < 10; ++i)
-            QCoreApplication::processEvents();
-        while (isBehind())
-            QCoreApplication::processEvents();
+        do {
+            for (int i = 0; i < 10; ++i)
+                QCoreApplication::processEvents();
+        } while (isBehind());
     }
 
     // Whether a layout is due: nothing else in the view has a timer.

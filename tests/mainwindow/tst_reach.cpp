@@ -265,7 +265,7 @@ private Q_SLOTS:
         for (const char *colour : {"", "green", "red"}) {
             log->clearLog();
             log->addLine(QString(), "<font color=%1>WWW</font>"_s.arg(QLatin1String(colour)));
-            QApplication::processEvents();
+            QTRY_COMPARE(log->scene->items().size(), 1);
             QVERIFY2(seenContrast(log->viewport()) >= minContrastOfRed, colour);
         }
         window->USBReset();

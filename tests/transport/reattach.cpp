@@ -6,8 +6,8 @@
 
 #include "bench/common/figure.h"
 #include "tests/support/process.h"
-#include "tests/transport/captured_output.h"
 #include "tests/support/pseudo_terminal.h"
+#include "tests/transport/captured_output.h"
 #include "tests/transport/thread_sanitizer.h"
 #include "transport/uartdev.h"
 

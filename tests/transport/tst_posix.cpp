@@ -1,6 +1,7 @@
-#include "tests/transport/captured_output.h"
 #include "tests/support/pseudo_terminal.h"
+#include "tests/transport/captured_output.h"
 #include "tests/transport/thread_sanitizer.h"
+#include "transport/platform/platform.h"
 #include "transport/uartcomm.h"
 #include "transport/uartdev.h"
 
@@ -59,6 +60,26 @@ private Q_SLOTS:
     {
         QCoreApplication::removePostedEvents(this); // frames of a device that is gone
         frames.clear();
+    }
+
+    // Bytes are read ahead of the frames; the rest of them must not come apart.
+    void detachLeavesNoPartOfAFrame()
+    {
+        PseudoTerminal module;
+        const vs::handle port = vs::open_port(module.path().toLatin1().constData());
+        QVERIFY(module.send(QByteArray::fromHex("000201010203").repeated(1000)));
+        vs::transfer state;
+        state.event = vs::create_event();
+        char head[4];
+        std::uint32_t moved = 0;
+        QVERIFY(vs::start_read(port, head, sizeof head, moved, state));
+        vs::close_handle(port);
+        vs::close_handle(state.event);
+
+        const auto device = open(module.path());
+        QVERIFY(device);
+        QVERIFY(module.send(emptyFrame));
+        QTRY_COMPARE(frames, QList<QByteArray>{emptyFrame});
     }
 
     void speeds()

@@ -107,7 +107,7 @@ bool event::signal()
 {
     const std::uint64_t one = 1;
     const bool is_written = ::write(counter.get(), &one, sizeof one) == sizeof one;
-    may_be_signalled = true; // not before there is something to take
+    may_be_signalled = true; // set before, it could be taken while the counter is still empty
     return is_written;
 }
 

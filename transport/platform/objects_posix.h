@@ -62,8 +62,8 @@ public:
     ~port() override;
     void shut() override;
 
-    // Reads what the line has, up to 4 KB, and serves later calls from there: one system call where a frame
-    // would take two. As ::read() else. For the one thread that reads.
+    // Reads what the line has, up to 4 KB, and serves later calls from there: a frame alone would take two
+    // system calls. Returns what ::read() returns. Only the reading thread calls it.
     ssize_t read(char *buffer, std::size_t count);
 
     unique_fd line;
@@ -102,7 +102,7 @@ public:
     bool take_signal(); // true if it was signalled, which it then is no longer
 
     unique_fd counter;
-    std::atomic<bool> may_be_signalled{false}; // saves the system call while it is not
+    std::atomic<bool> may_be_signalled{false}; // if not, take_signal() needs no system call
     std::optional<pending_transfer> pending;   // of an event that one thread alone waits for
 };
 

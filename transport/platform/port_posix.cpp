@@ -118,6 +118,11 @@ void make_raw(termios2 &line)
 
 port::~port()
 {
+    // What is read ahead and not served is lost. With the rest in the queue the next user of a
+    // pseudo-terminal would begin in the middle of a frame; the driver of a real port drops its queue by
+    // itself.
+    if (ahead_begin != ahead_end)
+        ::ioctl(line.get(), TCFLSH, TCIFLUSH);
     drain(line.get());
     ::ioctl(line.get(), TCSETS2, afterwards.get());
     ::ioctl(line.get(), TIOCNXCL);
