@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int rounds = 9;
+constexpr int rounds = 9; // so many that a busy moment of the machine is outvoted
 constexpr int writeSize = 20;
 constexpr int runMs = 1000;
 constexpr int handle = 37; // takes such writes
