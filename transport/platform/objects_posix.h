@@ -72,7 +72,7 @@ public:
     std::atomic<bool> is_shut{false};
 
 private:
-    char ahead[4096]; // bytes that are read and not yet served
+    char ahead[4096] = {}; // bytes that are read and not yet served
     std::size_t ahead_begin = 0;
     std::size_t ahead_end = 0;
 };
